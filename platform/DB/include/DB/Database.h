@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <DB/DatabaseException.h>
+#include <TLX/Export.h>
+
+namespace DatabaseORM {
+class storage_t;
+}
+
+namespace DatabaseWrapper {
+
+// Runs statements. [any thread: statements are run one at a time]
+class VX_EXPORT DatabaseDAO {
+ public:
+  virtual ~DatabaseDAO();
+
+  // Runs one statement, optionally behind "PRAGMA foreign_keys = ON;". Returns the cells row by
+  // row, one string a cell, SQL NULL as the text NULL; empty for statements that return nothing.
+  // Throws DBEXCEPTION::DatabaseException. Never calls back.
+  virtual std::vector<std::string> query(std::string statement) = 0;
+};
+
+// What the host registers and plug-ins keep: the way to run statements and the storage object of
+// the query builder over it.
+class VX_EXPORT CHostDatabase {
+ public:
+  CHostDatabase(std::shared_ptr<DatabaseDAO> dao, std::shared_ptr<DatabaseORM::storage_t> storage);
+  ~CHostDatabase();
+
+  DatabaseDAO& Dao() const { return *m_Dao; }
+  DatabaseORM::storage_t& Storage() const { return *m_Storage; }
+
+ private:
+  std::shared_ptr<DatabaseDAO> m_Dao;
+  std::shared_ptr<DatabaseORM::storage_t> m_Storage;
+};
+
+// Texts of SQL, fixed by the database; variables so that tests can show what depends on them.
+VX_EXPORT extern std::string BLANK_SEPARATOR;   // " "
+VX_EXPORT extern std::string MIDDLE_SEPARATOR;  // ", "
+VX_EXPORT extern std::string QUOTATION;         // "'"
+VX_EXPORT extern std::string NULL_DB_ENTRY;     // "NULL"
+VX_EXPORT extern std::string NULL_DB_STRING;    // "NULL"
+VX_EXPORT extern std::string delimiter;         // "|"
+
+// Hands out what the host registered last; null when it registered nothing. [any thread]
+VX_EXPORT void registerDatabase(std::shared_ptr<CHostDatabase> database);
+
+}  // namespace DatabaseWrapper
+
+VX_EXPORT std::shared_ptr<DatabaseWrapper::CHostDatabase> getDatabasePointer();

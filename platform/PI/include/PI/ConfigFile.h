@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+
+#include <TLX/Export.h>
+
+namespace PI {
+
+// A file of "key=value" lines. Comments (# or ;), order, unknown keys and line ends survive a
+// write. The file is read anew on every call and nothing is kept open. A value type. [one thread at
+// a time]
+class VX_EXPORT CConfigFile {
+ public:
+  // A relative name lies in the host's configuration directory.
+  void SetFileName(const std::string& name);
+  const std::string& FileName() const;  // as it was set
+
+  // Reads the text behind the key, blanks around it cut off. Returns 0 when the key was read;
+  // otherwise non-zero and value is untouched (no such file, not readable, a directory, no such
+  // key). The last two arguments are of the host's own use: pass -1.
+  unsigned int ReadKeyValue(const std::string& key, std::string& value, int section,
+                            int index) const;
+
+  // Stores the text under the key: in its first line, or in a new line at the end; makes the file
+  // when there is none. Written to a temporary file in the same directory, flushed to disk and
+  // renamed. Returns 0, or 20000 when it could not be written; the file is then as it was.
+  unsigned int WriteKeyValue(const std::string& key, const std::string& value, int section,
+                             int index) const;
+
+  // The host's configuration directory; the current directory unless set. [before plug-ins are
+  // loaded]
+  static void SetConfigDirectory(const std::string& directory);
+  static std::string ConfigDirectory();
+
+ private:
+  std::string m_Name;
+};
+
+}  // namespace PI

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+#include <TLX/Export.h>
+
+namespace TLX::Misc {
+
+class VX_EXPORT CTlxApplication {
+ public:
+  // The resolved path of the executable file of this process, or what SetProcessPath was given.
+  // [any thread]
+  static std::string GetProcessPath();
+
+  // Replaces the path that GetProcessPath reports; empty restores the real one. For a host that
+  // wants its plug-ins to find another tool directory. [before plug-ins are loaded]
+  static void SetProcessPath(const std::string& path);
+};
+
+}  // namespace TLX::Misc

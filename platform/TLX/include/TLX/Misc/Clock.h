@@ -1,0 +1,28 @@
+#pragma once
+
+#include <chrono>
+
+#include <TLX/Export.h>
+
+namespace TLX::Misc {
+
+// Milliseconds since the epoch: the wall clock at process start, carried on by the monotonic clock,
+// so that elapsed time never jumps. Runs faster by the time scale. [any thread]
+VX_EXPORT unsigned long now();
+
+// Sleeps for so many milliseconds of now(). Delivers a pending cancellation. [any thread]
+VX_EXPORT void Sleep(unsigned long milliseconds);
+
+// The one clock behind now(), sleeps, waits and the waiter.
+class VX_EXPORT CClock {
+ public:
+  // How many times faster than real time the clock runs: 1 unless set; values below 1 count as 1.
+  // now() carries on without a jump; waits under way are re-timed. [any thread]
+  static void SetTimeScale(double scale);
+  static double TimeScale();
+
+  // The real time that the given milliseconds of now() take at the present scale.
+  static std::chrono::nanoseconds ToRealTime(unsigned long milliseconds);
+};
+
+}  // namespace TLX::Misc

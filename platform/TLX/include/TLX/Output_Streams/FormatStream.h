@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+#include <TLX/Export.h>
+#include <TLX/Internals/TraceStreamBuffer.h>
+
+namespace TLX::Output_Streams {
+
+// Fills the places of a format text from left to right. "%d": signed decimal of the width of the
+// argument (an unsigned int of all ones shows as -1); "%x": unsigned hexadecimal without padding;
+// "%s": text. "%%" is a percent sign. A place without an argument shows nothing, an argument
+// without a place is dropped. What follows the last filled place is written when the stream closes.
+class VX_EXPORT CFormatStream {
+ public:
+  // The format text must stay valid until the stream closes; the buffer must outlive the stream.
+  CFormatStream(Internals::CTraceStreamBuffer& buffer, const char* format);
+  ~CFormatStream() noexcept;
+  CFormatStream(const CFormatStream&) = delete;
+  CFormatStream& operator=(const CFormatStream&) = delete;
+
+  CFormatStream& FormatInt(unsigned int value);
+  CFormatStream& FormatInt(unsigned long value);
+  CFormatStream& operator<<(const char* text);  // null counts as empty
+  CFormatStream& operator<<(const std::string& text);
+
+ private:
+  // Writes the format text up to the next place and returns its conversion letter, 0 at the end.
+  char NextPlace();
+  Internals::CTraceStreamBuffer& m_Buffer;
+  const char* m_Rest;
+};
+
+}  // namespace TLX::Output_Streams

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <memory>
+
+#include <TLX/Export.h>
+#include <TLX/Threading/Results.h>
+
+namespace TLX::Threading {
+
+class CWaiter;
+
+// A flag that threads wait for. Auto-reset: the one wait that reports it clears it. Manual-reset:
+// it stays set until Reset. Unusable until Init has been called.
+class VX_EXPORT CEvent {
+ public:
+  CEvent();
+  ~CEvent();  // nobody may wait for the event any more
+  CEvent(const CEvent&) = delete;
+  CEvent& operator=(const CEvent&) = delete;
+
+  // Makes the event usable in the given state. Repeatable: an event in use goes back to that state.
+  // Returns WAIT_ACQUIRED (1). [any thread]
+  unsigned int Init(bool initialState, bool manualReset);
+
+  // Set and Reset do nothing before Init. [any thread]
+  void Set();
+  void Reset();
+
+  // As CWaiter::Wait with this event alone. [any thread]
+  unsigned int Wait(unsigned int milliseconds);
+
+  bool IsInitialised() const;
+
+ private:
+  friend class CWaiter;
+  struct Impl;
+  std::shared_ptr<Impl> m_Impl;
+};
+
+}  // namespace TLX::Threading

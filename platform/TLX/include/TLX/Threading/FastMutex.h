@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+
+#include <TLX/Export.h>
+#include <TLX/Threading/Annotations.h>
+#include <TLX/Threading/Results.h>
+
+namespace TLX::Threading::Native_OS {
+
+// A mutex with time-out, recursive for the thread that owns it: a thread that waits twice releases
+// twice. Unusable until Init has been called.
+class VX_CAPABILITY("mutex") VX_EXPORT CFastMutex {
+ public:
+  CFastMutex();
+  ~CFastMutex();  // nobody may wait for or own the mutex any more
+  CFastMutex(const CFastMutex&) = delete;
+  CFastMutex& operator=(const CFastMutex&) = delete;
+
+  // Makes the mutex usable. Returns WAIT_ACQUIRED (1), also when it already was usable; a mutex
+  // that is owned stays owned. [any thread]
+  unsigned int Init();
+
+  // Waits up to the given milliseconds (scaled by the clock's time scale; WAIT_INFINITE: for ever).
+  // Returns WAIT_ACQUIRED, WAIT_TIMED_OUT, or WAIT_FAILED when never initialised. Delivers a
+  // pending cancellation of the calling thread while it waits, never when the mutex is free. [any
+  // thread]
+  unsigned int Wait(unsigned int milliseconds) VX_TRY_ACQUIRE(true);
+
+  // Gives up one Wait. Does nothing unless the calling thread owns the mutex. [any thread]
+  void Release() VX_RELEASE();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> m_Impl;
+};
+
+// Owns a mutex for a scope. Releases only what it got: when the wait failed the scope runs without
+// the lock, and Result() says so.
+class VX_SCOPED_CAPABILITY CFastMutexGuard {
+ public:
+  explicit CFastMutexGuard(CFastMutex& mutex) VX_ACQUIRE(mutex) VX_NO_THREAD_SAFETY_ANALYSIS
+      : m_Mutex(mutex),
+        m_Result(mutex.Wait(WAIT_INFINITE)) {}
+  ~CFastMutexGuard() VX_RELEASE() VX_NO_THREAD_SAFETY_ANALYSIS {
+    if (m_Result == WAIT_ACQUIRED) m_Mutex.Release();
+  }
+  CFastMutexGuard(const CFastMutexGuard&) = delete;
+  CFastMutexGuard& operator=(const CFastMutexGuard&) = delete;
+
+  unsigned int Result() const { return m_Result; }
+
+ private:
+  CFastMutex& m_Mutex;
+  unsigned int m_Result;
+};
+
+}  // namespace TLX::Threading::Native_OS

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <vector>
+
+#include <TLX/Export.h>
+#include <TLX/Threading/Event.h>
+
+namespace TLX::Threading {
+
+// Waits for several events at once. The events must outlive the waiter.
+class VX_EXPORT CWaiter {
+ public:
+  // Adds an event behind those already there; its number is its place, from 1.
+  void Add(CEvent& event);
+
+  // Waits up to the given milliseconds (scaled by the clock's time scale; WAIT_INFINITE: for ever).
+  // waitForAll false: returns the number of the first event in order that is set, and clears only
+  // that one if it is auto-reset. waitForAll true: returns 1 once all are set, and clears the
+  // auto-reset ones together. WAIT_TIMED_OUT when the time runs out, WAIT_FAILED when there is no
+  // event or one of them was never initialised. Delivers a pending cancellation of the calling
+  // thread. [any thread]
+  unsigned int Wait(unsigned int milliseconds, bool waitForAll);
+
+ private:
+  std::vector<CEvent*> m_Events;
+};
+
+}  // namespace TLX::Threading

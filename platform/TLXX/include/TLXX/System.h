@@ -1,0 +1,82 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <TLX/Export.h>
+
+namespace TLXX {
+
+// What runs a command. The real one is behind CSystem; tests put their own in its place.
+class VX_EXPORT ICommandRunner {
+ public:
+  virtual ~ICommandRunner();
+  // As CSystem::ExecuteCommand.
+  virtual int Execute(const std::string& command, const std::string& arguments,
+                      std::string& output) = 0;
+  virtual int Execute(const std::string& command, const std::string& arguments,
+                      std::vector<std::string>& lines) = 0;
+};
+
+// Limits of the runner. Times are real time, whatever the clock's time scale.
+struct CRunLimits {
+  // How long a query (text overload) may run before its process group is killed; 0: no limit.
+  std::chrono::milliseconds m_QueryTimeout{60'000};
+  // The same for the lines overload, which changes drives: no limit, since a killed format can
+  // leave a drive half done.
+  std::chrono::milliseconds m_LinesTimeout{0};
+  // More output than this is a failure.
+  std::size_t m_MaxOutput = std::size_t{64} << 20U;
+  // The pause before a query that failed at once and said nothing is run a second time; 0: never.
+  std::chrono::milliseconds m_RepeatPause{200};
+};
+
+// What the runner counted for one command (by its arguments with numbers replaced by "N").
+struct CRunStatistics {
+  unsigned long m_Runs = 0;
+  unsigned long m_Failures = 0;
+  unsigned long m_Timeouts = 0;
+  unsigned long m_Repeats = 0;
+  std::chrono::nanoseconds m_TotalTime{0};
+  std::chrono::nanoseconds m_LongestTime{0};
+  std::string m_LastFailure;  // why the last failed run failed; empty when none did
+};
+
+class VX_EXPORT CSystem {
+ public:
+  // Runs "command arguments" without a shell and collects what it prints: leading NAME=VALUE words
+  // are its environment (beside the process's own), the rest is split at blanks, one trailing
+  // "2>&1" joins its standard error to the output (otherwise it goes to the process's own). Nothing
+  // else is interpreted. Standard input is /dev/null. Returns 1 when the program started and its
+  // output was collected whole, whatever its exit status; 0 when it is missing or not executable,
+  // outlived the time limit, or printed too much; the reason is in the platform's trace. output
+  // holds what was printed (empty on failure). Returns after the program has ended and is reaped.
+  // Delivers a pending cancellation of the calling thread after it has killed and reaped the
+  // program. [any thread]
+  static int ExecuteCommand(const std::string& command, const std::string& arguments,
+                            std::string& output);
+
+  // The same, one element a line without its line feed. Never repeated.
+  static int ExecuteCommand(const std::string& command, const std::string& arguments,
+                            std::vector<std::string>& lines);
+
+  // Version of a kernel module: the text of module/<name>/version under the sysfs root, without its
+  // line end; empty when there is none. [any thread]
+  static void GetModuleVersion(const std::string& name, std::string& version);
+  static std::string GetModuleVersion(const std::string& name);
+
+  static void SetRunLimits(const CRunLimits& limits);
+  static CRunLimits RunLimits();
+
+  // Snapshot of the counters, by command. [any thread]
+  static std::map<std::string, CRunStatistics> RunStatistics();
+
+  // Puts another runner in place (null: the real one) and returns the one that was there, null for
+  // the real one. The caller keeps it alive while it is in place. [before threads run commands]
+  static ICommandRunner* SetCommandRunner(ICommandRunner* runner);
+};
+
+}  // namespace TLXX

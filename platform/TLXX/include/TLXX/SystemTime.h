@@ -1,0 +1,13 @@
+#pragma once
+
+#include <TLX/Export.h>
+
+namespace TLXX {
+
+class VX_EXPORT CSystemTime {
+ public:
+  // The calendar date, UTC, of so many milliseconds since the epoch. Month and day count from 1.
+  static void Lx_GetDate(unsigned long milliseconds, int& year, int& month, int& day);
+};
+
+}  // namespace TLXX
