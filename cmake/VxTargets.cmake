@@ -68,7 +68,13 @@ function(vx_add_test name)
   add_test(NAME ${name} COMMAND ${name})
   set_tests_properties(${name} PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT})
   vx_sanitizer_environment(${name})
+  if("threads" IN_LIST arg_LABELS)
+    add_dependencies(vx_threaded_tests ${name})
+  endif()
 endfunction()
+
+# What the label "threads" names, as one target.
+add_custom_target(vx_threaded_tests)
 
 # The environment every test runs in: sanitizers stop at the first finding.
 function(vx_sanitizer_environment test)
