@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include <rapidjson/fwd.h>
+
 // What the vendor's tool reports, as plain records. How it is asked is IPLUGINAPI_IMPL's; reading
 // its output is separate from running it, so that the readers can be tested on text alone.
 namespace NAMESPACE_piTorvex {
@@ -75,5 +77,34 @@ struct CCmdEmuAdapter {
   std::string Spare3;
   std::string Spare4;
 };
+
+// --- Reading what the tool prints: no child process, no lock, [any thread] --------------------
+// Every value that is taken over is traced with its key. Sections that are missing, keys that are
+// missing or of another type, and a root that is no object change nothing and are no error.
+
+// Parses the whole text as one JSON value. False, with a null document, when it is not JSON, is
+// larger than 64 MiB, or nests deeper than 256 (which would cost the parser its stack).
+bool ParseToolOutput(const std::string& text, rapidjson::Document& document);
+
+// Appends the drives that this plug-in serves, in the tool's order; their numbers carry on from the
+// size of the list.
+void ReadInventory(const rapidjson::Value& root, std::vector<CCmdEmuAdapter>& drives);
+
+// One reader per log. ReadHealthLog throws boost::bad_optional_access when the text of a counter is
+// no hexadecimal number; what was read before it stays.
+void ReadHealthLog(const rapidjson::Value& root, CCmdEmuGetlog& log);
+void ReadTemperatureLog(const rapidjson::Value& root, CCmdEmuGetlog& log);
+void ReadAttributeLog(const rapidjson::Value& root, CCmdEmuGetlog& log);
+void ReadCapacityLog(const rapidjson::Value& root, CCmdEmuGetlog& log);
+
+// Adds the plug-in's own temperature bits to the warning word; never clears one.
+void AddTemperatureWarnings(CCmdEmuGetlog& log);
+
+// Takes the tool's version from the first version section; leaves the text as it is without one.
+void ReadVersion(const rapidjson::Value& root, std::string& version);
+
+// The number that a text of hexadecimal digits stands for: leading blanks and "0x" are accepted,
+// nothing may follow. Throws boost::bad_optional_access.
+unsigned long HexadecimalToNumber(const std::string& text);
 
 }  // namespace NAMESPACE_piTorvex
