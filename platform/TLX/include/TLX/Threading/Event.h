@@ -34,7 +34,7 @@ class VX_EXPORT CEvent {
  private:
   friend class CWaiter;
   struct Impl;
-  std::shared_ptr<Impl> m_Impl;
+  std::unique_ptr<Impl> m_Impl;
 };
 
 }  // namespace TLX::Threading

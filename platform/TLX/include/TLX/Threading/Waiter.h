@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <span>
 #include <vector>
 
 #include <TLX/Export.h>
@@ -22,6 +24,15 @@ class VX_EXPORT CWaiter {
   unsigned int Wait(unsigned int milliseconds, bool waitForAll);
 
  private:
+  friend class CEvent;
+  class CRegistration;
+  static unsigned int WaitFor(std::span<CEvent* const> events, unsigned int milliseconds,
+                              bool waitForAll);
+  static unsigned int WaitOnce(std::span<CEvent* const> events, std::chrono::microseconds deadline,
+                               bool waitForAll);
+  static unsigned int TakeFirst(std::span<CEvent* const> events);
+  static unsigned int TakeAll(std::span<CEvent* const> events);
+
   std::vector<CEvent*> m_Events;
 };
 
