@@ -6,8 +6,8 @@
 #include <TLX/Export.h>
 
 // The rows that are written to the host's database. Plain values: every field holds its null until
-// it is set, and a null is written as the database's NULL. The first field is the identity, which
-// the database assigns.
+// it is set (texts: DatabaseWrapper::NULL_DB_STRING; lists are empty), and a null is written as the
+// database's NULL. The first field is the identity, which the database assigns.
 namespace RaidDataModels {
 
 inline constexpr int NULL_INTEGER = -2147483647 - 1;
@@ -18,6 +18,7 @@ inline constexpr double NULL_REAL = 1.1754943508222875e-38;
 // The plug-in itself. Key: Name.
 struct VX_EXPORT Plugin {
   Plugin();
+  bool operator==(const Plugin&) const = default;
 
   int ID = NULL_INTEGER;
   std::string ToolVersion;  // version text of the vendor tool
@@ -35,6 +36,7 @@ struct VX_EXPORT Plugin {
 // One adapter. Key: AdapterNumber and Host.
 struct VX_EXPORT Adapter {
   Adapter();
+  bool operator==(const Adapter&) const = default;
 
   int ID = NULL_INTEGER;
   unsigned long ObjectID = NULL_UNSIGNED;
@@ -74,6 +76,7 @@ struct VX_EXPORT Adapter {
 // One physical drive. Key: SerialNumber and Host.
 struct VX_EXPORT PD {
   PD();
+  bool operator==(const PD&) const = default;
 
   int ID = NULL_INTEGER;
   std::string SerialNumber;  // 30022

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+#include <DatabaseORM/Records.h>
+#include <TLX/Export.h>
+
+namespace RaidDataModels {
+
+// The one instance of T in the process. It is instantiated and exported by the builder's library
+// alone: two libraries that ask for it get the same object. [any thread]
+template <class T>
+class VX_EXPORT Singleton {
+ public:
+  static const std::shared_ptr<T>& Instance();
+};
+
+class VX_EXPORT dbModelFieldsMapBase {
+ public:
+  virtual ~dbModelFieldsMapBase();
+};
+
+// The names of one record type: its alias, which qualifies column names in conditions, and the
+// column name of each field. The host fills it before it hands out the storage object; nobody
+// changes it afterwards, so reading needs no lock.
+template <class Record>
+class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
+ public:
+  dbModelFieldsMap();
+  ~dbModelFieldsMap() override;
+
+  void SetAlias(std::string alias);
+  const std::string& Alias() const;
+
+  // Names the column of a field, in place of an earlier name. Instantiated for the five value
+  // kinds: int, unsigned long, std::string, double and std::vector<std::string>.
+  template <class Field>
+  requires std::is_object_v<Field>
+  void SetColumn(Field Record::*field, std::string columnName);
+
+  // The column of a field; empty when it has none.
+  template <class Field>
+  requires std::is_object_v<Field>
+  const std::string& Column(Field Record::*field) const;
+
+  // Forgets alias and columns.
+  void Clear();
+
+ private:
+  std::string m_Alias;
+  // Keyed by the field's offset in the record: member pointers have no order, and their types
+  // differ from kind to kind.
+  std::map<std::ptrdiff_t, std::string> m_Columns;
+};
+
+extern template class VX_EXPORT Singleton<dbModelFieldsMap<Adapter>>;
+extern template class VX_EXPORT Singleton<dbModelFieldsMap<PD>>;
+extern template class VX_EXPORT Singleton<dbModelFieldsMap<Plugin>>;
+extern template class VX_EXPORT dbModelFieldsMap<Adapter>;
+extern template class VX_EXPORT dbModelFieldsMap<PD>;
+extern template class VX_EXPORT dbModelFieldsMap<Plugin>;
+
+}  // namespace RaidDataModels

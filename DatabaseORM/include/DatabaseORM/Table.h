@@ -1,0 +1,54 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include <DatabaseORM/Records.h>
+#include <TLX/Export.h>
+
+namespace DatabaseORM {
+
+// The place of a column's value in the record. The alternatives are the five kinds of columns.
+template <class Record>
+using field_t = std::variant<int Record::*, unsigned long Record::*, std::string Record::*,
+                             double Record::*, std::vector<std::string> Record::*>;
+
+// One column.
+template <class Record>
+struct column_t {
+  field_t<Record> field;
+  std::string name;
+  // The database generates the value. When any column of a table says so, the INSERT names its
+  // columns and leaves the identity out.
+  bool explicitColumnList = false;
+  // Place in the row, from 0. Column 0 is the identity.
+  int position = 0;
+};
+
+// One registered table, whatever its record.
+class VX_EXPORT tableBase_t {
+ public:
+  explicit tableBase_t(std::string tableName, bool enforceForeignKeys = false);
+  virtual ~tableBase_t();
+
+  // UPDATE, DELETE and INSERT switch the enforcement of foreign keys on first.
+  bool foreignKeys;
+  std::string name;
+};
+
+template <class Record>
+class VX_EXPORT table_t : public tableBase_t {
+ public:
+  explicit table_t(std::string tableName, bool enforceForeignKeys = false);
+  ~table_t() override;
+
+  std::vector<std::shared_ptr<column_t<Record>>> columns;
+};
+
+extern template class VX_EXPORT table_t<RaidDataModels::Adapter>;
+extern template class VX_EXPORT table_t<RaidDataModels::PD>;
+extern template class VX_EXPORT table_t<RaidDataModels::Plugin>;
+
+}  // namespace DatabaseORM

@@ -1,0 +1,148 @@
+#include "Values.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <limits>
+#include <stdexcept>
+
+#include <locale.h>
+
+#include <DB/Database.h>
+#include <DatabaseORM/Records.h>
+
+namespace DatabaseORM::Values {
+
+using DatabaseWrapper::delimiter;
+using DatabaseWrapper::NULL_DB_ENTRY;
+using DatabaseWrapper::NULL_DB_STRING;
+using DatabaseWrapper::QUOTATION;
+using DBEXCEPTION::DatabaseException;
+
+namespace {
+
+// What a null reads as in the cells of numbers, whatever the constants say.
+constexpr const char* NULL_NUMBER_CELL = "NULL";
+
+// The longest double written with six digits after the point has 317 characters.
+constexpr std::size_t REAL_TEXT_SIZE = 328;
+
+// SQL text ends at a NUL byte, so that no value may hold one.
+std::string WithoutNul(const std::string& text) {
+  std::string kept = text;
+  kept.erase(std::remove(kept.begin(), kept.end(), '\0'), kept.end());
+  return kept;
+}
+
+std::string Doubled(std::string text, const std::string& quotation) {
+  if (quotation.empty()) return text;
+  for (std::size_t at = text.find(quotation); at != std::string::npos;
+       at = text.find(quotation, at + 2 * quotation.size())) {
+    text.insert(at, quotation);
+  }
+  return text;
+}
+
+std::string Quoted(const std::string& text) {
+  return QUOTATION + Doubled(text, QUOTATION) + QUOTATION;
+}
+
+// text is free of NUL bytes.
+std::string RenderText(const std::string& text, CPlace place) {
+  if (text == NULL_DB_STRING) return NULL_DB_ENTRY;
+  if (text.empty() && place == CPlace::Insertion) return "''";
+  return Quoted(text);
+}
+
+// std::stod in the classic locale.
+double ToReal(const std::string& cell) {
+  static const locale_t classic = newlocale(LC_ALL_MASK, "C", nullptr);
+  const int saved = errno;
+  errno = 0;
+  char* end = nullptr;
+  const double value = strtod_l(cell.c_str(), &end, classic);
+  const int failure = errno;
+  errno = saved;
+  if (end == cell.c_str()) throw std::invalid_argument("stod");
+  if (failure == ERANGE) throw std::out_of_range("stod");
+  return value;
+}
+
+}  // namespace
+
+std::string Render(int value, CPlace) {
+  return value == RaidDataModels::NULL_INTEGER ? NULL_DB_ENTRY : std::to_string(value);
+}
+
+std::string Render(unsigned long value, CPlace) {
+  return value == RaidDataModels::NULL_UNSIGNED ? NULL_DB_ENTRY : std::to_string(value);
+}
+
+std::string Render(double value, CPlace) {
+  if (value == RaidDataModels::NULL_REAL) return NULL_DB_ENTRY;
+  char text[REAL_TEXT_SIZE];
+  const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 6).ptr;
+  return {text, end};
+}
+
+std::string Render(const std::string& value, CPlace place) {
+  return RenderText(WithoutNul(value), place);
+}
+
+std::string Render(const std::vector<std::string>& value, CPlace place) {
+  std::string joined;
+  for (const std::string& raw : value) {
+    const std::string item = WithoutNul(raw);
+    if (!delimiter.empty() && item.find(delimiter) != std::string::npos) {
+      throw DatabaseException("The list item \"" + item + "\" holds \"" + delimiter +
+                              "\", which separates the items of a list.");
+    }
+    joined += item + delimiter;
+  }
+  if (!joined.empty()) joined.resize(joined.size() - delimiter.size());
+  return RenderText(joined, place);
+}
+
+void Read(const std::string& cell, int& value) {
+  if (cell != NULL_NUMBER_CELL) value = std::stoi(cell);
+}
+
+// Signed on purpose: a count of 2^63 and above is out of range and says so.
+void Read(const std::string& cell, unsigned long& value) {
+  if (cell != NULL_NUMBER_CELL) value = static_cast<unsigned long>(std::stoll(cell));
+}
+
+void Read(const std::string& cell, double& value) {
+  if (cell != NULL_NUMBER_CELL) value = ToReal(cell);
+}
+
+void Read(const std::string& cell, std::string& value) {
+  value = cell;
+}
+
+void Read(const std::string& cell, std::vector<std::string>& value) {
+  value.clear();
+  if (cell.empty() || cell == NULL_DB_STRING) return;
+  std::size_t begin = 0;
+  for (;;) {
+    const std::size_t end = cell.find_first_of(delimiter, begin);
+    value.push_back(cell.substr(begin, end - begin));
+    if (end == std::string::npos) return;
+    begin = end + 1;
+  }
+}
+
+std::string InCondition(int value) {
+  return std::to_string(value);
+}
+
+std::string InCondition(const std::string& value) {
+  return Doubled(WithoutNul(value), "'");
+}
+
+std::string InCondition(const char* value) {
+  return InCondition(std::string(value == nullptr ? "" : value));
+}
+
+}  // namespace DatabaseORM::Values
