@@ -1,4 +1,6 @@
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -230,12 +232,18 @@ TEST(PluginApi, New_SpeaksVersionTwoAndHasNoModuleOrCallback) {
   EXPECT_FALSE(plugin.m_NotifyHost);
 }
 
+// A pointer to a virtual member function holds one plus its byte offset in the virtual table.
 TEST(PluginApi, VirtualTable_HoldsExecuteBeforeDestructor) {
+  const auto execute = &IPLUGINAPI::Execute;
+  std::uintptr_t word = 0;
+  std::memcpy(&word, &execute, sizeof word);
+  EXPECT_EQ(word, 1U);
+}
+
+TEST(PluginApi, Execute_PassesUnknownCommandsOn) {
   CPlugin plugin;
-  IPLUGINAPI* const door = &plugin;
-  using Slot = unsigned int (*)(IPLUGINAPI*, PI::_COMMAND, unsigned long, void*);
-  Slot* const table = *reinterpret_cast<Slot**>(door);
-  EXPECT_EQ(table[0](door, static_cast<PI::_COMMAND>(0xFFFFFFFFU), 9, nullptr), 4711U);
+  IPLUGINAPI& door = plugin;
+  EXPECT_EQ(door.Execute(static_cast<PI::_COMMAND>(0xFFFFFFFFU), 9, nullptr), 4711U);
   EXPECT_EQ(plugin.m_Command, 0xFFFFFFFFU);
   EXPECT_EQ(plugin.m_ObjectId, 9UL);
 }

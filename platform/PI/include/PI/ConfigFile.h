@@ -6,9 +6,11 @@
 
 namespace PI {
 
-// A file of "key=value" lines. Comments (# or ;), order, unknown keys and line ends survive a
-// write. The file is read anew on every call and nothing is kept open. A value type. [one thread at
-// a time]
+// A file of "key=value" lines. Comments (# or ;), order, unknown keys, line ends and a byte order
+// mark survive a write. Keys are compared byte for byte; of several lines with one key the first
+// counts; a line that begins with "[" is no entry. The file is read anew on every call and nothing
+// is kept open. A file above 16 MiB, a directory, a pipe or a device counts as not readable. A
+// value type. [one thread at a time; different objects, also of one file, from any thread]
 class VX_EXPORT CConfigFile {
  public:
   // A relative name lies in the host's configuration directory.
@@ -23,12 +25,16 @@ class VX_EXPORT CConfigFile {
 
   // Stores the text under the key: in its first line, or in a new line at the end; makes the file
   // when there is none. Written to a temporary file in the same directory, flushed to disk and
-  // renamed. Returns 0, or 20000 when it could not be written; the file is then as it was.
+  // renamed; mode and, where the process may, owner are kept. A symbolic link is written through.
+  // Returns 0, or 20000 when it could not be written; the file is then as it was. Refused: an empty
+  // key; a key with "=" in it, with blanks around it or that begins with "#", ";" or "["; line
+  // breaks and zero bytes in key or value; a file that this user may not read or write. Blanks
+  // around the value are written, but not read again.
   unsigned int WriteKeyValue(const std::string& key, const std::string& value, int section,
                              int index) const;
 
-  // The host's configuration directory; the current directory unless set. [before plug-ins are
-  // loaded]
+  // The host's configuration directory; the current directory unless set, or set to the
+  // empty text. [set before plug-ins are loaded; read from any thread]
   static void SetConfigDirectory(const std::string& directory);
   static std::string ConfigDirectory();
 

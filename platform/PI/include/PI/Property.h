@@ -78,7 +78,8 @@ class VX_EXPORT CProperty {
   // Each selects the kind of value that goes with it: string, string, float, unsigned, range
   // (value, minimum, maximum, step), choice (selected, choices), multiple choice (selected,
   // choices). A null text counts as empty. The lists of the last one are copied and left as they
-  // are.
+  // are. The other fields, also m_Kind, stay: a number with unit may hold a float. A plain 0 fits
+  // several of these: cast it.
   void SetValue(const char* text);
   void SetValue(const std::string& text);
   void SetValue(float number);
