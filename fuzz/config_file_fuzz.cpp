@@ -29,8 +29,10 @@ void Require(bool condition, const char* statement) {
 class Workplace {
  public:
   Workplace() {
-    std::string pattern = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    pattern += "/config-fuzz-XXXXXX";
+    namespace fs = std::filesystem;
+    const fs::path parent =
+        ::access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path();
+    std::string pattern = parent / "config-fuzz-XXXXXX";
     Require(::mkdtemp(pattern.data()) != nullptr, "a temporary directory can be made");
     directory_ = pattern;
   }
