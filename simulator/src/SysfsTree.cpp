@@ -180,9 +180,15 @@ void Tree::AddFile(const std::string& path, const std::string& content) {
   entries_[path] = {Kind::File, content};
 }
 
+// The last name of the target always stands in the link, as the kernel writes it: a link to the
+// directory above is "../../nvme0" and not "..".
 void Tree::AddLink(const std::string& path, const std::string& target) {
   AddParents(path);
-  entries_[path] = {Kind::Link, fs::path(target).lexically_relative(ParentOf(path)).string()};
+  const fs::path place = ParentOf(path);
+  const fs::path above = fs::path(target).parent_path().lexically_relative(place);
+  const fs::path text =
+      above == "." ? fs::path(target).filename() : above / fs::path(target).filename();
+  entries_[path] = {Kind::Link, text.string()};
 }
 
 void UpdateDirectory(const fs::path& root, const Tree& tree) {
