@@ -23,7 +23,10 @@ class VX_EXPORT ICommandRunner {
 
 // Limits of the runner. Times are real time, whatever the clock's time scale.
 struct CRunLimits {
-  // How long a query (text overload) may run before its process group is killed; 0: no limit.
+  // How long a query (text overload) may run before its process group is killed; 0: no limit. After
+  // a query has run into this limit the following ones, whatever the command, get a tenth of it,
+  // until one succeeds or ten times the limit have passed (a tool that has only become slow is not
+  // cut off for ever).
   std::chrono::milliseconds m_QueryTimeout{60'000};
   // The same for the lines overload, which changes drives: no limit, since a killed format can
   // leave a drive half done.
@@ -32,17 +35,23 @@ struct CRunLimits {
   std::size_t m_MaxOutput = std::size_t{64} << 20U;
   // The pause before a query that failed at once and said nothing is run a second time; 0: never.
   std::chrono::milliseconds m_RepeatPause{200};
+  // How long after its end something that the program left running may hold its output open; the
+  // run then fails. Only the limits above kill: what is left then goes on running. 0: no limit.
+  std::chrono::milliseconds m_LingerTimeout{60'000};
 };
 
-// What the runner counted for one command (by its arguments with numbers replaced by "N").
+// What the runner counted for one command. Commands are told apart by their arguments, words that
+// are numbers replaced by "N": "show -o json -smart -torvex N". Past 256 of them the others are
+// counted together as "(other)".
 struct CRunStatistics {
-  unsigned long m_Runs = 0;
+  unsigned long m_Runs = 0;  // calls; one that was repeated counts once
+  // Calls that returned 0, and those whose program ended with a failure and printed nothing.
   unsigned long m_Failures = 0;
-  unsigned long m_Timeouts = 0;
-  unsigned long m_Repeats = 0;
-  std::chrono::nanoseconds m_TotalTime{0};
-  std::chrono::nanoseconds m_LongestTime{0};
-  std::string m_LastFailure;  // why the last failed run failed; empty when none did
+  unsigned long m_Timeouts = 0;             // calls that ran into a limit of time; failures as well
+  unsigned long m_Repeats = 0;              // calls whose program was run a second time
+  std::chrono::nanoseconds m_TotalTime{0};  // of all calls, with repeats and their pauses
+  std::chrono::nanoseconds m_LongestTime{0};  // of one call
+  std::string m_LastFailure;  // why the last failed call failed; empty when none did
 };
 
 class VX_EXPORT CSystem {
@@ -50,12 +59,23 @@ class VX_EXPORT CSystem {
   // Runs "command arguments" without a shell and collects what it prints: leading NAME=VALUE words
   // are its environment (beside the process's own), the rest is split at blanks, one trailing
   // "2>&1" joins its standard error to the output (otherwise it goes to the process's own). Nothing
-  // else is interpreted. Standard input is /dev/null. Returns 1 when the program started and its
-  // output was collected whole, whatever its exit status; 0 when it is missing or not executable,
-  // outlived the time limit, or printed too much; the reason is in the platform's trace. output
-  // holds what was printed (empty on failure). Returns after the program has ended and is reaped.
+  // else is interpreted. A program named without "/" is looked for along the process's own PATH.
+  // Standard input is /dev/null. Returns 1 when the program started and its output was collected
+  // whole, whatever its exit status; 0 when it is missing or not executable, outlived the time
+  // limit, or printed too much; the reason is in the platform's trace. output holds what was
+  // printed (empty on failure). Returns after the program has ended and is reaped; one that does
+  // not die within 2 s of being killed (it waits for a dead drive in the kernel) is reaped by a
+  // later call.
+  //
+  // A query that within 5 s ended with a non-zero status or by a signal and printed nothing, or
+  // that could not be started for a passing reason (no memory, no process, no descriptor, the
+  // program is being written), is run once more after CRunLimits::m_RepeatPause; the second run
+  // alone decides. When that one also ends badly without a word the result is still 1 with empty
+  // output: the program ran and all it printed, nothing, was collected. Such a call counts as
+  // failed in the statistics.
+  //
   // Delivers a pending cancellation of the calling thread after it has killed and reaped the
-  // program. [any thread]
+  // program and closed all descriptors; output is then untouched. [any thread]
   static int ExecuteCommand(const std::string& command, const std::string& arguments,
                             std::string& output);
 

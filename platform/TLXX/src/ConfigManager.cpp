@@ -1,0 +1,154 @@
+#include "Pci.h"
+#include "Sysfs.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include <dirent.h>
+
+#include <TLXX/ConfigManager.h>
+
+namespace TLXX {
+
+namespace {
+
+constexpr std::string_view DEVICE_DIRECTORY = "/dev/";
+
+// Where the kernel lists devices by name.
+constexpr std::array<std::string_view, 3> CLASSES{"/class/nvme/", "/class/block/", "/block/"};
+
+// How many "device" links are followed from a device up: partition or namespace, controller, PCI
+// function.
+constexpr int MAX_HOPS = 4;
+
+// A PCI function and the directory that describes it.
+struct CPciFunction {
+  CPciAddress m_Address;
+  std::string m_Directory;
+};
+
+// The PCI functions that a resolved path leads through, the nearest to its end first. Whole
+// components below the root are looked at: "0000:01:00.0" is the end of "10000:01:00.0" too.
+std::vector<CPciFunction> FunctionsAlong(const std::string& path, const std::string& root) {
+  std::vector<CPciFunction> functions;
+  if (!path.starts_with(root) || path.size() <= root.size() || path[root.size()] != '/') return {};
+  for (std::size_t end = path.size(); end > root.size();) {
+    const std::size_t slash = path.rfind('/', end - 1);
+    const std::string_view component(path.data() + slash + 1, end - slash - 1);
+    if (const auto address = ParsePciAddress(component)) {
+      functions.push_back({*address, path.substr(0, end)});
+    }
+    end = slash;
+  }
+  return functions;
+}
+
+// "nvme0n1" for "nvme0n1p2", nothing for what is no partition of a namespace.
+std::optional<std::string> DiskOfPartition(const std::string& name) {
+  const std::size_t last = name.find_last_not_of("0123456789");
+  const bool isPartition = last != std::string::npos && last > 0 && last + 1 < name.size() &&
+                           name[last] == 'p' && name[last - 1] >= '0' && name[last - 1] <= '9';
+  if (!isPartition) return std::nullopt;
+  return name.substr(0, last);
+}
+
+// The resolved directory of the device with this name.
+std::optional<std::string> FindDevice(const std::string& name) {
+  const std::string& root = SysfsRootPath();
+  for (const std::string_view directory : CLASSES) {
+    if (auto found = Resolve(root + std::string(directory) + name)) return found;
+  }
+  // Outside class/block a partition is only to be found below its disk.
+  if (const auto disk = DiskOfPartition(name))
+    return Resolve(root + "/block/" + *disk + "/" + name);
+  return std::nullopt;
+}
+
+// The PCI functions that the device hangs from, its own first; empty when there is none.
+std::vector<CPciFunction> FunctionsOf(const std::string& path) {
+  if (!path.starts_with(DEVICE_DIRECTORY)) return {};
+  const std::string name = path.substr(DEVICE_DIRECTORY.size());
+  const auto root = Resolve(SysfsRootPath());
+  if (!IsFileName(name) || !root) return {};
+  auto directory = FindDevice(name);
+  for (int hop = 0; directory && hop < MAX_HOPS; ++hop) {
+    std::vector<CPciFunction> functions = FunctionsAlong(*directory, *root);
+    if (!functions.empty()) return functions;
+    directory = Resolve(*directory + "/device");
+  }
+  return {};
+}
+
+struct CCloseDirectory {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+// All PCI functions of the machine in the order of their addresses.
+std::vector<CPciFunction> AllFunctions() {
+  const std::string directory = SysfsRootPath() + "/bus/pci/devices";
+  std::vector<CPciFunction> functions;
+  const std::unique_ptr<DIR, CCloseDirectory> listing(opendir(directory.c_str()));
+  if (!listing) return functions;
+  while (const dirent* const entry = readdir(listing.get())) {
+    const std::string_view name(entry->d_name);
+    if (const auto address = ParsePciAddress(name)) {
+      functions.push_back({*address, directory + "/" + std::string(name)});
+    }
+  }
+  std::sort(functions.begin(), functions.end(),
+            [](const auto& left, const auto& right) { return left.m_Address < right.m_Address; });
+  return functions;
+}
+
+}  // namespace
+
+bool CConfigManager::GetLocation(const std::string& vendor, const std::string& device,
+                                 unsigned int occurrence, unsigned long& bus,
+                                 unsigned long& device_, unsigned long& function) {
+  const auto wanted = ParsePciIds(vendor, device);
+  if (!wanted || occurrence == 0) return false;
+  for (const CPciFunction& candidate : AllFunctions()) {
+    if (ReadPciIds(candidate.m_Directory) != wanted || --occurrence != 0) continue;
+    bus = candidate.m_Address.m_Bus;
+    device_ = candidate.m_Address.m_Device;
+    function = candidate.m_Address.m_Function;
+    return true;
+  }
+  return false;
+}
+
+bool CConfigManager::GetLocation(unsigned long& segment, unsigned long& bus, unsigned long& device,
+                                 unsigned long& function, const std::string& path) {
+  const std::vector<CPciFunction> functions = FunctionsOf(path);
+  if (functions.empty()) return false;
+  const CPciAddress& address = functions.front().m_Address;
+  segment = address.m_Domain;
+  bus = address.m_Bus;
+  device = address.m_Device;
+  function = address.m_Function;
+  return true;
+}
+
+bool CConfigManager::IsDiskConnectedThroughOneOfDevices(
+    const std::string& path, const std::vector<std::pair<std::string, std::string>>& devices) {
+  const std::vector<CPciFunction> functions = FunctionsOf(path);
+  return std::any_of(functions.begin(), functions.end(), [&devices](const CPciFunction& function) {
+    const auto ids = ReadPciIds(function.m_Directory);
+    return ids && std::any_of(devices.begin(), devices.end(), [&ids](const auto& device) {
+             return ParsePciIds(device.first, device.second) == ids;
+           });
+  });
+}
+
+void CConfigManager::SetSysfsRoot(const std::string& root) {
+  SetSysfsRootPath(root);
+}
+
+std::string CConfigManager::SysfsRoot() {
+  return SysfsRootPath();
+}
+
+}  // namespace TLXX

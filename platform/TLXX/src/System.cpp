@@ -1,0 +1,212 @@
+#include "Module.h"
+#include "RunHistory.h"
+#include "Runner.h"
+#include "Sysfs.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <exception>
+#include <utility>
+
+#include <TLX/Threading/Cancellation.h>
+#include <TLXX/System.h>
+
+namespace TLXX {
+
+namespace {
+
+constexpr const char* SOURCE = "platform/TLXX/src/System";
+
+// A query that took longer than this is not run a second time.
+constexpr std::chrono::seconds REPEATED_WITHIN{5};
+
+constexpr int COLLECTED = 1;
+constexpr int FAILED = 0;
+
+std::atomic<ICommandRunner*> s_Runner{nullptr};
+
+bool IsPassing(int error) {
+  switch (error) {
+    case EAGAIN:
+    case ENOMEM:
+    case ETXTBSY:
+    case EMFILE:
+    case ENFILE:
+    case EINTR:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool IsWorthRepeating(const CRunResult& result) {
+  if (result.m_End == ERunEnd::NotStarted) return IsPassing(result.m_Code);
+  return result.FailedSilently() && result.m_Duration <= REPEATED_WITHIN;
+}
+
+// One call of ExecuteCommand.
+class CCall {
+ public:
+  CCall(const std::string& command, const std::string& arguments)
+      : m_Text(command + " " + arguments), m_Arguments(arguments) {}
+
+  // Whether the output was collected; it is then in Output(). Delivers a cancellation.
+  bool Query() {
+    if (!Split()) return false;
+    const CRunLimits limits = CRunHistory::Instance().Limits();
+    CRunResult result = RunQuery(limits);
+    if (limits.m_RepeatPause.count() > 0 && IsWorthRepeating(result)) {
+      TraceRepeat(result);
+      if (Pause(limits.m_RepeatPause)) {
+        m_Repeated = true;
+        result = RunQuery(limits);
+      } else {
+        result.m_End = ERunEnd::Cancelled;
+      }
+    }
+    return Finish(std::move(result));
+  }
+
+  // The same for a command that changes something: never repeated, its own time limit.
+  bool Change() {
+    if (!Split()) return false;
+    const CRunLimits limits = CRunHistory::Instance().Limits();
+    m_Bounds = {limits.m_LinesTimeout, limits.m_LingerTimeout, limits.m_MaxOutput};
+    return Finish(RunOnce(m_Command, m_Bounds));
+  }
+
+  std::string& Output() { return m_Output; }
+
+ private:
+  bool Split() {
+    if (Traced(TLX::Misc::TRACE_TOOL)) Say(TLX::Misc::TRACE_TOOL, "run: " + m_Text);
+    std::string reason;
+    if (SplitCommand(m_Text, m_Command, reason)) return true;
+    Count(CRunResult{}, reason);
+    return false;
+  }
+
+  CRunResult RunQuery(const CRunLimits& limits) {
+    CRunHistory& history = CRunHistory::Instance();
+    m_Bounds = {history.QueryTimeout(), limits.m_LingerTimeout, limits.m_MaxOutput};
+    CRunResult result = RunOnce(m_Command, m_Bounds);
+    history.NoteQuery(result, m_Bounds.m_Timeout);
+    return result;
+  }
+
+  bool Finish(CRunResult result) {
+    Count(result, Explain(result, m_Command, m_Bounds));
+    if (!result.Collected()) return false;
+    m_Output = std::move(result.m_Output);
+    return true;
+  }
+
+  void Count(const CRunResult& result, const std::string& failure) {
+    const auto duration = std::chrono::steady_clock::now() - m_Start;
+    CRunHistory::Instance().Count(m_Arguments, result, duration, m_Repeated, failure);
+    if (!failure.empty() && Traced(TLX::Misc::TRACE_STEPS)) {
+      Say(TLX::Misc::TRACE_STEPS, "failed: " + m_Text + ": " + failure);
+    }
+    if (failure.empty() && Traced(TLX::Misc::TRACE_TOOL)) {
+      Say(TLX::Misc::TRACE_TOOL, "collected " + std::to_string(result.m_Output.size()) + " bytes");
+    }
+  }
+
+  void TraceRepeat(const CRunResult& result) const {
+    if (!Traced(TLX::Misc::TRACE_STEPS)) return;
+    Say(TLX::Misc::TRACE_STEPS,
+        "once more: " + m_Text + ": " + Explain(result, m_Command, m_Bounds));
+  }
+
+  static void Say(unsigned int level, const std::string& text) {
+    Trace(level, SOURCE, "ExecuteCommand", __LINE__, text);
+  }
+
+  const std::string m_Text;
+  const std::string& m_Arguments;
+  const std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
+  CCommand m_Command;
+  CRunBounds m_Bounds;
+  bool m_Repeated = false;
+  std::string m_Output;
+};
+
+// Runs the call's operation and then lets a cancellation through, when nothing of the run is left.
+// Only want of memory is thrown on the way; it makes a failed run.
+bool Perform(CCall& call, bool (CCall::*operation)()) {
+  bool collected = false;
+  try {
+    collected = (call.*operation)();
+  } catch (const std::exception& failure) {
+    if (Traced(TLX::Misc::TRACE_STEPS)) {
+      Trace(TLX::Misc::TRACE_STEPS, SOURCE, "ExecuteCommand", __LINE__, failure.what());
+    }
+  }
+  TLX::Threading::CCancellation::Deliver();
+  return collected;
+}
+
+// The lines without their line feeds; text after the last line feed is a line as well.
+std::vector<std::string> SplitLines(const std::string& text) {
+  std::vector<std::string> lines;
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    lines.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return lines;
+}
+
+}  // namespace
+
+ICommandRunner::~ICommandRunner() = default;
+
+int CSystem::ExecuteCommand(const std::string& command, const std::string& arguments,
+                            std::string& output) {
+  if (ICommandRunner* const runner = s_Runner.load()) {
+    return runner->Execute(command, arguments, output);
+  }
+  CCall call(command, arguments);
+  const bool collected = Perform(call, &CCall::Query);
+  output = std::move(call.Output());
+  return collected ? COLLECTED : FAILED;
+}
+
+int CSystem::ExecuteCommand(const std::string& command, const std::string& arguments,
+                            std::vector<std::string>& lines) {
+  if (ICommandRunner* const runner = s_Runner.load()) {
+    return runner->Execute(command, arguments, lines);
+  }
+  CCall call(command, arguments);
+  const bool collected = Perform(call, &CCall::Change);
+  lines = SplitLines(call.Output());
+  return collected ? COLLECTED : FAILED;
+}
+
+void CSystem::GetModuleVersion(const std::string& name, std::string& version) {
+  version = GetModuleVersion(name);
+}
+
+std::string CSystem::GetModuleVersion(const std::string& name) {
+  if (!IsFileName(name)) return {};
+  return ReadAttribute(SysfsRootPath() + "/module/" + name + "/version").value_or(std::string());
+}
+
+void CSystem::SetRunLimits(const CRunLimits& limits) {
+  CRunHistory::Instance().SetLimits(limits);
+}
+
+CRunLimits CSystem::RunLimits() {
+  return CRunHistory::Instance().Limits();
+}
+
+std::map<std::string, CRunStatistics> CSystem::RunStatistics() {
+  return CRunHistory::Instance().Statistics();
+}
+
+ICommandRunner* CSystem::SetCommandRunner(ICommandRunner* runner) {
+  return s_Runner.exchange(runner);
+}
+
+}  // namespace TLXX
