@@ -29,6 +29,23 @@ constexpr std::chrono::milliseconds DEATH_PATIENCE{2'000};
 constexpr std::chrono::milliseconds ASKING_INTERVAL{10};
 constexpr std::size_t READ_SIZE = std::size_t{64} << 10U;
 
+// A program that took longer than this to fail would fail again.
+constexpr std::chrono::seconds REPEATED_WITHIN{5};
+
+// Whether a start that failed with this error may succeed a moment later.
+bool IsPassing(int error) {
+  switch (error) {
+    case EAGAIN:
+    case ENOMEM:
+    case ETXTBSY:
+    case EMFILE:
+    case ENFILE:
+      return true;
+    default:
+      return false;
+  }
+}
+
 Clock::time_point After(Clock::time_point start, std::chrono::milliseconds limit) {
   return limit.count() > 0 ? start + limit : Clock::time_point::max();
 }
@@ -47,6 +64,10 @@ class CCollector {
       : m_Bounds(bounds), m_Start(Clock::now()), m_Deadline(After(m_Start, bounds.m_Timeout)) {}
 
   CRunResult Run(const CCommand& command) {
+    if (CCancellation::Requested()) {
+      m_Result.m_End = ERunEnd::Cancelled;
+      return std::move(m_Result);
+    }
     m_Result.m_Code = m_Child.Start(command, m_Pipe);
     if (m_Result.m_Code == 0) {
       if (Collect()) {
@@ -184,6 +205,11 @@ bool CRunResult::RanOutOfTime() const {
   return m_End == ERunEnd::TimedOut || m_End == ERunEnd::Lingered;
 }
 
+bool CRunResult::IsWorthRepeating() const {
+  if (m_End == ERunEnd::NotStarted) return IsPassing(m_Code);
+  return FailedSilently() && m_Duration <= REPEATED_WITHIN;
+}
+
 CRunResult RunOnce(const CCommand& command, const CRunBounds& bounds) {
   CChild::ReapAbandoned();
   return CCollector(bounds).Run(command);
@@ -226,7 +252,7 @@ std::string Explain(const CRunResult& result, const CCommand& command, const CRu
       return "cannot read the output of " + program + ": " +
              std::generic_category().message(result.m_Code);
     case ERunEnd::Cancelled:
-      return program + " was killed because its caller was cancelled";
+      return program + " was not started, or killed, because its caller was cancelled";
   }
   return {};
 }

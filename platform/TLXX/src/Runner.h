@@ -38,7 +38,10 @@ struct CRunResult {
   bool Collected() const;
   // Collected, but it ended with a failure and printed nothing.
   bool FailedSilently() const;
+  // Ended by a limit of time.
   bool RanOutOfTime() const;
+  // Not started for a passing reason, or failed silently at once; never what the runner ended.
+  bool IsWorthRepeating() const;
 };
 
 // Runs the command once and collects its output. Leaves no process of the run's group when it

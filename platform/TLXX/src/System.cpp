@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <exception>
 #include <utility>
 
@@ -18,32 +17,10 @@ namespace {
 
 constexpr const char* SOURCE = "platform/TLXX/src/System";
 
-// A query that took longer than this is not run a second time.
-constexpr std::chrono::seconds REPEATED_WITHIN{5};
-
 constexpr int COLLECTED = 1;
 constexpr int FAILED = 0;
 
 std::atomic<ICommandRunner*> s_Runner{nullptr};
-
-bool IsPassing(int error) {
-  switch (error) {
-    case EAGAIN:
-    case ENOMEM:
-    case ETXTBSY:
-    case EMFILE:
-    case ENFILE:
-    case EINTR:
-      return true;
-    default:
-      return false;
-  }
-}
-
-bool IsWorthRepeating(const CRunResult& result) {
-  if (result.m_End == ERunEnd::NotStarted) return IsPassing(result.m_Code);
-  return result.FailedSilently() && result.m_Duration <= REPEATED_WITHIN;
-}
 
 // One call of ExecuteCommand.
 class CCall {
@@ -56,7 +33,7 @@ class CCall {
     if (!Split()) return false;
     const CRunLimits limits = CRunHistory::Instance().Limits();
     CRunResult result = RunQuery(limits);
-    if (limits.m_RepeatPause.count() > 0 && IsWorthRepeating(result)) {
+    if (limits.m_RepeatPause.count() > 0 && result.IsWorthRepeating()) {
       TraceRepeat(result);
       if (Pause(limits.m_RepeatPause)) {
         m_Repeated = true;
