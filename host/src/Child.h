@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vxhost {
+
+// How a program that was run for the host itself ended.
+struct ChildResult {
+  int m_Status = -1;     // exit status; -1 when it could not be started or was ended by a signal
+  std::string m_Output;  // standard output and standard error together
+};
+
+// Runs the program and waits for its end. Standard input is empty; the environment is the host's.
+// [any thread]
+ChildResult RunChild(const std::vector<std::string>& words);
+
+}  // namespace vxhost

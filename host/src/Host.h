@@ -1,0 +1,60 @@
+#pragma once
+
+#include "Options.h"
+#include "Output.h"
+#include "Signals.h"
+#include "Simulation.h"
+
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace vxhost {
+
+// Ends the program with a status and one line for people.
+class Failure : public std::runtime_error {
+ public:
+  Failure(int status, const std::string& text) : std::runtime_error(text), status_(status) {}
+  int Status() const { return status_; }
+
+ private:
+  int status_;
+};
+
+// What every command works with: the command line, the runtime tree, the platform set up as the
+// options say. One per process. [one thread]
+class Host {
+ public:
+  // Sets the platform up. Throws Failure.
+  Host(const Options& options, Output& output);
+
+  const Options& Settings() const { return options_; }
+  Output& Out() { return output_; }
+  SignalWatch& Signals() { return signals_; }
+
+  // The directory of the executable, which is the runtime tree.
+  const std::filesystem::path& Home() const { return home_; }
+
+  // The plug-in of --plugin, else those of plugins/. Throws Failure when there is none.
+  std::vector<std::filesystem::path> Plugins() const;
+
+  // Whether to colour what people read.
+  bool Colour() const;
+
+ private:
+  void SetUpTrace();
+  void SetUpDirectories();
+
+  const Options options_;
+  Output& output_;
+  const std::filesystem::path home_;
+  std::unique_ptr<Simulation> simulation_;
+  SignalWatch signals_;  // goes first: its clean-up is the simulation's
+};
+
+// The directory in which the executable file of this process lies.
+std::filesystem::path RuntimeTree();
+
+}  // namespace vxhost

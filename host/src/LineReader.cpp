@@ -1,0 +1,51 @@
+#include "LineReader.h"
+
+#include <cerrno>
+
+#include <unistd.h>
+
+namespace vxhost {
+
+namespace {
+constexpr std::size_t CHUNK = std::size_t{64} << 10U;
+}
+
+bool LineReader::Fill() {
+  buffer_.resize(CHUNK);
+  begin_ = 0;
+  ssize_t got = 0;
+  do {
+    got = ::read(descriptor_, buffer_.data(), buffer_.size());
+  } while (got < 0 && errno == EINTR);
+  buffer_.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+  return got > 0;
+}
+
+void LineReader::Keep(Line& line, std::size_t length) {
+  if (line.m_TooLong || line.m_Text.size() + length > longest_) {
+    line.m_TooLong = true;
+    line.m_Text.clear();
+  } else {
+    line.m_Text.append(buffer_, begin_, length);
+  }
+  begin_ += length;
+}
+
+std::optional<LineReader::Line> LineReader::Next() {
+  Line line;
+  bool any = false;
+  while (begin_ < buffer_.size() || Fill()) {
+    any = true;
+    const std::size_t end = buffer_.find('\n', begin_);
+    if (end != std::string::npos) {
+      Keep(line, end - begin_);
+      ++begin_;
+      return line;
+    }
+    Keep(line, buffer_.size() - begin_);
+  }
+  if (!any) return std::nullopt;
+  return line;
+}
+
+}  // namespace vxhost

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace vxhost {
+
+// Lines of a descriptor, however long up to a limit. [one thread]
+class LineReader {
+ public:
+  LineReader(int descriptor, std::size_t longest) : descriptor_(descriptor), longest_(longest) {}
+
+  struct Line {
+    std::string m_Text;      // without its line feed; empty when too long
+    bool m_TooLong = false;  // longer than the limit: read to its end and dropped
+  };
+
+  // The next line, the unfinished last one included; nothing at the end of input or when reading
+  // fails.
+  std::optional<Line> Next();
+
+ private:
+  bool Fill();
+  void Keep(Line& line, std::size_t length);
+
+  const int descriptor_;
+  const std::size_t longest_;
+  std::string buffer_;
+  std::size_t begin_ = 0;
+};
+
+}  // namespace vxhost

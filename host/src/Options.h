@@ -1,0 +1,57 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace vxhost {
+
+// Exit statuses of the program.
+inline constexpr int EXIT_DONE = 0;
+inline constexpr int EXIT_FAILED = 1;
+inline constexpr int EXIT_USAGE = 2;
+inline constexpr int EXIT_NOTHING = 3;  // no supported hardware or no plug-in
+
+// What the command line says.
+struct Options {
+  std::string m_Plugin;
+  std::string m_ConfigDir;
+  std::string m_Sysfs;
+  std::string m_Simulate;
+  unsigned int m_Trace = 0;
+  unsigned int m_TracePlatform = 0;
+  std::string m_TraceFile;
+  double m_ToolTimeout = 60;  // seconds; 0: none
+  double m_TimeScale = 1;
+  std::string m_Database;  // "sqlite:PATH" or "none"; empty: what the command has by default
+  bool m_Json = false;
+
+  std::string m_Command;
+  std::vector<std::string> m_Arguments;  // of the command, in the order of its table row
+};
+
+// An argument of a command.
+struct ArgumentRow {
+  const char* name;
+  const char* help;
+  bool rest = false;  // takes everything that follows, options included
+};
+
+// How a command looks on the command line.
+struct CommandRow {
+  const char* name;
+  const char* help;
+  std::vector<ArgumentRow> arguments;
+};
+
+// What parsing ended with: the options, or a text to print and the status to end with.
+struct ParseResult {
+  Options m_Options;
+  bool m_Ends = false;
+  int m_Status = EXIT_DONE;
+  std::string m_Text;
+};
+
+ParseResult ParseOptions(int argc, const char* const* argv,
+                         const std::vector<CommandRow>& commands);
+
+}  // namespace vxhost

@@ -1,0 +1,66 @@
+#include "Output.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace vxhost {
+
+namespace {
+
+// Above the standard descriptors, and closed in the programs that are run.
+constexpr int LOWEST_DESCRIPTOR = 10;
+
+bool WriteAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(descriptor, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+int DuplicateAside(int descriptor) {
+  const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, LOWEST_DESCRIPTOR);
+  if (copy < 0) throw std::system_error(errno, std::generic_category(), "standard output");
+  return copy;
+}
+
+}  // namespace
+
+Output::Output() : descriptor_(DuplicateAside(STDOUT_FILENO)) {
+  ::dup2(STDERR_FILENO, STDOUT_FILENO);
+}
+
+Output::~Output() {
+  std::fflush(stdout);
+  ::dup2(descriptor_, STDOUT_FILENO);
+  ::close(descriptor_);
+}
+
+bool Output::Write(std::string_view text) {
+  const std::lock_guard lock(mutex_);
+  return WriteAll(descriptor_, text);
+}
+
+bool Output::WriteLine(std::string_view text) {
+  std::string line(text);
+  line += '\n';
+  return Write(line);
+}
+
+bool Output::IsTerminal() const {
+  return ::isatty(descriptor_) == 1;
+}
+
+void Say(std::string_view text) {
+  std::string line = "vxhost: ";
+  line.append(text).push_back('\n');
+  WriteAll(STDERR_FILENO, line);
+}
+
+}  // namespace vxhost

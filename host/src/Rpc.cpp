@@ -1,0 +1,148 @@
+#include "Rpc.h"
+
+#include "Json.h"
+#include "LineReader.h"
+
+#include <chrono>
+#include <thread>
+
+#include <fmt/format.h>
+
+#include <TLX/Misc/Clock.h>
+#include <TLX/Misc/ModuleInfo.h>
+
+namespace vxhost {
+
+namespace {
+
+constexpr std::size_t LONGEST_LINE = std::size_t{256} << 20U;
+
+std::string ProblemAnswer(const RpcProblem& problem) {
+  JsonText json;
+  json.StartObject().Key("id").Raw(problem.m_Id).Key("error").Text(problem.m_Text).EndObject();
+  return json.Take();
+}
+
+// Where the plug-in finds the data: null for none.
+struct DataPointer {
+  void* operator()(NoData&) const { return nullptr; }
+  template <class Data>
+  void* operator()(Data& data) const {
+    return &data;
+  }
+};
+
+struct DataWriter {
+  JsonText& json;
+  void operator()(const NoData&) const { json.Null(); }
+  template <class Data>
+  void operator()(const Data& data) const {
+    Write(json, data);
+  }
+};
+
+std::string Answer(const RpcRequest& request, unsigned int result) {
+  JsonText json;
+  json.StartObject().Key("id").Raw(request.m_Id).Key("result").Unsigned(result);
+  if (request.m_Kind == RpcKind::Command && AnswersWithData(request.m_Command)) {
+    json.Key("data");
+    std::visit(DataWriter{json}, request.m_Data);
+  }
+  json.EndObject();
+  return json.Take();
+}
+
+}  // namespace
+
+RpcServer::RpcServer(const PluginLibrary& plugin, Output& output, double timeScale)
+    : plugin_(plugin),
+      output_(output),
+      timeScale_(timeScale),
+      notifier_([this] { WriteNotification(); }) {
+  const unsigned int result = Create();
+  if (interface_ == nullptr) {
+    Say(fmt::format("plug-in {}: createIf failed with {}", plugin_.Name(), result));
+  }
+}
+
+RpcServer::~RpcServer() {
+  if (interface_ != nullptr && workerMayRun_) {
+    ExecuteCommand(*interface_, PI::COMMAND_DEINITIALIZE, 0, nullptr);
+  }
+  Release();
+}
+
+bool RpcServer::Run(int input) {
+  LineReader lines(input, LONGEST_LINE);
+  while (const auto line = lines.Next()) {
+    const bool written =
+        line->m_TooLong
+            ? output_.WriteLine(ProblemAnswer({"null", "the line is longer than 256 MiB"}))
+            : Serve(line->m_Text);
+    if (!written) return false;
+  }
+  return true;
+}
+
+bool RpcServer::Serve(std::string_view line) {
+  auto request = ReadRpcRequest(line);
+  if (const auto* const problem = std::get_if<RpcProblem>(&request)) {
+    return output_.WriteLine(ProblemAnswer(*problem));
+  }
+  return output_.WriteLine(Perform(std::get<RpcRequest>(request)));
+}
+
+std::string RpcServer::Perform(RpcRequest& request) {
+  switch (request.m_Kind) {
+    case RpcKind::Release:
+      Release();
+      return Answer(request, 0);
+    case RpcKind::Create:
+      if (interface_ != nullptr) {
+        return ProblemAnswer({request.m_Id, "an interface object lives already: release it first"});
+      }
+      return Answer(request, Create());
+    case RpcKind::Sleep:
+      std::this_thread::sleep_for(std::chrono::milliseconds(request.m_Number));
+      return Answer(request, 0);
+    case RpcKind::Trace:
+      TLX::Misc::CModuleInfo::SetPluginTraceMask(request.m_Number);
+      return Answer(request, 0);
+    case RpcKind::Command:
+      break;
+  }
+  return Call(request);
+}
+
+std::string RpcServer::Call(RpcRequest& request) {
+  if (interface_ == nullptr) {
+    return ProblemAnswer({request.m_Id, "no interface object lives: create one first"});
+  }
+  if (request.m_Command == PI::COMMAND_SET_ADAPTER_IDS) workerMayRun_ = true;
+  const unsigned int result = ExecuteCommand(*interface_, request.m_Command, request.m_Object,
+                                             std::visit(DataPointer{}, request.m_Data));
+  if (request.m_Command == PI::COMMAND_DEINITIALIZE) workerMayRun_ = false;
+  return Answer(request, result);
+}
+
+unsigned int RpcServer::Create() {
+  TLX::Misc::CClock::SetTimeScale(timeScale_);
+  notifications_ = 0;
+  workerMayRun_ = false;
+  const unsigned int result = plugin_.Create(&interface_);
+  if (interface_ != nullptr) notifier_.Attach(*interface_);
+  return result;
+}
+
+void RpcServer::Release() {
+  plugin_.Release(&interface_);
+  interface_ = nullptr;
+}
+
+void RpcServer::WriteNotification() {
+  JsonText json;
+  json.StartObject().Key("notify").Unsigned(++notifications_).EndObject();
+  output_.WriteLine(json.Take());
+}
+
+}  // namespace vxhost

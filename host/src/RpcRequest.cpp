@@ -1,0 +1,180 @@
+#include "RpcRequest.h"
+
+#include "Json.h"
+#include "RecordReader.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <rapidjson/error/en.h>
+
+#include <PI/Codes.h>
+
+namespace vxhost {
+
+namespace {
+
+// Deeper nesting than any record has; reading and writing recurse.
+constexpr int MAX_DEPTH = 64;
+
+constexpr auto PARSE_FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag |
+                             rapidjson::kParseValidateEncodingFlag;
+
+struct Control {
+  std::string_view name;
+  RpcKind kind;
+  std::string_view argument;  // name of its one number; empty: none
+};
+constexpr std::array<Control, 4> CONTROLS = {{{"release", RpcKind::Release, ""},
+                                              {"create", RpcKind::Create, ""},
+                                              {"sleep", RpcKind::Sleep, "ms"},
+                                              {"trace", RpcKind::Trace, "mask"}}};
+
+// How deep lists and objects nest. Brackets in texts do not count.
+int Depth(std::string_view json) {
+  int depth = 0;
+  int deepest = 0;
+  bool inText = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (inText) {
+      if (c == '\\') ++i;
+      inText = c != '"';
+    } else if (c == '"') {
+      inText = true;
+    } else if (c == '{' || c == '[') {
+      deepest = std::max(deepest, ++depth);
+    } else if (c == '}' || c == ']') {
+      --depth;
+    }
+  }
+  return deepest;
+}
+
+std::string ToJson(const rapidjson::Value& value) {
+  rapidjson::StringBuffer buffer;
+  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+  value.Accept(writer);
+  return {buffer.GetString(), buffer.GetSize()};
+}
+
+// The id to answer with; null when there is none or when it stands twice.
+std::string IdOf(const rapidjson::Document& document, bool deep) {
+  if (!document.IsObject()) return "null";
+  const rapidjson::Value* id = nullptr;
+  for (const auto& member : document.GetObject()) {
+    if (std::string_view(member.name.GetString(), member.name.GetStringLength()) != "id") continue;
+    if (id != nullptr) return "null";
+    id = &member.value;
+  }
+  if (id == nullptr) return "null";
+  if (deep && (id->IsObject() || id->IsArray())) return "null";
+  return ToJson(*id);
+}
+
+void ReadControl(const rapidjson::Value& json, RpcRequest& request) {
+  const rapidjson::Value& name = *Member(json, "control");
+  const auto control = std::find_if(CONTROLS.begin(), CONTROLS.end(), [&](const Control& known) {
+    return name.IsString() &&
+           known.name == std::string_view(name.GetString(), name.GetStringLength());
+  });
+  if (control == CONTROLS.end()) {
+    throw Malformed("control: must be \"release\", \"create\", \"sleep\" or \"trace\"");
+  }
+  request.m_Kind = control->kind;
+  if (control->argument.empty()) {
+    CheckMembers(json, {"id", "control"});
+    return;
+  }
+  CheckMembers(json, {"id", "control", control->argument});
+  const rapidjson::Value* const number = Member(json, control->argument);
+  if (number == nullptr) {
+    throw Malformed(
+        fmt::format(": \"{}\" lacks the member \"{}\"", control->name, control->argument));
+  }
+  At(control->argument, [&] { request.m_Number = ReadUnsigned32(*number); });
+}
+
+// Fills the list or record from the JSON.
+struct DataReader {
+  const rapidjson::Value& json;
+  void operator()(NoData&) const {}  // a command without data: whatever was given is not used
+  template <class Data>
+  void operator()(Data& data) const {
+    Read(json, data);
+  }
+};
+
+void ReadCommand(const rapidjson::Value& json, RpcRequest& request) {
+  CheckMembers(json, {"id", "command", "object", "data"});
+  const rapidjson::Value* const command = Member(json, "command");
+  if (command == nullptr) throw Malformed(": lacks the member \"command\" or \"control\"");
+  At("command", [&] { request.m_Command = ReadUnsigned32(*command); });
+  if (const rapidjson::Value* const object = Member(json, "object")) {
+    At("object", [&] { request.m_Object = ReadId(*object); });
+  }
+  const rapidjson::Value* const data = Member(json, "data");
+  if (data != nullptr && data->IsNull()) return;
+  request.m_Data = EmptyData(request.m_Command);
+  if (data != nullptr) At("data", [&] { std::visit(DataReader{*data}, request.m_Data); });
+}
+
+}  // namespace
+
+RpcData EmptyData(unsigned int command) {
+  switch (command) {
+    case PI::COMMAND_INITIALIZE:
+    case PI::COMMAND_SET_ADAPTER_IDS:
+      return std::vector<PI::CAdapterID>();
+    case PI::COMMAND_GET_TOPOLOGY:
+      return std::vector<PI::CObject>();
+    case PI::COMMAND_GET_PROPERTIES:
+      return std::vector<PI::CProperty>();
+    case PI::COMMAND_GET_PROPERTY:
+    case PI::COMMAND_SET_PROPERTY:
+      return PI::CProperty();
+    case PI::COMMAND_GET_OPERATIONS:
+      return std::vector<PI::COperation>();
+    case PI::COMMAND_CHECK_OPERATION:
+    case PI::COMMAND_EXECUTE_OPERATION:
+      return PI::COperation();
+    default:
+      return NoData();
+  }
+}
+
+bool AnswersWithData(unsigned int command) {
+  return command != PI::COMMAND_SET_ADAPTER_IDS &&
+         !std::holds_alternative<NoData>(EmptyData(command));
+}
+
+std::variant<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line) {
+  if (line.find('\0') != std::string_view::npos) {
+    return RpcProblem{"null", "the line holds a NUL byte"};
+  }
+  rapidjson::Document document;
+  document.Parse<PARSE_FLAGS>(line.data(), line.size());
+  if (document.HasParseError()) {
+    return RpcProblem{"null", fmt::format("no JSON: {} At byte {}.",
+                                          rapidjson::GetParseError_En(document.GetParseError()),
+                                          document.GetErrorOffset())};
+  }
+  const bool deep = Depth(line) > MAX_DEPTH;
+  RpcRequest request;
+  request.m_Id = IdOf(document, deep);
+  try {
+    if (deep) throw Malformed(fmt::format(": nests deeper than {} levels", MAX_DEPTH));
+    if (!document.IsObject()) throw Malformed(": must be an object");
+    if (Member(document, "control") != nullptr) {
+      ReadControl(document, request);
+    } else {
+      ReadCommand(document, request);
+    }
+  } catch (const Malformed& problem) {
+    const std::string_view text = problem.what();
+    return RpcProblem{request.m_Id, (text.starts_with(':') ? "the line" : "") + std::string(text)};
+  }
+  return request;
+}
+
+}  // namespace vxhost

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "Plugin.h"
+
+#include <array>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <PI/PluginApi.h>
+
+namespace vxhost {
+
+// The host's numbers of adapters, over all plug-ins: from 1 up in the order of first sight, kept
+// for a PCI address as long as the process lives.
+class HostNumbers {
+ public:
+  int NumberOf(const std::array<unsigned int, 4>& address);
+
+ private:
+  std::map<std::array<unsigned int, 4>, int> numbers_;
+};
+
+// One life of a plug-in's interface object, as a host should lead it: createIf, callback, command
+// 1, numbering, command 2 ... command 3, releaseIf. [one thread; after Start, the requests may come
+// from any thread]
+class Session {
+ public:
+  Session(const PluginLibrary& plugin, HostNumbers& numbers, std::function<void()> onNotify);
+  ~Session();  // Stop
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  // Makes the object and takes it through command 2. Returns 0 or the code that stopped it; the
+  // object is then released again. Throws PluginError for an object of another interface.
+  unsigned int Start();
+
+  // Command 3 where command 2 was called, then releaseIf. Does nothing when there is no object.
+  void Stop();
+
+  // Requests to the running object. Each returns the plug-in's code.
+  std::vector<PI::CObject> GetTopology();
+  unsigned int GetProperty(unsigned long object, PI::CProperty& property);
+  unsigned int SetProperty(unsigned long object, PI::CProperty& property);
+  unsigned int GetOperations(unsigned long object, std::vector<PI::COperation>& operations);
+  std::vector<PI::CEvent> FetchEvents();
+
+  const PluginLibrary& Plugin() const { return plugin_; }
+  // The adapters of command 1 with their host numbers.
+  const std::vector<PI::CAdapterID>& Adapters() const { return adapters_; }
+
+ private:
+  unsigned int Create();
+  unsigned int Initialize();
+  void CheckInterface();
+
+  const PluginLibrary& plugin_;
+  HostNumbers& numbers_;
+  Notifier notifier_;
+  IPLUGINAPI* interface_ = nullptr;
+  bool running_ = false;  // command 2 was called
+  unsigned long pluginObject_ = 0;
+  std::vector<PI::CAdapterID> adapters_;
+};
+
+}  // namespace vxhost

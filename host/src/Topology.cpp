@@ -1,0 +1,174 @@
+#include "Topology.h"
+
+#include "Catalogue.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include <PI/Codes.h>
+
+namespace vxhost {
+
+namespace {
+
+constexpr std::array ADDRESS = {property::PCI_SEGMENT, property::PCI_BUS, property::PCI_DEVICE,
+                                property::PCI_FUNCTION};
+
+int HostNumberOf(const PI::CObject& adapter, const std::vector<PI::CAdapterID>& numbered) {
+  std::array<unsigned int, 4> address{};
+  for (std::size_t i = 0; i < ADDRESS.size(); ++i) {
+    address.at(i) = static_cast<unsigned int>(UnsignedValue(adapter, ADDRESS.at(i)).value_or(~0UL));
+  }
+  const auto found = std::find_if(numbered.begin(), numbered.end(),
+                                  [&](const auto& id) { return id.m_Identification == address; });
+  return found != numbered.end() ? found->m_HostNumber : -1;
+}
+
+// An id as people write it: "0x" and hexadecimal digits.
+std::optional<unsigned long> ParseId(std::string_view text) {
+  if (!text.starts_with("0x") && !text.starts_with("0X")) return std::nullopt;
+  unsigned long id = 0;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data() + 2, end, id, 16);
+  return result.ec == std::errc() && result.ptr == end ? std::optional(id) : std::nullopt;
+}
+
+bool HasParent(const PI::CObject& object, unsigned long id) {
+  return std::find(object.m_ParentIDs.begin(), object.m_ParentIDs.end(), id) !=
+         object.m_ParentIDs.end();
+}
+
+}  // namespace
+
+const PI::CProperty* FindProperty(const PI::CObject& object, unsigned int id) {
+  const auto found = std::find_if(object.m_Properties.begin(), object.m_Properties.end(),
+                                  [&](const PI::CProperty& p) { return p.m_PropertyID == id; });
+  return found != object.m_Properties.end() ? &*found : nullptr;
+}
+
+std::optional<std::string> TextValue(const PI::CObject& object, unsigned int id) {
+  const PI::CProperty* const property = FindProperty(object, id);
+  if (property == nullptr) return std::nullopt;
+  const auto* const data = boost::get<PI::CStringData>(&property->m_Value);
+  return data != nullptr ? std::optional(data->m_Value) : std::nullopt;
+}
+
+std::optional<unsigned long> UnsignedValue(const PI::CObject& object, unsigned int id) {
+  const PI::CProperty* const property = FindProperty(object, id);
+  if (property == nullptr) return std::nullopt;
+  const auto* const data = boost::get<PI::CLongData>(&property->m_Value);
+  return data != nullptr ? std::optional(data->m_Value) : std::nullopt;
+}
+
+std::optional<int> ChoiceValue(const PI::CObject& object, unsigned int id) {
+  const PI::CProperty* const property = FindProperty(object, id);
+  if (property == nullptr) return std::nullopt;
+  const auto* const data = boost::get<PI::CChoiceData>(&property->m_Value);
+  return data != nullptr ? std::optional(data->m_Selected) : std::nullopt;
+}
+
+std::string Shown(const PI::CObject& object, unsigned int id) {
+  const PI::CProperty* const property = FindProperty(object, id);
+  return property != nullptr ? ValueText(*property) : std::string();
+}
+
+Topology::Topology(std::vector<PI::CObject> objects, const std::vector<PI::CAdapterID>& numbered)
+    : objects_(std::move(objects)) {
+  std::map<std::string, std::size_t> bySerial;
+  for (const PI::CObject& object : objects_) {
+    if (object.m_Type == PI::OBJECT_TYPE_PLUGIN && plugin_ == nullptr) plugin_ = &object;
+    if (object.m_Type != PI::OBJECT_TYPE_ADAPTER) continue;
+    bySerial.try_emplace(TextValue(object, property::SERIAL_NUMBER).value_or(""), adapters_.size());
+    adapters_.push_back({&object, HostNumberOf(object, numbered), {}});
+  }
+  for (const PI::CObject& object : objects_) {
+    if (object.m_Type == PI::OBJECT_TYPE_PHYSICAL_DRIVE) PlaceDrive(object, bySerial);
+  }
+}
+
+// Links win; where a plug-in does not link its drives, the serial number ties them to the adapter.
+void Topology::PlaceDrive(const PI::CObject& drive,
+                          const std::map<std::string, std::size_t>& bySerial) {
+  if (!drive.m_ParentIDs.empty()) {
+    const auto parent = std::find_if(adapters_.begin(), adapters_.end(), [&](const Adapter& a) {
+      return HasParent(drive, a.m_Object->m_ID);
+    });
+    if (parent != adapters_.end()) {
+      parent->m_Drives.push_back(&drive);
+      return;
+    }
+  }
+  const auto found = bySerial.find(TextValue(drive, property::SERIAL_NUMBER).value_or(""));
+  if (found != bySerial.end()) {
+    adapters_[found->second].m_Drives.push_back(&drive);
+  } else {
+    strays_.push_back(&drive);
+  }
+}
+
+const Topology::Adapter* Topology::AdapterOf(const PI::CObject& object) const {
+  const auto found = std::find_if(adapters_.begin(), adapters_.end(), [&](const Adapter& a) {
+    return a.m_Object == &object ||
+           std::find(a.m_Drives.begin(), a.m_Drives.end(), &object) != a.m_Drives.end();
+  });
+  return found != adapters_.end() ? &*found : nullptr;
+}
+
+const PI::CObject* Topology::Find(unsigned long id) const {
+  const auto found = std::find_if(objects_.begin(), objects_.end(),
+                                  [&](const PI::CObject& object) { return object.m_ID == id; });
+  return found != objects_.end() ? &*found : nullptr;
+}
+
+const PI::CObject* Topology::Lookup(const std::string& name) const {
+  if (const auto id = ParseId(name)) return Find(*id);
+  for (const Adapter& adapter : adapters_) {
+    if (adapter.m_HostNumber > 0 && name == std::to_string(adapter.m_HostNumber)) {
+      return adapter.m_Object;
+    }
+  }
+  for (const unsigned int id : {property::SERIAL_NUMBER, property::DEVICE_PATH}) {
+    for (const PI::CObject& object : objects_) {
+      if (!name.empty() && TextValue(object, id) == name) return &object;
+    }
+  }
+  return nullptr;
+}
+
+bool IsNotAnswering(const PI::CObject& adapter) {
+  constexpr std::array VALUES = {property::TEMPERATURE, property::POWER_ON_HOURS,
+                                 property::DATA_READ, property::DATA_WRITTEN};
+  return std::none_of(VALUES.begin(), VALUES.end(),
+                      [&](unsigned int id) { return FindProperty(adapter, id) != nullptr; });
+}
+
+std::string HealthText(const PI::CObject& adapter) {
+  const auto shown = ChoiceValue(adapter, property::HEALTH);
+  if (!shown) return "unknown";
+  if (IsNotAnswering(adapter)) return "not answering";
+  const int state = *shown;
+  const PI::CProperty* const reasons = FindProperty(adapter, property::HEALTH_REASONS);
+  const auto* const codes =
+      reasons != nullptr ? boost::get<PI::CMultiValueData>(&reasons->m_Value) : nullptr;
+  if (codes != nullptr && !codes->m_Selected.empty()) {
+    return fmt::format("{} ({})", ChoiceText(state), ValueText(*reasons));
+  }
+  const auto life = ChoiceValue(adapter, property::LIFE_STATE);
+  if (state == choice::HEALTH_DEGRADED && life && *life != choice::EA_AT_100) {
+    return ChoiceText(state) + " (normalized attribute EA below 100)";
+  }
+  return ChoiceText(state);
+}
+
+std::string DisplayName(const PI::CObject& object) {
+  const std::string name = TextValue(object, property::NAME).value_or("");
+  if (!name.empty()) return name;
+  return fmt::format("{} at {}", TextValue(object, property::SERIAL_NUMBER).value_or("?"),
+                     TextValue(object, property::LOCATION).value_or("unknown place"));
+}
+
+}  // namespace vxhost

@@ -1,0 +1,176 @@
+#include "TreeView.h"
+
+#include "Catalogue.h"
+#include "Json.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include <fmt/format.h>
+
+namespace vxhost {
+
+namespace {
+
+constexpr std::string_view RED = "\x1b[31m";
+constexpr std::string_view GREEN = "\x1b[32m";
+constexpr std::string_view YELLOW = "\x1b[33m";
+constexpr std::string_view PLAIN = "\x1b[0m";
+
+std::string_view ColourOf(std::string_view health) {
+  if (health.starts_with("good") || health.starts_with("working")) return GREEN;
+  if (health.starts_with("degraded")) return YELLOW;
+  if (health.starts_with("critical") || health.starts_with("not answering")) return RED;
+  return "";
+}
+
+// Characters on a terminal: continuation bytes take no place.
+std::size_t Width(std::string_view text) {
+  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
+    return (static_cast<unsigned char>(c) & 0xC0U) != 0x80;
+  }));
+}
+
+std::string Padded(const std::string& text, std::size_t width) {
+  const std::size_t used = Width(text);
+  return used < width ? text + std::string(width - used, ' ') : text;
+}
+
+// One line of the tree before it is laid out.
+struct Line {
+  std::string branch;
+  std::string health;
+  std::string number;
+  std::vector<std::string> cells;
+  bool isDrive = false;
+};
+
+std::string Before(const std::string& value, std::string_view what) {
+  return value.empty() ? value : fmt::format("{} {}", value, what);
+}
+
+// The part of a shown size that people read: without the exact number in brackets.
+std::string Short(const std::string& size) {
+  return size.substr(0, size.find(" ("));
+}
+
+std::vector<std::string> AdapterCells(const PI::CObject& adapter) {
+  return {Printable(DisplayName(adapter)),
+          Printable(TextValue(adapter, property::MODEL).value_or("")),
+          Printable(TextValue(adapter, property::SERIAL_NUMBER).value_or("")),
+          Printable(TextValue(adapter, property::LOCATION).value_or("")),
+          Shown(adapter, property::TEMPERATURE),
+          Before(Shown(adapter, property::REMAINING_LIFE), "life left"),
+          Before(Shown(adapter, property::AVAILABLE_SPARE), "spare"),
+          Before(Short(Shown(adapter, property::DATA_WRITTEN)), "written"),
+          Before(Shown(adapter, property::POWER_ON_HOURS), "on")};
+}
+
+std::vector<std::string> DriveCells(const PI::CObject& drive) {
+  return {Printable(DisplayName(drive)), Short(Shown(drive, property::PHYSICAL_SIZE)),
+          Before(Short(Shown(drive, property::USABLE_SIZE)), "usable"),
+          Shown(drive, property::SECTOR_SIZE)};
+}
+
+std::string DriveState(const PI::CObject& drive, const PI::CObject* adapter) {
+  if (adapter != nullptr && HealthText(*adapter) == "not answering") return "not answering";
+  return ChoiceText(ChoiceValue(drive, property::HEALTH).value_or(0));
+}
+
+std::string PluginLine(const Topology& topology, const std::string& pluginName) {
+  std::string line = pluginName;
+  if (const PI::CObject* const plugin = topology.Plugin()) {
+    line = fmt::format("{} {}", Printable(TextValue(*plugin, property::NAME).value_or(pluginName)),
+                       Printable(TextValue(*plugin, property::VERSION).value_or("")));
+    const std::string tool = Printable(TextValue(*plugin, property::TOOL_VERSION).value_or(""));
+    if (!tool.empty()) line += ", tool " + tool;
+    const std::string interval = Shown(*plugin, property::POLL_INTERVAL);
+    if (!interval.empty()) line += ", polls every " + interval;
+  }
+  const std::size_t count = topology.Adapters().size();
+  return fmt::format("{}, {} {}", line, count, count == 1 ? "adapter" : "adapters");
+}
+
+std::vector<Line> Lines(const Topology& topology) {
+  std::vector<Line> lines;
+  const std::size_t branches = topology.Adapters().size() + topology.Strays().size();
+  for (std::size_t i = 0; i < topology.Adapters().size(); ++i) {
+    const auto& adapter = topology.Adapters()[i];
+    const bool last = i + 1 == branches;
+    lines.push_back({last ? "└─ " : "├─ ", HealthText(*adapter.m_Object),
+                     adapter.m_HostNumber > 0 ? std::to_string(adapter.m_HostNumber) : "-",
+                     AdapterCells(*adapter.m_Object)});
+    for (const PI::CObject* const drive : adapter.m_Drives) {
+      const bool lastDrive = drive == adapter.m_Drives.back();
+      lines.push_back({std::string(last ? "   " : "│  ") + (lastDrive ? "└─ " : "├─ "),
+                       DriveState(*drive, adapter.m_Object), "", DriveCells(*drive), true});
+    }
+  }
+  for (const PI::CObject* const drive : topology.Strays()) {
+    lines.push_back({drive == topology.Strays().back() ? "└─ " : "├─ ", DriveState(*drive, nullptr),
+                     "", DriveCells(*drive), true});
+  }
+  return lines;
+}
+
+// Widths of the columns: adapters and drives have their own behind the name.
+struct Layout {
+  std::size_t head = 0;  // branch and health
+  std::size_t number = 0;
+  std::array<std::vector<std::size_t>, 2> cells;
+
+  explicit Layout(const std::vector<Line>& lines) {
+    for (const Line& line : lines) {
+      head = std::max(head, Width(line.branch) + Width(line.health));
+      number = std::max(number, line.number.size());
+      auto& widths = cells.at(line.isDrive ? 1 : 0);
+      widths.resize(std::max(widths.size(), line.cells.size()));
+      for (std::size_t i = 0; i < line.cells.size(); ++i) {
+        widths[i] = std::max(widths[i], Width(line.cells[i]));
+      }
+    }
+  }
+};
+
+std::string Laid(const Line& line, const Layout& layout, bool colour) {
+  std::string text = line.branch + Coloured(line.health, line.health, colour);
+  text.append(layout.head - Width(line.branch) - Width(line.health), ' ');
+  text += fmt::format("  {:>{}}", line.number, layout.number);
+  for (std::size_t i = 0; i < line.cells.size(); ++i) {
+    const std::size_t width = layout.cells.at(line.isDrive ? 1 : 0)[i];
+    if (width > 0) text += "  " + Padded(line.cells[i], width);
+  }
+  text.erase(text.find_last_not_of(' ') + 1);
+  return text + "\n";
+}
+
+}  // namespace
+
+std::string Printable(std::string_view bytes) {
+  std::string text;
+  for (const char c : ToUtf8(bytes)) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) {
+      text += fmt::format("\\x{:02X}", byte);
+    } else {
+      text += c;
+    }
+  }
+  return text;
+}
+
+std::string Coloured(const std::string& text, std::string_view health, bool colour) {
+  const std::string_view start = colour ? ColourOf(health) : std::string_view();
+  return start.empty() ? text : fmt::format("{}{}{}", start, text, PLAIN);
+}
+
+std::string RenderTree(const Topology& topology, const std::string& pluginName, bool colour) {
+  const std::vector<Line> lines = Lines(topology);
+  const Layout layout(lines);
+  std::string text = PluginLine(topology, pluginName) + "\n";
+  for (const Line& line : lines) text += Laid(line, layout, colour);
+  return text;
+}
+
+}  // namespace vxhost

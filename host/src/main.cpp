@@ -1,0 +1,62 @@
+#include "Commands.h"
+#include "Host.h"
+#include "Options.h"
+#include "Output.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+// So that no file of ours ever gets the number of a standard descriptor that the caller has closed.
+void OpenStandardDescriptors() {
+  int descriptor = 0;
+  do {
+    descriptor = ::open("/dev/null", O_RDWR);
+  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  if (descriptor >= 0) ::close(descriptor);
+}
+
+std::vector<vxhost::CommandRow> Rows() {
+  std::vector<vxhost::CommandRow> rows;
+  for (const vxhost::Command& command : vxhost::Commands()) rows.push_back(command.m_Row);
+  return rows;
+}
+
+int RunCommand(const vxhost::Options& options) {
+  const auto& commands = vxhost::Commands();
+  const auto command = std::find_if(commands.begin(), commands.end(), [&](const auto& known) {
+    return options.m_Command == known.m_Row.name;
+  });
+  vxhost::Output output;
+  vxhost::Host host(options, output);
+  return command->m_Run(host);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  OpenStandardDescriptors();
+  // A reader that goes away shows as a failed write.
+  std::signal(SIGPIPE, SIG_IGN);
+  try {
+    const vxhost::ParseResult parsed = vxhost::ParseOptions(argc, argv, Rows());
+    if (parsed.m_Ends) {
+      std::fputs(parsed.m_Text.c_str(), parsed.m_Status == vxhost::EXIT_DONE ? stdout : stderr);
+      return parsed.m_Status;
+    }
+    return RunCommand(parsed.m_Options);
+  } catch (const vxhost::Failure& failure) {
+    vxhost::Say(failure.what());
+    return failure.Status();
+  } catch (const std::exception& error) {
+    vxhost::Say(error.what());
+    return vxhost::EXIT_FAILED;
+  }
+}
