@@ -1,0 +1,136 @@
+#include "Scripts.h"
+
+#include <atomic>
+#include <future>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <TLX/Threading/Cancellation.h>
+#include <TLX/Threading/Thread.h>
+#include <TLXX/System.h>
+
+namespace {
+
+using namespace std::chrono_literals;
+using TLX::Threading::CThread;
+using TLXX::CRunLimits;
+using TLXX::CSystem;
+using tlxxtest::LifeLine;
+using tlxxtest::Scripts;
+using tlxxtest::TraceCapture;
+
+// Runs a command on a thread that can be cancelled.
+class Caller : public TLX::Delegates_and_Calls::CDelegateTarget {
+ public:
+  Caller(std::string command, bool lines) : command_(std::move(command)), lines_(lines) {}
+
+  void Body() {
+    if (lines_) {
+      std::vector<std::string> lines;
+      CSystem::ExecuteCommand(command_, "cancel", lines);
+    } else {
+      CSystem::ExecuteCommand(command_, "cancel", output_);
+    }
+    returned_ = true;
+  }
+
+  CThread::CBody Delegate() { return CThread::CBody(this, &Caller::Body); }
+  bool Returned() const { return returned_; }
+  const std::string& Output() const { return output_; }
+
+ private:
+  const std::string command_;
+  const bool lines_;
+  std::string output_ = "untouched";
+  std::atomic<bool> returned_ = false;
+};
+
+class SystemCancelTest : public testing::Test {
+ protected:
+  ~SystemCancelTest() override {
+    CSystem::SetRunLimits(CRunLimits{});
+    EXPECT_FALSE(tlxxtest::HasChildren());
+    EXPECT_EQ(tlxxtest::OpenDescriptors(), descriptors_);
+  }
+
+  // Cancels a run in its middle and looks at what is left.
+  void CancelRunning(bool lines) {
+    LifeLine line(scripts_.Path("line"));
+    Caller caller(scripts_.Add("tool", line.Hold() + "trap '' TERM\nsleep 600 & sleep 600"), lines);
+    CThread thread(caller.Delegate(), 0);
+    ASSERT_TRUE(line.WaitUntilHeld());
+    EXPECT_TRUE(thread.Native().Cancel());
+    EXPECT_FALSE(caller.Returned());
+    EXPECT_EQ(caller.Output(), "untouched");
+    EXPECT_FALSE(tlxxtest::HasChildren());
+    EXPECT_TRUE(line.WaitUntilReleased());
+  }
+
+  const std::size_t descriptors_ = tlxxtest::OpenDescriptors();
+  Scripts scripts_;
+};
+
+TEST_F(SystemCancelTest, Cancel_DuringAQuery_KillsAndReapsTheProgramFirst) {
+  CancelRunning(false);
+}
+
+TEST_F(SystemCancelTest, Cancel_DuringAChange_KillsAndReapsTheProgramFirst) {
+  CancelRunning(true);
+}
+
+TEST_F(SystemCancelTest, Cancel_WhileTheProgramPrintsWithoutEnd_EndsTheRun) {
+  CRunLimits limits;
+  limits.m_MaxOutput = 0;
+  CSystem::SetRunLimits(limits);
+  LifeLine line(scripts_.Path("line"));
+  Caller caller(scripts_.Add("tool", line.Hold() + "while :; do sleep 0.01; echo; done"), false);
+  CThread thread(caller.Delegate(), 0);
+  ASSERT_TRUE(line.WaitUntilHeld());
+  EXPECT_TRUE(thread.Native().Cancel());
+  EXPECT_FALSE(caller.Returned());
+  EXPECT_TRUE(line.WaitUntilReleased());
+}
+
+TEST_F(SystemCancelTest, Cancel_DuringThePauseBeforeARepeat_EndsIt) {
+  CRunLimits limits;
+  limits.m_RepeatPause = 10min;
+  CSystem::SetRunLimits(limits);
+  std::promise<void> pausing;
+  const TraceCapture trace([&pausing](const std::string& line) {
+    if (line.rfind("once more: ", 0) == 0) pausing.set_value();
+  });
+  Caller caller(scripts_.Add("tool", "echo >> $DIR/runs; exit 3"), false);
+  CThread thread(caller.Delegate(), 0);
+  pausing.get_future().wait();
+  EXPECT_TRUE(thread.Native().Cancel());
+  EXPECT_FALSE(caller.Returned());
+  EXPECT_EQ(scripts_.Lines("runs"), 1);
+}
+
+// Is cancelled before it runs anything.
+class LateCaller : public TLX::Delegates_and_Calls::CDelegateTarget {
+ public:
+  explicit LateCaller(std::string command) : command_(std::move(command)) {}
+  void Body() {
+    while (!TLX::Threading::CCancellation::Requested()) sched_yield();
+    std::vector<std::string> lines;
+    CSystem::ExecuteCommand(command_, "late", lines);
+    returned_ = true;
+  }
+  bool Returned() const { return returned_; }
+
+ private:
+  const std::string command_;
+  std::atomic<bool> returned_ = false;
+};
+
+TEST_F(SystemCancelTest, Run_OnACancelledThread_StartsNothing) {
+  LateCaller caller(scripts_.Add("tool", "echo > $DIR/ran"));
+  CThread thread(CThread::CBody(&caller, &LateCaller::Body), 0);
+  EXPECT_TRUE(thread.Native().Cancel());
+  EXPECT_FALSE(caller.Returned());
+  EXPECT_FALSE(scripts_.Has("ran"));
+}
+
+}  // namespace
