@@ -1,0 +1,185 @@
+#include "Connection.h"
+
+#include "Failure.h"
+
+#include <charconv>
+
+#include <sqlite3.h>
+
+namespace DatabaseWrapper {
+
+using DBEXCEPTION::DatabaseException;
+
+namespace {
+
+constexpr const char* NULL_CELL = "NULL";
+constexpr const char* WHITE_SPACE = " \t\r\n\f";
+
+struct CFinalize {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using CStatement = std::unique_ptr<sqlite3_stmt, CFinalize>;
+
+// Without an exponent, so that who reads a number as a whole one never takes its first digit for
+// it.
+std::string RealCell(double value) {
+  char text[1100];
+  const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed).ptr;
+  return {text, end};
+}
+
+std::string Cell(sqlite3_stmt* row, int column) {
+  const int type = sqlite3_column_type(row, column);
+  if (type == SQLITE_NULL) return NULL_CELL;
+  if (type == SQLITE_FLOAT) return RealCell(sqlite3_column_double(row, column));
+  const void* bytes =
+      type == SQLITE_BLOB ? sqlite3_column_blob(row, column) : sqlite3_column_text(row, column);
+  const int size = sqlite3_column_bytes(row, column);
+  if (bytes == nullptr || size == 0) return {};
+  return {static_cast<const char*>(bytes), static_cast<std::size_t>(size)};
+}
+
+// "file:" text of a path that nobody changes while it is open.
+std::string UnchangingUri(const std::string& path) {
+  constexpr const char* HEX = "0123456789ABCDEF";
+  std::string uri = "file:";
+  for (const char c : path) {
+    if (c == '%' || c == '?' || c == '#') {
+      const auto byte = static_cast<unsigned char>(c);
+      uri += {'%', HEX[byte >> 4], HEX[byte & 0xF]};
+    } else {
+      uri += c;
+    }
+  }
+  return uri + "?immutable=1";
+}
+
+}  // namespace
+
+void CConnection::CClose::operator()(sqlite3* database) const {
+  sqlite3_close(database);
+}
+
+CConnection::CHandle CConnection::Open(const std::string& path, int flags) {
+  sqlite3* raw = nullptr;
+  const int result = sqlite3_open_v2(path.c_str(), &raw, flags | SQLITE_OPEN_EXRESCODE, nullptr);
+  CHandle handle(raw);
+  if (result != SQLITE_OK) {
+    const int systemError = raw == nullptr ? 0 : sqlite3_system_errno(raw);
+    throw Failure(path, result, systemError,
+                  raw == nullptr ? sqlite3_errstr(result) : sqlite3_errmsg(raw));
+  }
+  return handle;
+}
+
+CConnection::CConnection(const std::string& path, CAccess access,
+                         std::chrono::milliseconds busyTimeout)
+    : m_Path(path) {
+  switch (access) {
+    case CAccess::Write:
+      m_Handle = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+      break;
+    case CAccess::Read:
+      m_Handle = Open(path, SQLITE_OPEN_READONLY);
+      break;
+    case CAccess::ReadUnchanging:
+      m_Handle = Open(UnchangingUri(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+      break;
+  }
+  sqlite3_busy_timeout(m_Handle.get(), static_cast<int>(busyTimeout.count()));
+  try {
+    if (access == CAccess::Write) PrepareForWriting();
+    Run("PRAGMA schema_version");  // the first look into the file
+  } catch (const CBusy& busy) {
+    throw DatabaseException(busy.Message);
+  }
+}
+
+void CConnection::PrepareForWriting() {
+  // SQLite opens a file that may not be written without a word.
+  if (sqlite3_db_readonly(m_Handle.get(), "main") == 1) {
+    throw Failure(m_Path, SQLITE_READONLY, 0, "no permission to write");
+  }
+  Run("PRAGMA journal_mode = WAL");
+  Run("PRAGMA synchronous = NORMAL");
+}
+
+void CConnection::Fail() const {
+  const int code = sqlite3_extended_errcode(m_Handle.get());
+  const int primary = code & 0xFF;
+  const int systemError = primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN
+                              ? sqlite3_system_errno(m_Handle.get())
+                              : 0;
+  const DatabaseException failure =
+      Failure(m_Path, code, systemError, sqlite3_errmsg(m_Handle.get()));
+  if (primary == SQLITE_BUSY && code != SQLITE_BUSY_SNAPSHOT) throw CBusy{failure.what()};
+  throw failure;
+}
+
+std::vector<std::string> CConnection::Run(std::string_view text) {
+  if (text.find('\0') != std::string_view::npos) {
+    throw DatabaseException("The statement holds a NUL byte and was not run.");
+  }
+  sqlite3_stmt* raw = nullptr;
+  const char* rest = nullptr;
+  if (sqlite3_prepare_v2(m_Handle.get(), text.data(), static_cast<int>(text.size()), &raw, &rest) !=
+      SQLITE_OK) {
+    Fail();
+  }
+  const CStatement statement(raw);
+  if (statement == nullptr) throw DatabaseException("The statement is empty.");
+  const auto used = static_cast<std::size_t>(rest - text.data());
+  if (text.find_first_not_of(WHITE_SPACE, used) != std::string_view::npos) {
+    throw DatabaseException("There is something behind the statement; nothing was run.");
+  }
+  std::vector<std::string> cells;
+  int result = 0;
+  while ((result = sqlite3_step(raw)) == SQLITE_ROW) {
+    const int width = sqlite3_column_count(raw);
+    for (int column = 0; column < width; ++column) cells.push_back(Cell(raw, column));
+  }
+  if (result != SQLITE_DONE) Fail();
+  return cells;
+}
+
+void CConnection::EnforceForeignKeys() {
+  if (m_ForeignKeys) return;
+  Run("PRAGMA foreign_keys = ON");
+  // Inside a transaction the pragma is without effect: ask again next time.
+  m_ForeignKeys = !InTransaction();
+}
+
+bool CConnection::InTransaction() const {
+  return sqlite3_get_autocommit(m_Handle.get()) == 0;
+}
+
+bool CConnection::HasMoved() const {
+  int moved = 0;
+  return sqlite3_file_control(m_Handle.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) ==
+             SQLITE_OK &&
+         moved != 0;
+}
+
+void CConnection::CopyTo(const std::string& path) const {
+  const CHandle copy = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  sqlite3_backup* backup = sqlite3_backup_init(copy.get(), "main", m_Handle.get(), "main");
+  if (backup != nullptr) {
+    sqlite3_backup_step(backup, -1);
+    sqlite3_backup_finish(backup);
+  }
+  const int result = sqlite3_extended_errcode(copy.get());
+  if (result != SQLITE_OK) {
+    throw Failure(path, result, sqlite3_system_errno(copy.get()), sqlite3_errmsg(copy.get()));
+  }
+}
+
+void CConnection::LeaveFilesOnClose() {
+  sqlite3_db_config(m_Handle.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+}
+
+std::string CConnection::Path() const {
+  const char* path = sqlite3_db_filename(m_Handle.get(), "main");
+  return path == nullptr || *path == '\0' ? m_Path : std::string(path);
+}
+
+}  // namespace DatabaseWrapper

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+struct sqlite3;
+
+namespace DatabaseWrapper {
+
+// One open SQLite file. Not for several threads at once. Failures are DatabaseExceptions.
+class CConnection {
+ public:
+  enum class CAccess { Write, Read, ReadUnchanging };
+
+  // ReadUnchanging: nobody writes the file, so that neither log nor lock files are needed.
+  CConnection(const std::string& path, CAccess access, std::chrono::milliseconds busyTimeout);
+
+  // A statement that waited for a locked file in vain.
+  struct CBusy {
+    std::string Message;
+  };
+
+  // Runs the one statement in text and returns its cells. Throws CBusy as well.
+  std::vector<std::string> Run(std::string_view text);
+
+  // Switches the enforcement of foreign keys on, once.
+  void EnforceForeignKeys();
+
+  bool InTransaction() const;
+
+  // Whether the path leads elsewhere than to the open file.
+  bool HasMoved() const;
+
+  // Writes all pages to a new file. The file must not exist.
+  void CopyTo(const std::string& path) const;
+
+  // Closing leaves whatever lies beside the path alone.
+  void LeaveFilesOnClose();
+
+  // Absolute, links resolved.
+  std::string Path() const;
+
+ private:
+  struct CClose {
+    void operator()(sqlite3* database) const;
+  };
+  using CHandle = std::unique_ptr<sqlite3, CClose>;
+
+  static CHandle Open(const std::string& path, int flags);
+  void PrepareForWriting();
+  [[noreturn]] void Fail() const;
+
+  std::string m_Path;
+  CHandle m_Handle;
+  bool m_ForeignKeys = false;
+};
+
+}  // namespace DatabaseWrapper

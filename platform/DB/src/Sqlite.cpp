@@ -1,0 +1,243 @@
+#include "Connection.h"
+#include "WriterLock.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include <unistd.h>
+
+#include <DB/Sqlite.h>
+#include <TLX/Threading/Annotations.h>
+
+namespace DatabaseWrapper {
+
+using DBEXCEPTION::DatabaseException;
+using CAccess = CConnection::CAccess;
+
+namespace {
+
+constexpr std::string_view FOREIGN_KEYS_ON = "PRAGMA foreign_keys = ON;";
+constexpr const char* RESTORE_SUFFIX = ".restore";
+// What SQLite keeps beside a database.
+constexpr const char* LOG_SUFFIXES[] = {"-wal", "-shm", "-journal"};
+
+// A mutex that clang's thread-safety analysis knows.
+class VX_CAPABILITY("mutex") CMutex {
+ public:
+  void Lock() VX_ACQUIRE() { m_Mutex.lock(); }
+  void Unlock() VX_RELEASE() { m_Mutex.unlock(); }
+
+ private:
+  std::mutex m_Mutex;
+};
+
+class VX_SCOPED_CAPABILITY CGuard {
+ public:
+  explicit CGuard(CMutex& mutex) VX_ACQUIRE(mutex) : m_Mutex(mutex) { m_Mutex.Lock(); }
+  ~CGuard() VX_RELEASE() { m_Mutex.Unlock(); }
+  CGuard(const CGuard&) = delete;
+  CGuard& operator=(const CGuard&) = delete;
+
+ private:
+  CMutex& m_Mutex;
+};
+
+// The path as SQLite will see it: absolute, and a link replaced by what it leads to, so that the
+// lock lies beside the file itself.
+std::string Resolved(const std::string& path) {
+  if (path == IN_MEMORY) return path;
+  if (path.empty()) throw DatabaseException("The database has no path; name a file.");
+  std::error_code failure;
+  const auto resolved = std::filesystem::weakly_canonical(path, failure);
+  return failure ? std::filesystem::absolute(path).string() : resolved.string();
+}
+
+void RequireFile(const std::string& path) {
+  if (access(path.c_str(), F_OK) == 0) return;
+  throw DatabaseException("The database \"" + path + "\" cannot be opened (" +
+                          std::strerror(errno) + "); name an existing file.");
+}
+
+void RemoveLogs(const std::string& path) {
+  for (const char* suffix : LOG_SUFFIXES) unlink((path + suffix).c_str());
+}
+
+// Nobody has the file open for writing, and the last writer left nothing in the log.
+bool LogIsEmpty(const std::string& path) {
+  std::error_code failure;
+  const auto size = std::filesystem::file_size(path + LOG_SUFFIXES[0], failure);
+  return failure || size == 0;
+}
+
+std::unique_ptr<CConnection> OpenToRead(const std::string& path,
+                                        std::chrono::milliseconds busyTimeout) {
+  RequireFile(path);
+  try {
+    return std::make_unique<CConnection>(path, CAccess::Read, busyTimeout);
+  } catch (const DatabaseException&) {
+    // A reader who may not write into the directory cannot make the log's index, and needs none.
+    if (access(path.c_str(), R_OK) != 0 || !LogIsEmpty(path)) throw;
+    return std::make_unique<CConnection>(path, CAccess::ReadUnchanging, busyTimeout);
+  }
+}
+
+}  // namespace
+
+struct CSqliteDatabase::Impl {
+  Impl(const std::string& path, CSqliteOptions options);
+
+  std::vector<std::string> Run(std::string_view statement) VX_REQUIRES(m_Mutex);
+  bool RestoreIfMoved() VX_REQUIRES(m_Mutex);
+  void WriteBack() VX_REQUIRES(m_Mutex);
+  void RollBack() noexcept VX_REQUIRES(m_Mutex);
+  void RefuseWhilePausing() VX_REQUIRES(m_Mutex);
+  std::chrono::steady_clock::time_point Now() const {
+    return m_Options.Clock ? m_Options.Clock() : std::chrono::steady_clock::now();
+  }
+  bool KeepsFile() const { return !m_Options.ReadOnly && m_Path != IN_MEMORY; }
+
+  // What the last wait in vain ended with, and until when it is answered without waiting.
+  struct CPause {
+    std::string Message;
+    std::chrono::steady_clock::time_point End;
+  };
+
+  const CSqliteOptions m_Options;
+  const std::string m_Path;
+  std::optional<CWriterLock>
+      m_Lock;  // taken before the file is opened, given up after it is closed
+  CMutex m_Mutex;
+  std::unique_ptr<CConnection> m_Connection VX_GUARDED_BY(m_Mutex);
+  std::optional<CPause> m_Pause VX_GUARDED_BY(m_Mutex);
+};
+
+CSqliteDatabase::Impl::Impl(const std::string& path, CSqliteOptions options)
+    : m_Options(std::move(options)), m_Path(Resolved(path)) {
+  if (m_Options.ReadOnly) {
+    m_Connection = OpenToRead(m_Path, m_Options.BusyTimeout);
+    return;
+  }
+  if (KeepsFile()) m_Lock.emplace(m_Path);
+  m_Connection = std::make_unique<CConnection>(m_Path, CAccess::Write, m_Options.BusyTimeout);
+}
+
+void CSqliteDatabase::Impl::RefuseWhilePausing() {
+  if (!m_Pause) return;
+  if (Now() < m_Pause->End) throw DatabaseException(m_Pause->Message);
+  m_Pause.reset();
+}
+
+std::vector<std::string> CSqliteDatabase::Impl::Run(std::string_view statement) {
+  RefuseWhilePausing();
+  RestoreIfMoved();
+  try {
+    if (statement.starts_with(FOREIGN_KEYS_ON)) {
+      m_Connection->EnforceForeignKeys();
+      statement.remove_prefix(FOREIGN_KEYS_ON.size());
+      if (statement.empty()) return {};
+    }
+    return m_Connection->Run(statement);
+  } catch (const CConnection::CBusy& busy) {
+    m_Pause = CPause{busy.Message, Now() + m_Options.PauseAfterBusy};
+    throw DatabaseException(busy.Message);
+  }
+}
+
+bool CSqliteDatabase::Impl::RestoreIfMoved() {
+  if (!KeepsFile() || m_Connection->InTransaction() || !m_Connection->HasMoved()) return false;
+  try {
+    WriteBack();
+  } catch (const DatabaseException& failure) {
+    throw DatabaseException("The database is gone from its path and was not written back: " +
+                            std::string(failure.what()));
+  }
+  return true;
+}
+
+void CSqliteDatabase::Impl::WriteBack() {
+  const std::string aside = m_Path + RESTORE_SUFFIX;
+  m_Lock->Renew();
+  unlink(aside.c_str());
+  RemoveLogs(aside);
+  m_Connection->CopyTo(aside);
+  // The log that lies there belongs to the file that is gone: it must not be replayed into this
+  // one.
+  RemoveLogs(m_Path);
+  if (rename(aside.c_str(), m_Path.c_str()) != 0) {
+    throw DatabaseException("\"" + aside + "\" cannot be renamed to \"" + m_Path +
+                            "\": " + std::strerror(errno));
+  }
+  auto restored = std::make_unique<CConnection>(m_Path, CAccess::Write, m_Options.BusyTimeout);
+  m_Connection->LeaveFilesOnClose();
+  m_Connection = std::move(restored);
+}
+
+void CSqliteDatabase::Impl::RollBack() noexcept {
+  if (!m_Connection->InTransaction()) return;
+  try {
+    m_Connection->Run("ROLLBACK");
+  } catch (const DatabaseException&) {  // a rollback that fails has nothing left to undo
+  } catch (const CConnection::CBusy&) {
+  }
+}
+
+CSqliteDatabase::CSqliteDatabase(std::string path, CSqliteOptions options)
+    : m_Impl(std::make_unique<Impl>(path, std::move(options))) {}
+
+CSqliteDatabase::~CSqliteDatabase() = default;
+
+std::vector<std::string> CSqliteDatabase::query(std::string statement) {
+  const CGuard guard(m_Impl->m_Mutex);
+  return m_Impl->Run(statement);
+}
+
+bool CSqliteDatabase::Restore() {
+  const CGuard guard(m_Impl->m_Mutex);
+  return m_Impl->RestoreIfMoved();
+}
+
+const std::string& CSqliteDatabase::Path() const {
+  return m_Impl->m_Path;
+}
+
+CTransaction::CTransaction(CSqliteDatabase& database) : m_Database(database) {
+  m_Database.query("BEGIN IMMEDIATE");
+}
+
+CTransaction::~CTransaction() {
+  Rollback();
+}
+
+void CTransaction::Commit() {
+  if (!std::exchange(m_Open, false)) return;
+  auto& impl = *m_Database.m_Impl;
+  const CGuard guard(impl.m_Mutex);
+  if (!impl.m_Connection->InTransaction()) {
+    throw DatabaseException("The database \"" + impl.m_Path +
+                            "\" gave the transaction up when a statement in it failed; nothing "
+                            "that was written before that statement was kept.");
+  }
+  try {
+    impl.m_Connection->Run("COMMIT");
+  } catch (const CConnection::CBusy& busy) {
+    impl.RollBack();
+    throw DatabaseException(busy.Message);
+  } catch (const DatabaseException&) {
+    impl.RollBack();
+    throw;
+  }
+  impl.RestoreIfMoved();
+}
+
+void CTransaction::Rollback() noexcept {
+  if (!std::exchange(m_Open, false)) return;
+  auto& impl = *m_Database.m_Impl;
+  const CGuard guard(impl.m_Mutex);
+  impl.RollBack();
+}
+
+}  // namespace DatabaseWrapper

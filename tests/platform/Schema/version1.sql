@@ -1,0 +1,6 @@
+-- The schema as version 1 made it. Files with it exist: never change this, add a version.
+PRAGMA application_id = 1450724946;
+CREATE TABLE Plugin (ID INTEGER PRIMARY KEY, ToolVersion TEXT, ObjectID INTEGER, Name TEXT, PollInterval INTEGER, SettableProperties TEXT, Unused1 INTEGER, Unused2 INTEGER, Description TEXT, Vendor TEXT, Version TEXT);
+CREATE TABLE Adapter (ID INTEGER PRIMARY KEY, ObjectID INTEGER, AdapterNumber INTEGER, Host TEXT, Name TEXT, Vendor TEXT, ModelNumber TEXT, Mode INTEGER, HealthState INTEGER, PciSegment INTEGER, PciBus INTEGER, PciDevice INTEGER, PciFunction INTEGER, Location TEXT, SerialNumber TEXT, Firmware TEXT, Bootloader TEXT, DevicePath TEXT, DriverName TEXT, DriverVersion TEXT, Temperature REAL, EndOfLifeDate TEXT, PowerOnHours INTEGER, ReserveSpace INTEGER, SelectedLevel INTEGER, WarningThreshold INTEGER, DataUnitsRead INTEGER, DataUnitsWritten INTEGER, RemainingLife INTEGER, LifeState INTEGER, MediaErrors INTEGER, HealthReasons TEXT);
+CREATE TABLE PD (ID INTEGER PRIMARY KEY, SerialNumber TEXT, Host TEXT, Name TEXT, Channel INTEGER, Target INTEGER, Location TEXT, Vendor TEXT, ModelNumber TEXT, Interface INTEGER, PhysicalSize INTEGER, PhysicalSize2 INTEGER, State INTEGER, UsableSize INTEGER, UsablePercent INTEGER, SectorSize INTEGER, Temperature REAL, UNIQUE (SerialNumber, Host) ON CONFLICT REPLACE);
+PRAGMA user_version = 1;
