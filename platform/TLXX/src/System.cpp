@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <mutex>
+#include <shared_mutex>
 #include <utility>
 
 #include <TLX/Threading/Cancellation.h>
@@ -21,6 +23,30 @@ constexpr int COLLECTED = 1;
 constexpr int FAILED = 0;
 
 std::atomic<ICommandRunner*> s_Runner{nullptr};
+
+// Who is told of finished calls. Readers do not wait for one another.
+class CObserver {
+ public:
+  // The one of the process. Never destroyed: threads may still run commands while it ends.
+  static CObserver& Instance() {
+    static auto* const observer = new CObserver;
+    return *observer;
+  }
+
+  void Set(CSystem::CRunObserver function) {
+    const std::lock_guard guard(m_Mutex);
+    m_Function = std::move(function);
+  }
+
+  void Tell(const std::string& arguments, const std::string& failure) {
+    const std::shared_lock guard(m_Mutex);
+    if (m_Function) m_Function(arguments, failure);
+  }
+
+ private:
+  std::shared_mutex m_Mutex;
+  CSystem::CRunObserver m_Function;
+};
 
 // One call of ExecuteCommand.
 class CCall {
@@ -82,6 +108,7 @@ class CCall {
   void Count(const CRunResult& result, const std::string& failure) {
     const auto duration = std::chrono::steady_clock::now() - m_Start;
     CRunHistory::Instance().Count(m_Arguments, result, duration, m_Repeated, failure);
+    CObserver::Instance().Tell(m_Arguments, failure);
     if (!failure.empty() && Traced(TLX::Misc::TRACE_STEPS)) {
       Say(TLX::Misc::TRACE_STEPS, "failed: " + m_Text + ": " + failure);
     }
@@ -180,6 +207,10 @@ CRunLimits CSystem::RunLimits() {
 
 std::map<std::string, CRunStatistics> CSystem::RunStatistics() {
   return CRunHistory::Instance().Statistics();
+}
+
+void CSystem::SetRunObserver(CRunObserver observer) {
+  CObserver::Instance().Set(std::move(observer));
 }
 
 ICommandRunner* CSystem::SetCommandRunner(ICommandRunner* runner) {

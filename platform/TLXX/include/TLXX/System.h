@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -93,6 +94,15 @@ class VX_EXPORT CSystem {
 
   // Snapshot of the counters, by command. [any thread]
   static std::map<std::string, CRunStatistics> RunStatistics();
+
+  // Is told of every finished call: its arguments and why it failed, empty when it did not (as
+  // m_Failures counts). Called on the thread that made the call, before that returns; must be quick
+  // and must not throw or run commands.
+  using CRunObserver =
+      std::function<void(const std::string& arguments, const std::string& failure)>;
+  // Puts an observer in place, or none (null). Returns when the one before is no longer being
+  // called. [any thread]
+  static void SetRunObserver(CRunObserver observer);
 
   // Puts another runner in place (null: the real one) and returns the one that was there, null for
   // the real one. The caller keeps it alive while it is in place. [before threads run commands]
