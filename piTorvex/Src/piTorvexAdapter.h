@@ -73,7 +73,8 @@ class CTorvexAdapter : public PI::CObject {
 
   // Not compared:
   int ToolIndex = -1;       // the tool's index at the last scan
-  bool RowIsStale = false;  // a log pass changed what the database row shows
+  bool RowIsStale = false;    // the database row shows older values: write it at the next scan
+  bool RowIsMissing = false;  // the row could not be inserted: insert it at the next scan
 };
 
 }  // namespace NAMESPACE_piTorvex

@@ -48,8 +48,9 @@ class CTorvexPhysicalDrive : public PI::CObject {
   unsigned long PhysicalSizeMiB2 = 0;
   float Temperature = -1.0F;  // degrees Celsius; -1.0: unknown
 
-  // Not compared: a log pass changed what the database row shows.
-  bool RowIsStale = false;
+  // Not compared:
+  bool RowIsStale = false;    // the database row shows older values: write it at the next scan
+  bool RowIsMissing = false;  // the row could not be inserted: insert it at the next scan
 };
 
 }  // namespace NAMESPACE_piTorvex
