@@ -132,6 +132,54 @@ struct CPropertyRow {
   CRecordField<Record> m_Field;
 };
 
+template <class Rows>
+constexpr bool HasUniqueIDs(const Rows& rows) {
+  for (auto row = rows.begin(); row != rows.end(); ++row) {
+    for (auto other = rows.begin(); other != row; ++other) {
+      if (other->m_Description.m_PropertyID == row->m_Description.m_PropertyID) return false;
+    }
+  }
+  return true;
+}
+
+// Readers of a table's rows, by the member that they show.
+template <auto Member, class Object>
+bool ShowText(const Object& object, PI::CProperty& property) {
+  property.SetValue(object.*Member);
+  return true;
+}
+
+template <auto Member, class Object>
+bool ShowTextIfAny(const Object& object, PI::CProperty& property) {
+  return !(object.*Member).empty() && ShowText<Member>(object, property);
+}
+
+template <auto Member, class Object>
+bool ShowNumber(const Object& object, PI::CProperty& property) {
+  property.SetValue(static_cast<unsigned long>(object.*Member));
+  return true;
+}
+
+template <auto Member, class Object>
+bool ShowNumberIfReported(const Object& object, PI::CProperty& property) {
+  return object.*Member != NOT_REPORTED && ShowNumber<Member>(object, property);
+}
+
+template <auto Member, class Object>
+bool ShowTemperatureIfKnown(const Object& object, PI::CProperty& property) {
+  if (object.*Member == TEMPERATURE_UNKNOWN) return false;
+  property.SetValue(object.*Member);
+  return true;
+}
+
+// Choices: a constexpr array of the codes that the member may hold.
+template <auto Member, const auto& Choices, class Object>
+bool ShowChoice(const Object& object, PI::CProperty& property) {
+  property.SetValue(static_cast<int>(object.*Member),
+                    std::vector<int>(Choices.begin(), Choices.end()));
+  return true;
+}
+
 // Empties out and appends, in the order of the table, the property with the given id, or all for
 // PI::PROPERTY_ALL. An id that the table does not have appends nothing.
 template <class Rows, class Object>

@@ -62,7 +62,8 @@ constexpr auto LIFE_STATES = std::to_array({40252, 40410, 40411});
 constexpr auto HEALTH_REASONS = std::to_array({40459, 40460, 40449, 40487, 40452});
 
 bool ShowMode(const CTorvexAdapter& adapter, PI::CProperty& property) {
-  property.SetValue(adapter.Flag ? MODES[0] : MODES[1], std::vector<int>(MODES.begin(), MODES.end()));
+  property.SetValue(adapter.Flag ? MODES[0] : MODES[1],
+                    std::vector<int>(MODES.begin(), MODES.end()));
   return true;
 }
 

@@ -207,6 +207,8 @@ unsigned int IPLUGINAPI_IMPL::UpdateObjectInDatabase(CTorvexPhysicalDrive& drive
 }
 
 // The row stays: the table is the record of every drive ever seen.
-unsigned int IPLUGINAPI_IMPL::DeleteObjectFromDatabase(CTorvexPhysicalDrive&) { return SUCCESS; }
+unsigned int IPLUGINAPI_IMPL::DeleteObjectFromDatabase(CTorvexPhysicalDrive&) {
+  return SUCCESS;
+}
 
 }  // namespace NAMESPACE_piTorvex
