@@ -1,0 +1,374 @@
+#include "DatabaseORM/RawSqlite.h"
+#include "platform/DB/Support.h"
+#include "support/Files.h"
+
+#include <csignal>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <DB/Sqlite.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+using DatabaseWrapper::CSqliteDatabase;
+using DatabaseWrapper::CSqliteOptions;
+using DatabaseWrapper::CTransaction;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using vxtest::AsOrdinaryUser;
+using vxtest::Attempt;
+using vxtest::FailureOf;
+using vxtest::RawSqlite;
+
+// A file that a program outside has locked, and an engine on it whose clock stands still.
+class SqliteLocked : public testing::Test {
+ protected:
+  SqliteLocked() {
+    engine_.query("CREATE TABLE t(a)");
+    engine_.query("INSERT INTO t VALUES(0)");
+  }
+
+  CSqliteOptions Options() {
+    CSqliteOptions options;
+    options.BusyTimeout = std::chrono::milliseconds(20);
+    options.Clock = [this] { return now_; };
+    return options;
+  }
+
+  std::string Insert() {
+    return FailureOf([&] { engine_.query("INSERT INTO t VALUES(1)"); });
+  }
+
+  vxtest::TempDir dir_;
+  std::string path_ = (dir_ / "vx.db").string();
+  std::chrono::steady_clock::time_point now_;
+  CSqliteDatabase engine_{path_, Options()};
+  RawSqlite outside_{path_};
+  std::string text_ =
+      "The database \"" + path_ +
+      "\" is locked by another program (database is locked); it is tried again later.";
+};
+
+TEST_F(SqliteLocked, Options_WaitOneSecondAndPauseForTen) {
+  EXPECT_EQ(CSqliteOptions().BusyTimeout, std::chrono::seconds(1));
+  EXPECT_EQ(CSqliteOptions().PauseAfterBusy, std::chrono::seconds(10));
+  CSqliteDatabase plain((dir_ / "plain.db").string());
+  EXPECT_THAT(plain.query("PRAGMA busy_timeout"), ElementsAre("1000"));
+}
+
+TEST_F(SqliteLocked, Write_FailsAndReadsGoOn) {
+  outside_.Run("BEGIN IMMEDIATE");
+  EXPECT_THAT(engine_.query("SELECT a FROM t"), ElementsAre("0"));
+  EXPECT_EQ(Insert(), text_);
+}
+
+// After one wait in vain the engine answers without trying, even when the lock is gone by then;
+// that it did not try is what makes sixty-four rows cost one wait.
+TEST_F(SqliteLocked, AfterAWaitInVain_EverythingFailsAlikeUntilThePauseIsOver) {
+  outside_.Run("BEGIN IMMEDIATE");
+  EXPECT_EQ(Insert(), text_);
+  outside_.Run("ROLLBACK");
+  EXPECT_EQ(Insert(), text_);
+  EXPECT_EQ(FailureOf([&] { engine_.query("SELECT a FROM t"); }), text_);
+  EXPECT_EQ(FailureOf([&] { CTransaction transaction(engine_); }), text_);
+  now_ += std::chrono::milliseconds(9999);
+  EXPECT_EQ(Insert(), text_);
+  now_ += std::chrono::milliseconds(1);
+  EXPECT_EQ(Insert(), "(no failure)");
+  EXPECT_EQ(outside_.One("SELECT COUNT(*) FROM t"), "2");
+}
+
+TEST_F(SqliteLocked, StillLockedAfterThePause_BeginsANewPause) {
+  outside_.Run("BEGIN IMMEDIATE");
+  EXPECT_EQ(Insert(), text_);
+  now_ += std::chrono::seconds(10);
+  EXPECT_EQ(Insert(), text_);
+  outside_.Run("ROLLBACK");
+  now_ += std::chrono::milliseconds(9999);
+  EXPECT_EQ(Insert(), text_);
+  now_ += std::chrono::milliseconds(1);
+  EXPECT_EQ(Insert(), "(no failure)");
+}
+
+TEST_F(SqliteLocked, Transaction_OnALockedFile_DoesNotBegin) {
+  outside_.Run("BEGIN IMMEDIATE");
+  EXPECT_EQ(FailureOf([&] { CTransaction transaction(engine_); }), text_);
+}
+
+TEST_F(SqliteLocked, Open_OfALockedFile_SaysSo) {
+  const std::string path = (dir_ / "other.db").string();
+  const RawSqlite outside(path);
+  outside.Run("CREATE TABLE t(a); BEGIN EXCLUSIVE");
+  EXPECT_THAT(FailureOf([&] { CSqliteDatabase engine(path, Options()); }),
+              HasSubstr("is locked by another program"));
+  outside.Run("ROLLBACK");
+  EXPECT_EQ(Attempt(path, false, "SELECT 1"), "1");
+}
+
+// --- the path no longer leads to the file
+
+class SqliteMoved : public testing::Test {
+ protected:
+  SqliteMoved() {
+    engine_.query("CREATE TABLE t(a)");
+    engine_.query("INSERT INTO t VALUES('before')");
+  }
+
+  // What another program finds at the path.
+  std::string Rows() {
+    const RawSqlite raw(path_);
+    EXPECT_EQ(raw.One("PRAGMA integrity_check"), "ok");
+    return raw.One("SELECT group_concat(a) FROM t");
+  }
+
+  void RemoveAll() {
+    for (const char* suffix : {"", "-wal", "-shm", ".lock"}) fs::remove(path_ + suffix);
+  }
+
+  vxtest::TempDir dir_;
+  std::string path_ = (dir_ / "d" / "vx.db").string();
+  bool made_ = fs::create_directory(dir_ / "d");
+  CSqliteDatabase engine_{path_};
+};
+
+TEST_F(SqliteMoved, DeletedFile_IsWrittenBackWithTheNextStatement) {
+  fs::remove(path_);
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+  engine_.query("INSERT INTO t VALUES('later')");
+  EXPECT_EQ(Rows(), "before,after,later");
+  EXPECT_FALSE(engine_.Restore());
+}
+
+TEST_F(SqliteMoved, DeletedWithEverythingBesideIt_IsWrittenBackAndLockedAgain) {
+  RemoveAll();
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+  EXPECT_THAT(FailureOf([&] { CSqliteDatabase second(path_); }), HasSubstr("is written by"));
+}
+
+TEST_F(SqliteMoved, Restore_WritesBackWithoutAStatement) {
+  RemoveAll();
+  EXPECT_TRUE(engine_.Restore());
+  EXPECT_EQ(Rows(), "before");
+  EXPECT_FALSE(engine_.Restore());
+}
+
+TEST_F(SqliteMoved, RenamedFile_StaysAndANewOneIsWritten) {
+  fs::rename(path_, dir_ / "kept.db");
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+}
+
+TEST_F(SqliteMoved, FileReplacedByAnother_IsWrittenBackInItsPlace) {
+  fs::remove(path_);
+  vxtest::WriteFile(path_, "something else altogether");
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+}
+
+TEST_F(SqliteMoved, DirectoryGone_FailsUntilItIsBack) {
+  fs::remove_all(dir_ / "d");
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    EXPECT_THAT(FailureOf([&] { engine_.query("INSERT INTO t VALUES('lost')"); }),
+                HasSubstr("The database is gone from its path and was not written back: "));
+  }
+  fs::create_directory(dir_ / "d");
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+}
+
+TEST_F(SqliteMoved, AnotherWriterTookThePath_IsNotOverwritten) {
+  RemoveAll();
+  {
+    CSqliteDatabase other(path_);
+    other.query("CREATE TABLE t(a)");
+    other.query("INSERT INTO t VALUES('theirs')");
+    EXPECT_THAT(FailureOf([&] { engine_.query("INSERT INTO t VALUES('after')"); }),
+                HasSubstr("is written by DB_Sqlite_test"));
+    EXPECT_EQ(Rows(), "theirs");
+  }
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+}
+
+TEST_F(SqliteMoved, InATransaction_IsWrittenBackAfterIt) {
+  CTransaction transaction(engine_);
+  engine_.query("INSERT INTO t VALUES('inside')");
+  RemoveAll();
+  engine_.query("INSERT INTO t VALUES('still')");
+  EXPECT_FALSE(engine_.Restore());
+  EXPECT_FALSE(fs::exists(path_));
+  transaction.Commit();
+  EXPECT_EQ(Rows(), "before,inside,still");
+}
+
+TEST_F(SqliteMoved, RepeatedDeletions_LeaveNoDescriptorBehind) {
+  const auto descriptors = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  };
+  const auto before = descriptors();
+  for (int round = 0; round < 10; ++round) {
+    RemoveAll();
+    engine_.query("INSERT INTO t VALUES('x')");
+  }
+  EXPECT_EQ(descriptors(), before);
+  EXPECT_EQ(Rows(), "before,x,x,x,x,x,x,x,x,x,x");
+}
+
+// --- no room
+
+TEST(SqliteFull, SizeLimit_FailsClearlyAndGoesOnWhenThereIsRoom) {
+  const vxtest::TempDir dir;
+  CSqliteDatabase engine((dir / "vx.db").string());
+  engine.query("CREATE TABLE t(a)");
+  engine.query("PRAGMA max_page_count = 3");
+  EXPECT_THAT(FailureOf([&] { engine.query("INSERT INTO t VALUES(zeroblob(20000))"); }),
+              EndsWith("finds no room: the disk is full or a limit is reached (database or disk is "
+                       "full); free some space."));
+  engine.query("INSERT INTO t VALUES(1)");
+  engine.query("PRAGMA max_page_count = 1000");
+  engine.query("INSERT INTO t VALUES(zeroblob(20000))");
+  EXPECT_THAT(engine.query("PRAGMA integrity_check"), ElementsAre("ok"));
+}
+
+// The limit of the process on the size of a file is a full disk that every machine has.
+TEST(SqliteFull, FileThatMayNotGrow_FailsClearlyAndGoesOnWhenItMay) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  const std::string told = vxtest::InChild([&] {
+    std::signal(SIGXFSZ, SIG_IGN);
+    CSqliteDatabase engine(path);
+    engine.query("CREATE TABLE t(a)");
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlim_t before = limit.rlim_cur;
+    limit.rlim_cur = 40000;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::string text = FailureOf([&] { engine.query("INSERT INTO t VALUES(zeroblob(100000))"); });
+    limit.rlim_cur = before;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    engine.query("INSERT INTO t VALUES('kept')");
+    return text + " / " + engine.query("SELECT a FROM t").at(0);
+  });
+  EXPECT_EQ(told, "The database \"" + path +
+                      "\" finds no room: the disk is full or a limit is reached (disk I/O error, "
+                      "File too large); free some space. / kept");
+  EXPECT_EQ(RawSqlite(path).One("PRAGMA integrity_check"), "ok");
+}
+
+// --- files that cannot be opened
+
+TEST(SqliteOpen, NoDatabase_IsRefusedAndLeftAlone) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  const std::string content =
+      "This is no database, but it is longer than a hundred characters, "
+      "so that nobody takes it for an empty one or for one cut short.";
+  vxtest::WriteFile(path, content);
+  const std::string text = "The database \"" + path +
+                           "\" is no database (file is not a database); name another file or move "
+                           "this one away.";
+  EXPECT_EQ(Attempt(path, false, "SELECT 1"), text);
+  EXPECT_EQ(Attempt(path, true, "SELECT 1"), text);
+  EXPECT_EQ(vxtest::ReadFile(path), content);
+}
+
+TEST(SqliteOpen, DamagedFile_SaysSo) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  RawSqlite(path).Run("CREATE TABLE t(a); INSERT INTO t VALUES(zeroblob(9000))");
+  std::string content = vxtest::ReadFile(path);
+  content.replace(4096, 4096, 4096, '\xA5');
+  vxtest::WriteFile(path, content);
+  EXPECT_EQ(
+      Attempt(path, false, "SELECT * FROM t"),
+      "The database \"" + path +
+          "\" is damaged (database disk image is malformed); move the file away; a new one is "
+          "made at the next start.");
+}
+
+TEST(SqliteOpen, MissingDirectory_SaysSo) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "no" / "vx.db").string();
+  EXPECT_EQ(Attempt(path, false, "SELECT 1"),
+            "The database \"" + path + "\" cannot be locked for writing: \"" + path +
+                ".lock\": No such file or directory; its directory must exist and be writable for "
+                "this user.");
+  EXPECT_EQ(Attempt(path, true, "SELECT 1"),
+            "The database \"" + path +
+                "\" cannot be opened (No such file or directory); name an existing file.");
+}
+
+TEST(SqliteOpen, Directory_CannotBeOpened) {
+  const vxtest::TempDir dir;
+  EXPECT_THAT(Attempt(dir.Path().string(), false, "SELECT 1"), HasSubstr("cannot be opened"));
+  fs::remove(dir.Path().string() + ".lock");
+}
+
+TEST(SqliteOpen, EmptyPath_IsRefused) {
+  EXPECT_EQ(Attempt("", false, "SELECT 1"), "The database has no path; name a file.");
+}
+
+// A database in a directory that an ordinary user may enter but not write.
+class SqlitePermissions : public testing::Test {
+ protected:
+  SqlitePermissions() {
+    fs::permissions(dir_.Path(), fs::perms(0755));
+    CSqliteDatabase(path_).query("CREATE TABLE t(a)");
+    CSqliteDatabase(path_).query("INSERT INTO t VALUES(7)");
+  }
+  void Forbid(const fs::path& path, int mode) { fs::permissions(path, fs::perms(mode)); }
+  // Whoever runs the tests must be able to remove the files again.
+  ~SqlitePermissions() override { Forbid(dir_.Path(), 0755); }
+
+  vxtest::TempDir dir_;
+  std::string path_ = (dir_ / "vx.db").string();
+};
+
+TEST_F(SqlitePermissions, WriteIntoAReadOnlyDirectory_SaysSo) {
+  Forbid(dir_.Path(), 0555);
+  Forbid(path_ + ".lock", 0444);
+  EXPECT_EQ(AsOrdinaryUser([&] { return Attempt(path_, false, "SELECT 1"); }),
+            "The database \"" + path_ + "\" cannot be locked for writing: \"" + path_ +
+                ".lock\": Permission denied; its directory must exist and be writable for this "
+                "user.");
+}
+
+TEST_F(SqlitePermissions, WriteAReadOnlyFile_SaysSo) {
+  Forbid(path_, 0444);
+  Forbid(path_ + ".lock", 0666);
+  Forbid(dir_.Path(), 0777);
+  EXPECT_EQ(
+      AsOrdinaryUser([&] { return Attempt(path_, false, "SELECT 1"); }),
+      "The database \"" + path_ +
+          "\" is read-only (no permission to write); make the file and its directory writable "
+          "for this user.");
+}
+
+TEST_F(SqlitePermissions, ReadWhereNothingMayBeWritten_Works) {
+  Forbid(path_, 0444);
+  Forbid(dir_.Path(), 0555);
+  EXPECT_EQ(AsOrdinaryUser([&] { return Attempt(path_, true, "SELECT a FROM t"); }), "7");
+}
+
+// The path goes through a "file:" text on that way.
+TEST_F(SqlitePermissions, ReadWhereNothingMayBeWritten_OddNames_Works) {
+  const fs::path odd = dir_ / "a?b#c%41.db";
+  fs::rename(path_, odd);
+  Forbid(odd, 0444);
+  Forbid(dir_.Path(), 0555);
+  EXPECT_EQ(AsOrdinaryUser([&] { return Attempt(odd.string(), true, "SELECT a FROM t"); }), "7");
+}
+
+TEST_F(SqlitePermissions, ReadAFileThatMayNotBeRead_SaysSo) {
+  Forbid(path_, 0000);
+  EXPECT_THAT(AsOrdinaryUser([&] { return Attempt(path_, true, "SELECT a FROM t"); }),
+              HasSubstr("cannot be opened (unable to open database file"));
+}
+
+}  // namespace
