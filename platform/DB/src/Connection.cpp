@@ -39,6 +39,21 @@ std::string Cell(sqlite3_stmt* row, int column) {
   return {static_cast<const char*>(bytes), static_cast<std::size_t>(size)};
 }
 
+// The errno behind a failure. SQLite keeps it with the connection when a statement fails, but with
+// the log file when the commit behind a statement does.
+int SystemError(sqlite3* database) {
+  const int kept = sqlite3_system_errno(database);
+  if (kept != 0) return kept;
+  sqlite3_file* log = nullptr;
+  int last = 0;
+  if (sqlite3_file_control(database, "main", SQLITE_FCNTL_JOURNAL_POINTER, &log) != SQLITE_OK ||
+      log == nullptr || log->pMethods == nullptr) {
+    return 0;
+  }
+  log->pMethods->xFileControl(log, SQLITE_FCNTL_LAST_ERRNO, &last);
+  return last;
+}
+
 // "file:" text of a path that nobody changes while it is open.
 std::string UnchangingUri(const std::string& path) {
   constexpr const char* HEX = "0123456789ABCDEF";
@@ -107,9 +122,8 @@ void CConnection::PrepareForWriting() {
 void CConnection::Fail() const {
   const int code = sqlite3_extended_errcode(m_Handle.get());
   const int primary = code & 0xFF;
-  const int systemError = primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN
-                              ? sqlite3_system_errno(m_Handle.get())
-                              : 0;
+  const int systemError =
+      primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN ? SystemError(m_Handle.get()) : 0;
   const DatabaseException failure =
       Failure(m_Path, code, systemError, sqlite3_errmsg(m_Handle.get()));
   if (primary == SQLITE_BUSY && code != SQLITE_BUSY_SNAPSHOT) throw CBusy{failure.what()};
