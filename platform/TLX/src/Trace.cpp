@@ -2,11 +2,8 @@
 
 #include <charconv>
 #include <cstring>
-#include <exception>
 #include <mutex>
 #include <utility>
-
-#include <cxxabi.h>
 
 #include <TLX/Internals/TraceSink.h>
 #include <TLX/Internals/TraceStreamBuffer.h>
@@ -32,11 +29,9 @@ thread_local bool t_InSink = false;
 
 void Write(ITraceSink& sink, const CTraceLine& line) {
   t_InSink = true;
+  // Cancellation is held back here, so a handler for everything swallows none.
   try {
     sink.Write(line);
-  } catch (abi::__forced_unwind&) {
-    t_InSink = false;
-    throw;
   } catch (...) {  // NOLINT(bugprone-empty-catch): the line is lost, as the sink's contract says
   }
   t_InSink = false;

@@ -22,16 +22,21 @@ struct CTraceLine {
 class VX_EXPORT ITraceSink {
  public:
   virtual ~ITraceSink();
-  // Called for one line at a time. Whatever it throws is swallowed: the line is lost. [any thread]
+  // Called for one line at a time, with times that never fall. Whatever it throws is swallowed: the
+  // line is lost. What it traces itself is dropped; no cancellation strikes inside. It must not set
+  // another sink. [any thread]
   virtual void Write(const CTraceLine& line) = 0;
 };
 
-// Replaces the sink of the process; none until set, and lines are then dropped. [any thread]
+// Replaces the sink of the process; none until set or when null, and lines are then dropped. When
+// it returns the old sink is out of use. [any thread]
 VX_EXPORT void SetTraceSink(std::shared_ptr<ITraceSink> sink);
 
-// Writes lines to a file descriptor: time, level, file, function, line number and message,
-// separated by tabs; control characters in the message as \xNN. Appends; never throws on a full
-// disk.
+// A sink that appends lines to a file, made if it is not there: time (UTC, such as
+// 2026-03-01T12:34:56.789Z), level as a decimal number, file, function, line number and message,
+// separated by tabs; control characters in the message as \xNN. Each line is written at once. On a
+// full disk lines are lost and nothing else happens. Returns null, and says in error what is wrong
+// with which file, when the file cannot be opened; error is untouched otherwise.
 VX_EXPORT std::shared_ptr<ITraceSink> MakeFileTraceSink(const std::string& path,
                                                         std::string& error);
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include <TLX/Export.h>
@@ -19,6 +20,7 @@ class VX_EXPORT CTraceStreamBuffer {
   CTraceStreamBuffer(const CTraceStreamBuffer&) = delete;
   CTraceStreamBuffer& operator=(const CTraceStreamBuffer&) = delete;
 
+  // Adds so many bytes to the line. The text need not stay valid.
   void Append(const char* text, std::size_t length) { m_Text.append(text, length); }
 
  private:

@@ -61,7 +61,8 @@ class VX_EXPORT CModuleInfo {
   static void SetPluginTraceMask(unsigned int mask);
   static void SetPlatformTraceMask(unsigned int mask);
 
-  // Calls the function with every record that is registered. [any thread]
+  // Calls the function with every record that is registered, in the order of their making. No
+  // record may be made or destroyed, and no ForEach called, from inside. [any thread]
   static void ForEach(const std::function<void(CModuleInfo&)>& visit);
 
  private:

@@ -9,7 +9,9 @@ namespace TLX::Output_Streams {
 
 // Fills the places of a format text from left to right. "%d": signed decimal of the width of the
 // argument (an unsigned int of all ones shows as -1); "%x": unsigned hexadecimal without padding;
-// "%s": text. "%%" is a percent sign. A place without an argument shows nothing, an argument
+// "%s": text. "%%" is a percent sign, and so is one before any other letter. A place takes what it
+// is given: a number at "%s" shows as at "%d", a text at "%d" or "%x" as it is. A place without an
+// argument shows nothing, an argument
 // without a place is dropped. What follows the last filled place is written when the stream closes.
 class VX_EXPORT CFormatStream {
  public:

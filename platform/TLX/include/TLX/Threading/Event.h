@@ -10,7 +10,9 @@ namespace TLX::Threading {
 class CWaiter;
 
 // A flag that threads wait for. Auto-reset: the one wait that reports it clears it. Manual-reset:
-// it stays set until Reset. Unusable until Init has been called.
+// it stays set until Reset. It is a flag, not a counter: setting it twice is setting it once, and
+// a Reset that follows a Set at once may hide it from those who wait. Unusable until Init has been
+// called.
 class VX_EXPORT CEvent {
  public:
   CEvent();
@@ -26,14 +28,16 @@ class VX_EXPORT CEvent {
   void Set();
   void Reset();
 
-  // As CWaiter::Wait with this event alone. [any thread]
+  // As CWaiter::Wait with this event alone: WAIT_ACQUIRED (1), WAIT_TIMED_OUT or WAIT_FAILED. [any
+  // thread]
   unsigned int Wait(unsigned int milliseconds);
 
+  // [any thread]
   bool IsInitialised() const;
 
  private:
   friend class CWaiter;
-  struct Impl;
+  struct VX_HIDDEN Impl;
   std::unique_ptr<Impl> m_Impl;
 };
 

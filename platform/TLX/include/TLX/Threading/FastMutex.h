@@ -23,15 +23,18 @@ class VX_CAPABILITY("mutex") VX_EXPORT CFastMutex {
 
   // Waits up to the given milliseconds (scaled by the clock's time scale; WAIT_INFINITE: for ever).
   // Returns WAIT_ACQUIRED, WAIT_TIMED_OUT, or WAIT_FAILED when never initialised. Delivers a
-  // pending cancellation of the calling thread while it waits, never when the mutex is free. [any
-  // thread]
+  // pending cancellation of the calling thread while it waits, never when the mutex is free.
+  // Nobody starves: a thread that was woken but came too late is given the mutex by the next
+  // release. clang's analysis of locking follows the result only where it is compared with the
+  // literal 1, "Wait(..) == 1" or "!= 1", directly or through a local variable; a comparison with
+  // WAIT_ACQUIRED counts as not locked. [any thread]
   unsigned int Wait(unsigned int milliseconds) VX_TRY_ACQUIRE(true);
 
   // Gives up one Wait. Does nothing unless the calling thread owns the mutex. [any thread]
   void Release() VX_RELEASE();
 
  private:
-  struct Impl;
+  struct VX_HIDDEN Impl;
   std::unique_ptr<Impl> m_Impl;
 };
 

@@ -12,7 +12,7 @@ namespace Native_OS {
 // The operating system's side of a thread.
 class VX_EXPORT CNativeThread {
  public:
-  struct Impl;
+  struct VX_HIDDEN Impl;
   explicit CNativeThread(std::shared_ptr<Impl> impl);
   ~CNativeThread();
 
@@ -20,7 +20,9 @@ class VX_EXPORT CNativeThread {
   bool HasHandle() const noexcept;
 
   // Asks the thread to end: sets the flag, wakes the sleep, wait or tool run it is in, and waits
-  // for the end, 5 s of real time at most. Returns whether it has ended. [any other thread]
+  // for the end, 5 s of real time at most. Returns whether it has ended; true when none was
+  // started. Repeatable. From the thread itself it only sets the flag and returns false. [any
+  // thread]
   bool Cancel();
 
  private:
@@ -29,12 +31,16 @@ class VX_EXPORT CNativeThread {
 }  // namespace Native_OS
 
 // One thread. Starts in the constructor. What its body still holds of CFastMutex when it ends, by
-// return or by cancellation, is released for it.
+// return, exception or cancellation, is released for it. An exception that leaves the body ends the
+// thread and nothing else: it is reported in one line on standard error and in the library's trace,
+// and waits for the thread see an ordinary end.
 class VX_EXPORT CThread {
  public:
   using CBody = Delegates_and_Calls::CDelegate<void()>;
 
-  // creationFlags: 0, start at once. A thread that the system refuses has no native handle.
+  // creationFlags: 0, start at once. A thread that the system refuses has no native handle, and so
+  // has one with a body that is not bound. The target of the body must live until the thread has
+  // ended; the CThread itself need not. Signal mask and scheduling are the creating thread's.
   CThread(const CBody& body, unsigned int creationFlags);
 
   // Joins a thread that has ended, detaches one that runs.
@@ -42,8 +48,9 @@ class VX_EXPORT CThread {
   CThread(const CThread&) = delete;
   CThread& operator=(const CThread&) = delete;
 
-  // WAIT_ACQUIRED once the body has ended, WAIT_TIMED_OUT while it runs. Repeatable. Milliseconds
-  // are scaled by the clock's time scale. [any thread]
+  // WAIT_ACQUIRED once the body has ended, WAIT_TIMED_OUT while it runs, WAIT_FAILED when no thread
+  // was started. Repeatable. Milliseconds are scaled by the clock's time scale. Delivers a pending
+  // cancellation of the calling thread. [any thread]
   unsigned int Wait(unsigned int milliseconds);
 
   Native_OS::CNativeThread& Native() noexcept;

@@ -20,18 +20,18 @@ class VX_EXPORT CWaiter {
   // that one if it is auto-reset. waitForAll true: returns 1 once all are set, and clears the
   // auto-reset ones together. WAIT_TIMED_OUT when the time runs out, WAIT_FAILED when there is no
   // event or one of them was never initialised. Delivers a pending cancellation of the calling
-  // thread. [any thread]
+  // thread, and then clears nothing. [any thread, one at a time]
   unsigned int Wait(unsigned int milliseconds, bool waitForAll);
 
  private:
   friend class CEvent;
-  class CRegistration;
-  static unsigned int WaitFor(std::span<CEvent* const> events, unsigned int milliseconds,
-                              bool waitForAll);
-  static unsigned int WaitOnce(std::span<CEvent* const> events, std::chrono::microseconds deadline,
-                               bool waitForAll);
-  static unsigned int TakeFirst(std::span<CEvent* const> events);
-  static unsigned int TakeAll(std::span<CEvent* const> events);
+  class VX_HIDDEN CRegistration;
+  VX_HIDDEN static unsigned int WaitFor(std::span<CEvent* const> events, unsigned int milliseconds,
+                                        bool waitForAll);
+  VX_HIDDEN static unsigned int WaitOnce(std::span<CEvent* const> events,
+                                         std::chrono::microseconds deadline, bool waitForAll);
+  VX_HIDDEN static unsigned int TakeFirst(std::span<CEvent* const> events);
+  VX_HIDDEN static unsigned int TakeAll(std::span<CEvent* const> events);
 
   std::vector<CEvent*> m_Events;
 };

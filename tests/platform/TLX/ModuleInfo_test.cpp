@@ -1,0 +1,92 @@
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <TLX/Misc/ModuleInfo.h>
+
+namespace {
+
+using namespace TLX::Misc;
+using TLX::Language_Support::CLanguageSupport;
+
+std::vector<std::string> Registered() {
+  std::vector<std::string> names;
+  CModuleInfo::ForEach([&](CModuleInfo& module) { names.push_back(module.Name()); });
+  return names;
+}
+
+bool IsRegistered(const std::string& name) {
+  return std::ranges::count(Registered(), name) == 1;
+}
+
+class ModuleInfo : public testing::Test {
+ protected:
+  ~ModuleInfo() override {
+    CModuleInfo::SetPluginTraceMask(0);
+    CModuleInfo::SetPlatformTraceMask(0);
+  }
+};
+
+TEST_F(ModuleInfo, KeepsItsIdentity) {
+  const CLanguageSupport::CLngFile messages("m.nls", 1, "utf-8", 1, {}, 0);
+  const CLanguageSupport::ERROR_MSG_LIST errors;
+  const CModuleInfo module(MODULE_piTorvex, "mine", "P:1 F:1", &messages, &errors);
+  EXPECT_EQ(module.Id(), 309U);
+  EXPECT_EQ(module.Name(), "mine");
+  EXPECT_EQ(module.Version(), "P:1 F:1");
+  EXPECT_EQ(module.Messages(), &messages);
+  EXPECT_EQ(module.Errors(), &errors);
+  EXPECT_EQ(module.TraceMask(), 0U);
+  EXPECT_FALSE(module.IsPlatform());
+}
+
+TEST_F(ModuleInfo, RegistersItselfForItsLife) {
+  {
+    const CModuleInfo module(MODULE_piTorvex, "passing", "1", nullptr, nullptr);
+    EXPECT_TRUE(IsRegistered("passing"));
+  }
+  EXPECT_FALSE(IsRegistered("passing"));
+}
+
+TEST_F(ModuleInfo, TheLibraryItselfIsRegisteredAndSilent) {
+  CModuleInfo::ForEach([](CModuleInfo& module) {
+    if (module.Name() != "TLX") return;
+    EXPECT_EQ(module.Id(), MODULE_TLX);
+    EXPECT_EQ(module.TraceMask(), 0U);
+  });
+  EXPECT_TRUE(IsRegistered("TLX"));
+}
+
+TEST_F(ModuleInfo, SetMasks_ReachTheirKindOnly) {
+  CModuleInfo plugin(MODULE_piTorvex, "plugin", "1", nullptr, nullptr);
+  CModuleInfo platform(MODULE_PI, "platform", "1", nullptr, nullptr);
+  EXPECT_TRUE(platform.IsPlatform());
+  CModuleInfo::SetPluginTraceMask(30);
+  EXPECT_EQ(plugin.TraceMask(), 30U);
+  EXPECT_EQ(platform.TraceMask(), 0U);
+  CModuleInfo::SetPlatformTraceMask(8);
+  EXPECT_EQ(plugin.TraceMask(), 30U);
+  EXPECT_EQ(platform.TraceMask(), 8U);
+}
+
+TEST_F(ModuleInfo, RegisteredLater_TakesTheMaskOfItsKind) {
+  CModuleInfo::SetPluginTraceMask(16);
+  CModuleInfo::SetPlatformTraceMask(2);
+  const CModuleInfo plugin(MODULE_FIRST_PLUGIN, "first", "1", nullptr, nullptr);
+  const CModuleInfo host(MODULE_HOST, "host", "1", nullptr, nullptr);
+  EXPECT_EQ(plugin.TraceMask(), 16U);
+  EXPECT_EQ(host.TraceMask(), 2U);
+}
+
+TEST_F(ModuleInfo, SetTraceMask_IsOfTheOneRecord) {
+  CModuleInfo one(MODULE_piTorvex, "one", "1", nullptr, nullptr);
+  const CModuleInfo two(MODULE_piTorvex, "two", "1", nullptr, nullptr);
+  one.SetTraceMask(4);
+  EXPECT_EQ(one.TraceMask(), 4U);
+  EXPECT_EQ(two.TraceMask(), 0U);
+}
+
+}  // namespace

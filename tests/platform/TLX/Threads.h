@@ -1,0 +1,100 @@
+#pragma once
+
+#include <atomic>
+#include <fstream>
+#include <functional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <TLX/Delegates_and_Calls/Delegate.h>
+#include <TLX/Misc/Clock.h>
+#include <TLX/Threading/Thread.h>
+
+namespace tlxtest {
+
+inline constexpr unsigned long HOUR = 3'600'000;
+
+// A callable as the body of a CThread. Knows the system's number of the thread that runs it.
+class Body : public TLX::Delegates_and_Calls::CDelegateTarget {
+ public:
+  explicit Body(std::function<void()> run) : run_(std::move(run)) {}
+
+  TLX::Threading::CThread::CBody Delegate() { return {this, &Body::Run}; }
+
+  // Waits until the thread runs and the system shows it asleep. The thread may be on its way to
+  // where it is meant to sleep, so tests must hold in either case.
+  void WaitUntilAsleep() const {
+    while (thread_ == 0 || State(thread_) != 'S') std::this_thread::yield();
+  }
+
+ private:
+  void Run() {
+    thread_ = static_cast<int>(syscall(SYS_gettid));
+    run_();
+  }
+
+  static char State(int thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string text;
+    std::getline(file, text);
+    const std::size_t place = text.rfind(") ");
+    return place == std::string::npos ? 'S' : text[place + 2];
+  }
+
+  const std::function<void()> run_;
+  std::atomic<int> thread_ = 0;
+};
+
+// A CThread that runs a callable, waited for at the end.
+class Running {
+ public:
+  explicit Running(std::function<void()> run)
+      : body_(std::move(run)), thread_(body_.Delegate(), 0) {}
+  ~Running() { Join(); }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+  void WaitUntilAsleep() const { body_.WaitUntilAsleep(); }
+  unsigned int Join() { return thread_.Wait(TLX::Threading::WAIT_INFINITE); }
+  bool Cancel() { return thread_.Native().Cancel(); }
+  TLX::Threading::CThread& Thread() { return thread_; }
+
+ private:
+  Body body_;
+  TLX::Threading::CThread thread_;
+};
+
+// What the callable returns when another thread runs it.
+template <class Callable>
+auto OnOtherThread(Callable callable) {
+  decltype(callable()) result{};
+  std::thread([&] { result = callable(); }).join();
+  return result;
+}
+
+// Sets the time scale for a scope.
+class TimeScale {
+ public:
+  explicit TimeScale(double scale) { TLX::Misc::CClock::SetTimeScale(scale); }
+  ~TimeScale() { TLX::Misc::CClock::SetTimeScale(1); }
+  TimeScale(const TimeScale&) = delete;
+  TimeScale& operator=(const TimeScale&) = delete;
+};
+
+// Says that a scope was left, by whatever way.
+class OnLeave {
+ public:
+  explicit OnLeave(std::function<void()> call) : call_(std::move(call)) {}
+  ~OnLeave() { call_(); }
+  OnLeave(const OnLeave&) = delete;
+  OnLeave& operator=(const OnLeave&) = delete;
+
+ private:
+  const std::function<void()> call_;
+};
+
+}  // namespace tlxtest
