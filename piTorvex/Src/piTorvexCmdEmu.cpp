@@ -12,7 +12,6 @@
 #include <boost/algorithm/string/predicate.hpp>
 #include <boost/convert.hpp>
 #include <boost/convert/stream.hpp>
-#include <boost/format.hpp>
 #include <boost/optional.hpp>
 #include <rapidjson/document.h>
 
@@ -39,10 +38,14 @@ constexpr const char* SET_ARGUMENTS = "delete -f -torvex %d";
 
 struct CSettingForm {
   int m_Kind;
-  const char* m_Form;  // name, value
+  const char* m_Form;  // of the name, and of the value where there is one
+  bool m_HasValue;
 };
 constexpr auto SETTING_FORMS = std::to_array<CSettingForm>({
-    {1, "%s=%dGB"}, {2, "%s=X%d"}, {3, "%s=%d"}, {4, "%s=native"},  // the value is not used
+    {1, "%s=%dGB", true},
+    {2, "%s=X%d", true},
+    {3, "%s=%d", true},
+    {4, "%s=native", false},
 });
 
 constexpr const char* NO_DEVICE = "No device selected";
@@ -63,18 +66,14 @@ constexpr auto LOG_PAGES = std::to_array<CLogPage>({
     {203, "show -all -o json -torvex %d", ReadCapacityLog},
 });
 
-// Fills the places of a form in the classic locale: a host whose locale groups digits must not get
-// "1,000" into a command line. Values without a place are dropped.
-template <class... Values>
-std::string Fill(const char* form, const Values&... values) {
-  boost::format format(form, std::locale::classic());
-  format.exceptions(boost::io::all_error_bits ^ boost::io::too_many_args_bit);
-  (void)(format % ... % values);
-  return format.str();
-}
-
 bool Contains(const std::string& text, const char* part) {
   return text.find(part) != std::string::npos;
+}
+
+std::string SettingText(const std::string& name, int kind, int value) {
+  const auto row = std::ranges::find(SETTING_FORMS, kind, &CSettingForm::m_Kind);
+  if (row == SETTING_FORMS.end()) return "";
+  return row->m_HasValue ? FormatText(row->m_Form, name, value) : FormatText(row->m_Form, name);
 }
 
 bool ReportsSuccess(const std::string& line) {
@@ -144,16 +143,12 @@ struct CKey {
 };
 
 void TraceTaken(const char* function, const char* name, const std::string& value) {
-  if ((TLX_MODULE_INFO_piTorvex.TraceMask() & TLX::Misc::TRACE_STEPS) == 0) return;
-  WriteTrace(TLX::Misc::TRACE_STEPS, TRACE_FILE, function, __LINE__, "Name: %s, Value: (%s)", name,
-             value);
+  TORVEX_TRACE_IN(function, TLX::Misc::TRACE_STEPS, "Name: %s, Value: (%s)", name, value);
 }
 
 template <class Number>
 void TraceTaken(const char* function, const char* name, Number value) {
-  if ((TLX_MODULE_INFO_piTorvex.TraceMask() & TLX::Misc::TRACE_STEPS) == 0) return;
-  WriteTrace(TLX::Misc::TRACE_STEPS, TRACE_FILE, function, __LINE__, "Name: %s, Value: (%d)", name,
-             value);
+  TORVEX_TRACE_IN(function, TLX::Misc::TRACE_STEPS, "Name: %s, Value: (%d)", name, value);
 }
 
 void TraceTaken(const char* function, const char* name, bool value) {
@@ -465,7 +460,7 @@ unsigned int IPLUGINAPI_IMPL::GetLogPage(int index, int logId, rapidjson::Docume
   const auto page = std::ranges::find(LOG_PAGES, logId, &CLogPage::m_Id);
   if (page == LOG_PAGES.end()) return ERR_UNKNOWN_LOG_PAGE;
   document.SetNull();
-  const std::string arguments = Fill(page->m_Arguments, index);
+  const std::string arguments = FormatText(page->m_Arguments, index);
   TORVEX_TRACE(TLX::Misc::TRACE_STEPS, "TLXX::CSystem::ExecuteCommand start: %s %s",
                m_CommandPrefix, arguments);
   std::string output;
@@ -512,10 +507,8 @@ bool RunLines(const char* function, const std::string& prefix, const std::string
               std::vector<std::string>& lines) {
   const int result = TLXX::CSystem::ExecuteCommand(prefix, arguments, lines);
   if (result == COMMAND_RAN) return true;
-  if ((TLX_MODULE_INFO_piTorvex.TraceMask() & TLX::Misc::TRACE_STEPS) != 0) {
-    WriteTrace(TLX::Misc::TRACE_STEPS, TRACE_FILE, function, __LINE__,
-               "TLXX::CSystem::ExecuteCommand returned with %d", result);
-  }
+  TORVEX_TRACE_IN(function, TLX::Misc::TRACE_STEPS,
+                  "TLXX::CSystem::ExecuteCommand returned with %d", result);
   return false;
 }
 
@@ -527,7 +520,7 @@ unsigned int ResultOf(const std::vector<std::string>& lines) {
 
 unsigned int IPLUGINAPI_IMPL::CmdEmu_format(int index) {
   std::vector<std::string> lines;
-  if (!RunLines(__func__, m_CommandPrefix, Fill(FORMAT_ARGUMENTS, index), lines)) {
+  if (!RunLines(__func__, m_CommandPrefix, FormatText(FORMAT_ARGUMENTS, index), lines)) {
     return ERR_TOOL_COMMAND_FAILED;
   }
   const unsigned int result = ResultOf(lines);
@@ -537,7 +530,7 @@ unsigned int IPLUGINAPI_IMPL::CmdEmu_format(int index) {
 
 unsigned int IPLUGINAPI_IMPL::CmdEmu_delete(int index) {
   std::vector<std::string> lines;
-  if (!RunLines(__func__, m_CommandPrefix, Fill(DELETE_ARGUMENTS, index), lines)) {
+  if (!RunLines(__func__, m_CommandPrefix, FormatText(DELETE_ARGUMENTS, index), lines)) {
     return ERR_TOOL_COMMAND_FAILED;
   }
   const unsigned int result = ResultOf(lines);
@@ -546,10 +539,7 @@ unsigned int IPLUGINAPI_IMPL::CmdEmu_delete(int index) {
 }
 
 unsigned int IPLUGINAPI_IMPL::CmdEmu_set(int index, std::string name, int kind, int value) {
-  std::string arguments = Fill(SET_ARGUMENTS, index);
-  const auto form = std::ranges::find(SETTING_FORMS, kind, &CSettingForm::m_Kind);
-  if (form != SETTING_FORMS.end()) arguments += Fill(form->m_Form, name, value);
-
+  const std::string arguments = FormatText(SET_ARGUMENTS, index) + SettingText(name, kind, value);
   std::vector<std::string> lines;
   if (!RunLines(__func__, m_CommandPrefix, arguments, lines)) return ERR_TOOL_COMMAND_FAILED;
   // Only the first line is looked at for the error, and the first success counts.

@@ -1,0 +1,498 @@
+// An adapter's defaults, equality, status events, properties and operations.
+#include "CmdEmu_fixtures.h"
+#include "PhysicalDrive_fixtures.h"
+
+#include <functional>
+#include <locale>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <TLX/Misc/Clock.h>
+
+using namespace NAMESPACE_piTorvex;
+
+namespace {
+
+using Ids = std::vector<unsigned int>;
+
+CTorvexAdapter HealthyAdapter() {
+  CTorvexAdapter adapter;
+  adapter.m_ID = 0x0135000000000001;
+  adapter.m_Type = 19038;
+  adapter.AdapterNumber = 3;
+  adapter.GlobalAdapterNumber = 5;
+  adapter.SerialNumber = "SN1";
+  adapter.Vendor = "INTEL";
+  adapter.ModelNumber = "INTEL SSDPE2KX010T7";
+  adapter.Name = "Intel PCIe Device Adapter (SN1)";
+  adapter.Location = "PCI:Bus=1&Device=2&Function=3";
+  adapter.DriverName = "nvme";
+  adapter.DriverVersion = "1.0";
+  adapter.Firmware = "QDV1";
+  adapter.Bootloader = "8B1B";
+  adapter.DevicePath = "/dev/nvme0n1";
+  adapter.PciSegment = 65537;
+  adapter.PciBus = 1;
+  adapter.PciDevice = 2;
+  adapter.PciFunction = 3;
+  adapter.PercentageUsed = 4;
+  adapter.StatusWord3 = 6;
+  adapter.Temperature = 35.0F;
+  adapter.DataUnitsRead = 500;
+  adapter.DataUnitsWritten = 1280;
+  adapter.PowerOnHours = 700;
+  adapter.ReserveSpace = 98;
+  adapter.WarningThreshold = 11;
+  adapter.ExtraText = "2035-01-02";
+  return adapter;
+}
+
+std::vector<PI::CEvent> EventsOf(unsigned int before, unsigned int after) {
+  CTorvexAdapter published = HealthyAdapter();
+  CTorvexAdapter newer = HealthyAdapter();
+  published.StatusBits = before;
+  newer.StatusBits = after;
+  std::vector<PI::CEvent> events;
+  published.Update(newer, events);
+  EXPECT_EQ(published.m_ReadCounter, 1U);
+  EXPECT_EQ(published.StatusBits, before);
+  return events;
+}
+
+Ids IdsOf(const std::vector<PI::CEvent>& events) {
+  Ids ids;
+  for (const PI::CEvent& event : events) ids.push_back(event.m_EventID);
+  return ids;
+}
+
+class AdapterTest : public ::testing::Test {
+ protected:
+  std::vector<PI::CProperty> Get(CTorvexAdapter adapter, unsigned long id) {
+    std::vector<PI::CProperty> out(2);  // what was in the list must be gone
+    EXPECT_EQ(plugin.GetAdapterProperties(adapter, out, id), 0U);
+    return out;
+  }
+  bool Has(const CTorvexAdapter& adapter, unsigned long id) { return !Get(adapter, id).empty(); }
+
+  IPLUGINAPI_IMPL plugin;
+};
+
+}  // namespace
+
+// --- Object
+// -----------------------------------------------------------------------------------------
+
+TEST(Adapter, FreshObject_HasTheDefaults) {
+  const CTorvexAdapter adapter;
+  EXPECT_EQ(adapter.AdapterNumber, 0U);
+  EXPECT_EQ(adapter.GlobalAdapterNumber, 0U);
+  for (const std::string* text :
+       {&adapter.SerialNumber, &adapter.Vendor, &adapter.ModelNumber, &adapter.Name,
+        &adapter.Location, &adapter.DriverName, &adapter.DriverVersion, &adapter.Firmware,
+        &adapter.Bootloader, &adapter.DevicePath, &adapter.ModelNumberCopy, &adapter.ExtraText}) {
+    EXPECT_EQ(*text, "");
+  }
+  EXPECT_EQ(adapter.PciSegment + adapter.PciBus + adapter.PciDevice + adapter.PciFunction, 0U);
+  EXPECT_EQ(adapter.StatusBits, 0U);
+  EXPECT_EQ(adapter.StatusWord2, 100U);
+  EXPECT_EQ(adapter.PercentageUsed, 0U);
+  EXPECT_EQ(adapter.StatusWord3, 0U);
+  EXPECT_EQ(adapter.StatusWord4, 0U);
+  EXPECT_EQ(adapter.Temperature, -1.0F);
+  EXPECT_EQ(adapter.HealthState, 40024U);
+  EXPECT_TRUE(adapter.HealthReasons.empty());
+  EXPECT_FALSE(adapter.Flag);
+  EXPECT_EQ(adapter.LifeState, 40252U);
+  EXPECT_EQ(adapter.DataUnitsRead, ~0UL);
+  EXPECT_EQ(adapter.DataUnitsWritten, ~0UL);
+  EXPECT_EQ(adapter.PowerOnHours, ~0UL);
+  EXPECT_EQ(adapter.ReserveSpace, 100U);
+  EXPECT_EQ(adapter.EnduranceRating, ~0UL);
+  EXPECT_EQ(adapter.SelectedLevel, 40473U);
+  EXPECT_EQ(adapter.WarningThreshold, 10U);
+}
+
+TEST(Adapter, Equality_SeesAChangeInEachSingleMember) {
+  using Change = std::function<void(CTorvexAdapter&)>;
+  const std::vector<std::pair<const char*, Change>> changes = {
+      {"m_ID", [](auto& a) { ++a.m_ID; }},
+      {"m_Type", [](auto& a) { ++a.m_Type; }},
+      {"m_Unused", [](auto& a) { ++a.m_Unused; }},
+      {"AdapterNumber", [](auto& a) { ++a.AdapterNumber; }},
+      {"GlobalAdapterNumber", [](auto& a) { ++a.GlobalAdapterNumber; }},
+      {"SerialNumber", [](auto& a) { a.SerialNumber += 'x'; }},
+      {"Vendor", [](auto& a) { a.Vendor += 'x'; }},
+      {"ModelNumber", [](auto& a) { a.ModelNumber += 'x'; }},
+      {"Name", [](auto& a) { a.Name += 'x'; }},
+      {"Location", [](auto& a) { a.Location += 'x'; }},
+      {"DriverName", [](auto& a) { a.DriverName += 'x'; }},
+      {"DriverVersion", [](auto& a) { a.DriverVersion += '\0'; }},
+      {"Firmware", [](auto& a) { a.Firmware += 'x'; }},
+      {"Bootloader", [](auto& a) { a.Bootloader += 'x'; }},
+      {"DevicePath", [](auto& a) { a.DevicePath += 'x'; }},
+      {"PciSegment", [](auto& a) { ++a.PciSegment; }},
+      {"PciBus", [](auto& a) { ++a.PciBus; }},
+      {"PciDevice", [](auto& a) { ++a.PciDevice; }},
+      {"PciFunction", [](auto& a) { ++a.PciFunction; }},
+      {"StatusBits", [](auto& a) { ++a.StatusBits; }},
+      {"StatusWord2", [](auto& a) { ++a.StatusWord2; }},
+      {"PercentageUsed", [](auto& a) { ++a.PercentageUsed; }},
+      {"StatusWord3", [](auto& a) { ++a.StatusWord3; }},
+      {"StatusWord4", [](auto& a) { ++a.StatusWord4; }},
+      {"Temperature", [](auto& a) { a.Temperature += 0.125F; }},
+      {"HealthState", [](auto& a) { ++a.HealthState; }},
+      {"HealthReasons", [](auto& a) { a.HealthReasons.push_back(40459); }},
+      {"Flag", [](auto& a) { a.Flag = !a.Flag; }},
+      {"LifeState", [](auto& a) { ++a.LifeState; }},
+      {"DataUnitsRead", [](auto& a) { ++a.DataUnitsRead; }},
+      {"DataUnitsWritten", [](auto& a) { ++a.DataUnitsWritten; }},
+      {"PowerOnHours", [](auto& a) { ++a.PowerOnHours; }},
+      {"ReserveSpace", [](auto& a) { ++a.ReserveSpace; }},
+      {"EnduranceRating", [](auto& a) { ++a.EnduranceRating; }},
+      {"SelectedLevel", [](auto& a) { ++a.SelectedLevel; }},
+      {"WarningThreshold", [](auto& a) { ++a.WarningThreshold; }},
+      {"ModelNumberCopy", [](auto& a) { a.ModelNumberCopy += 'x'; }},
+      {"ExtraText", [](auto& a) { a.ExtraText += 'x'; }},
+  };
+  ASSERT_EQ(changes.size(), 3U + 35U);
+  for (const auto& [name, change] : changes) {
+    const CTorvexAdapter one = HealthyAdapter();
+    CTorvexAdapter other = one;
+    EXPECT_TRUE(one.SameAs(other)) << name;
+    change(other);
+    EXPECT_FALSE(one.SameAs(other)) << name;
+    EXPECT_FALSE(other.SameAs(one)) << name;
+  }
+}
+
+TEST(Adapter, Equality_DoesNotLookAtToolIndexMarksLinksAndCounters) {
+  const CTorvexAdapter one = HealthyAdapter();
+  CTorvexAdapter other = one;
+  other.ToolIndex = 7;
+  other.RowIsStale = true;
+  other.RowIsMissing = true;
+  other.m_ParentIDs = {1};
+  other.m_ChildIDs = {2};
+  other.m_ReadCounter = 3;
+  other.m_LockFlag = true;
+  EXPECT_TRUE(one.SameAs(other));
+}
+
+TEST(Adapter, Copy_IsWholeAndIndependent) {
+  CTorvexAdapter one = HealthyAdapter();
+  one.HealthReasons = {40459};
+  one.m_ReadCounter = 9;
+  one.ToolIndex = 4;
+  CTorvexAdapter copy;
+  copy = one;
+  EXPECT_TRUE(copy.SameAs(one));
+  EXPECT_EQ(copy.m_ReadCounter, 9U);
+  EXPECT_EQ(copy.ToolIndex, 4);
+  copy.HealthReasons.push_back(40460);
+  copy.SerialNumber = "other";
+  EXPECT_EQ(one.HealthReasons.size(), 1U);
+  EXPECT_EQ(one.SerialNumber, "SN1");
+}
+
+// --- Events
+// -----------------------------------------------------------------------------------------
+
+TEST(AdapterUpdate, StatusTable) {
+  const std::vector<std::pair<std::pair<unsigned int, unsigned int>, Ids>> cases = {
+      {{0x10, 0x30}, {10967}},
+      {{0x30, 0}, {10980}},
+      {{0, 0x11}, {10957, 10968}},
+      {{0x01, 0x01}, {}},
+      {{0, 0}, {}},
+      {{0x01, 0}, {10980}},
+      {{0x01, 0x11}, {10957}},
+      {{0, 0x02}, {}},
+      {{0, 0x08}, {}},
+      {{0x02, 0}, {10980}},
+      {{0, 0x240}, {10959, 10962}},
+      {{0x20, 0x240}, {10959, 10962}},
+      {{0x240, 0x280}, {10960}},
+      {{0x280, 0x240}, {10959}},
+      {{0x280, 0x20}, {10967}},
+      {{0x04, 0x01}, {10968}},
+      {{0, 0xFFFFFFFF}, {10957, 11088, 10959, 10960, 10967, 10962, 10968}},
+      {{0xFFFFFFFF, 0}, {10980}},
+  };
+  for (const auto& [words, ids] : cases) {
+    EXPECT_EQ(IdsOf(EventsOf(words.first, words.second)), ids)
+        << std::hex << words.first << " -> " << words.second;
+  }
+}
+
+// Every way from one set of the seven event bits to another, against the rule told the other way
+// round: from the events to the words that call for them.
+TEST(AdapterUpdate, EveryTransitionOfTheEventBits_RaisesWhatTheTableSays) {
+  struct Rule {
+    unsigned int id;
+    unsigned int severity;
+    unsigned int bit;  // 0: all clear again
+  };
+  const std::vector<Rule> rules = {{10957, 4, 0x10}, {11088, 3, 0x04}, {10959, 4, 0x40},
+                                   {10960, 4, 0x80}, {10967, 3, 0x20}, {10962, 3, 0x200},
+                                   {10968, 4, 0x01}, {10980, 2, 0}};
+  const std::vector<unsigned int> bits = {0x01, 0x04, 0x10, 0x20, 0x40, 0x80, 0x200};
+  const auto word = [&](unsigned int set) {
+    unsigned int result = 0;
+    for (unsigned int i = 0; i < bits.size(); ++i) {
+      if ((set & (1U << i)) != 0) result += bits[i];
+    }
+    return result;
+  };
+  for (unsigned int before = 0; before < 128; ++before) {
+    for (unsigned int after = 0; after < 128; ++after) {
+      const unsigned int from = word(before);
+      const unsigned int to = word(after);
+      std::vector<std::pair<unsigned int, unsigned int>> expected;
+      for (const Rule& rule : rules) {
+        const bool called =
+            rule.bit == 0 ? from != 0 && to == 0
+                          : from % (2 * rule.bit) < rule.bit && to % (2 * rule.bit) >= rule.bit;
+        if (called) expected.emplace_back(rule.id, rule.severity);
+      }
+      std::vector<std::pair<unsigned int, unsigned int>> raised;
+      for (const PI::CEvent& event : EventsOf(from, to))
+        raised.emplace_back(event.m_EventID, event.m_Severity);
+      ASSERT_EQ(raised, expected) << std::hex << from << " -> " << to;
+    }
+  }
+}
+
+TEST(AdapterUpdate, Event_CarriesThePublishedObjectsIdAndName) {
+  CTorvexAdapter published = HealthyAdapter();
+  CTorvexAdapter newer = HealthyAdapter();
+  newer.m_ID = 99;
+  newer.Name = "new name";
+  newer.StatusBits = 0x04;
+  std::vector<PI::CEvent> events(1);  // is appended to
+  const unsigned long before = TLX::Misc::now();
+  published.Update(newer, events);
+  ASSERT_EQ(events.size(), 2U);
+  EXPECT_EQ(events[1].m_EventID, 11088U);
+  EXPECT_EQ(events[1].m_Severity, 3U);
+  EXPECT_EQ(events[1].m_ObjectID, 0x0135000000000001UL);
+  EXPECT_EQ(events[1].m_Name, "Intel PCIe Device Adapter (SN1)");
+  EXPECT_EQ(events[1].m_PlaceHolder1, "Intel PCIe Device Adapter (SN1)");
+  EXPECT_EQ(events[1].m_PlaceHolder2, "");
+  EXPECT_GE(events[1].m_Time, before);
+  EXPECT_LE(events[1].m_Time, TLX::Misc::now());
+}
+
+TEST(AdapterUpdate, ReadCounterGrowsByOneWhateverWasRaised) {
+  CTorvexAdapter published = HealthyAdapter();
+  const CTorvexAdapter newer = HealthyAdapter();
+  published.m_ReadCounter = 7;
+  std::vector<PI::CEvent> events;
+  published.Update(newer, events);
+  published.Update(newer, events);
+  EXPECT_EQ(published.m_ReadCounter, 9U);
+  EXPECT_TRUE(events.empty());
+}
+
+TEST(AdapterUpdate, TracesTheTwoWordsAtTheDetailLevel) {
+  vxtest::TraceRecorder trace;
+  EventsOf(0x240, 0xFFFFFFFF);
+  ASSERT_EQ(trace.Texts(), std::vector<std::string>{"Update () 240 -> ffffffff"});
+  EXPECT_EQ(trace.Lines()[0].level, 4U);
+  EXPECT_EQ(trace.Lines()[0].file, "piTorvex/Src/piTorvexAdapter");
+  EXPECT_EQ(trace.Lines()[0].function, "Update");
+}
+
+// --- Properties
+// -----------------------------------------------------------------------------------------
+
+namespace {
+
+using vxtest::Render;
+
+enum Kind { TEXT = 2, CHOICE = 3, UNSIGNED = 5, RANGE = 7, MULTI = 8, WITH_UNIT = 9 };
+
+struct Row {
+  unsigned int id;
+  unsigned int label;
+  unsigned int kind;
+  unsigned int unit;
+  std::string value;
+};
+
+const std::vector<Row> ROWS = {
+    {30007, 23081, TEXT, 1, "text Intel PCIe Device Adapter (SN1)"},
+    {30003, 23144, TEXT, 1, "text INTEL"},
+    {30063, 23102, TEXT, 1, "text INTEL SSDPE2KX010T7"},
+    {30158, 1, CHOICE, 1, "choice 40480 of {40488,40480}"},
+    {30120, 23003, UNSIGNED, 1, "unsigned 3"},
+    {30017, 23127, CHOICE, 1, "choice 40024 of {40024,40150,40095}"},
+    {30479, 23134, UNSIGNED, 1, "unsigned 65537"},
+    {30037, 23132, UNSIGNED, 1, "unsigned 1"},
+    {30038, 23133, UNSIGNED, 1, "unsigned 2"},
+    {30039, 23135, UNSIGNED, 1, "unsigned 3"},
+    {30137, 1, TEXT, 1, "text PCI:Bus=1&Device=2&Function=3"},
+    {30022, 23116, TEXT, 1, "text SN1"},
+    {30020, 23051, TEXT, 1, "text QDV1"},
+    {30500, 23016, TEXT, 1, "text 8B1B"},
+    {30247, 23090, TEXT, 1, "text /dev/nvme0n1"},
+    {30266, 23041, TEXT, 1, "text nvme"},
+    {30018, 23042, TEXT, 1, "text 1.0"},
+    {30442, 23024, UNSIGNED, 21000, "float 35000"},
+    {30483, 23045, TEXT, 1, "text 2035-01-02"},
+    {30498, 23101, UNSIGNED, 21005, "unsigned 700"},
+    {30486, 23110, RANGE, 21010, "range 98 in 0..100 by 1"},
+    {30487, 23112, CHOICE, 1, "choice 40473 of {40473}"},
+    {30488, 23113, RANGE, 21010, "range 11 in 1..100 by 1"},
+    {30489, 23017, WITH_UNIT, 1, "unsigned 500"},
+    {30490, 23018, WITH_UNIT, 1, "unsigned 1280"},
+    {30494, 23105, RANGE, 21010, "range 96 in 0..100 by 1"},
+    {30468, 23147, CHOICE, 1, "choice 40252 of {40252,40410,40411}"},
+    {30189, 23143, UNSIGNED, 1, "unsigned 6"},
+    {30165, 23004, MULTI, 1, "multi {} of {40459,40460,40449,40487,40452}"},
+};
+
+void ExpectRow(const PI::CProperty& property, const Row& row) {
+  EXPECT_EQ(property.m_PropertyID, row.id);
+  EXPECT_EQ(property.m_LabelID, row.label) << row.id;
+  EXPECT_EQ(static_cast<unsigned int>(property.m_Kind), row.kind) << row.id;
+  EXPECT_EQ(static_cast<unsigned int>(property.m_Unit), row.unit) << row.id;
+  EXPECT_EQ(property.m_Default, row.label == 1 ? 0 : -1) << row.id;
+  EXPECT_FALSE(property.m_Settable) << row.id;
+  EXPECT_EQ(boost::apply_visitor(Render(), property.m_Value), row.value) << row.id;
+}
+
+}  // namespace
+
+TEST_F(AdapterTest, AllProperties_AreTheTableInItsOrder) {
+  const std::vector<PI::CProperty> properties = Get(HealthyAdapter(), 1);
+  ASSERT_EQ(properties.size(), 29U);
+  ASSERT_EQ(ROWS.size(), 29U);
+  for (std::size_t i = 0; i < ROWS.size(); ++i) ExpectRow(properties[i], ROWS[i]);
+}
+
+TEST_F(AdapterTest, EachSingleId_GivesExactlyItsRow) {
+  for (const Row& row : ROWS) {
+    const std::vector<PI::CProperty> properties = Get(HealthyAdapter(), row.id);
+    ASSERT_EQ(properties.size(), 1U) << row.id;
+    ExpectRow(properties[0], row);
+  }
+  for (const unsigned long id : {0UL, 2UL, 30004UL, 30122UL, 0x100000000UL + 30007UL, ~0UL}) {
+    EXPECT_TRUE(Get(HealthyAdapter(), id).empty()) << id;
+  }
+}
+
+TEST_F(AdapterTest, EmptyTexts_LeaveTheirRowOut) {
+  CTorvexAdapter adapter = HealthyAdapter();
+  adapter.Firmware.clear();
+  adapter.Bootloader.clear();
+  adapter.DriverVersion.clear();
+  EXPECT_FALSE(Has(adapter, 30020));
+  EXPECT_FALSE(Has(adapter, 30500));
+  EXPECT_FALSE(Has(adapter, 30018));
+  EXPECT_EQ(Get(adapter, 1).size(), 26U);
+}
+
+TEST_F(AdapterTest, AdapterThatNoHealthQueryReached_LacksItsRows) {
+  const CTorvexAdapter adapter;
+  for (const unsigned long id : {30442UL, 30498UL, 30489UL, 30490UL, 30494UL}) {
+    EXPECT_FALSE(Has(adapter, id)) << id;
+  }
+  // The three texts that are empty are missing as well; a date that is not known is shown empty.
+  EXPECT_EQ(Get(adapter, 1).size(), 29U - 5U - 3U);
+  EXPECT_TRUE(Has(adapter, 30483));
+}
+
+TEST_F(AdapterTest, Temperature_OnlyExactlyMinusOneIsUnknown) {
+  CTorvexAdapter adapter = HealthyAdapter();
+  for (const float known : {-1.5F, -0.99F, 0.0F, -2.0F}) {
+    adapter.Temperature = known;
+    EXPECT_TRUE(Has(adapter, 30442)) << known;
+  }
+  adapter.Temperature = -1.0F;
+  EXPECT_FALSE(Has(adapter, 30442));
+}
+
+TEST_F(AdapterTest, RemainingLife_NeverFallsBelowZero) {
+  const std::vector<std::pair<unsigned int, int>> cases = {{0, 100}, {1, 99},  {100, 0},
+                                                           {101, 0}, {255, 0}, {~0U, 0}};
+  for (const auto& [used, remaining] : cases) {
+    CTorvexAdapter adapter = HealthyAdapter();
+    adapter.PercentageUsed = used;
+    const std::vector<PI::CProperty> properties = Get(adapter, 30494);
+    ASSERT_EQ(properties.size(), 1U) << used;
+    EXPECT_EQ(boost::get<PI::CRangeData>(properties[0].m_Value).m_Value, remaining) << used;
+  }
+}
+
+TEST_F(AdapterTest, Choices_FollowTheObject) {
+  CTorvexAdapter adapter = HealthyAdapter();
+  adapter.Flag = true;
+  adapter.HealthState = 40095;
+  adapter.LifeState = 40411;
+  adapter.HealthReasons = {40460, 40452};
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(adapter, 30158)[0].m_Value).m_Selected, 40488);
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(adapter, 30017)[0].m_Value).m_Selected, 40095);
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(adapter, 30468)[0].m_Value).m_Selected, 40411);
+  EXPECT_EQ(boost::get<PI::CMultiValueData>(Get(adapter, 30165)[0].m_Value).m_Selected,
+            (std::vector<int>{40460, 40452}));
+  EXPECT_EQ(adapter.HealthReasons, (std::vector<int>{40460, 40452}));
+}
+
+TEST_F(AdapterTest, NoPropertyIsSettable) {
+  CTorvexAdapter adapter = HealthyAdapter();
+  const CTorvexAdapter before = adapter;
+  for (const unsigned int id : {1U, 30007U, 30488U, 30005U, 0U}) {
+    PI::CProperty property(static_cast<PI::_PROPERTY_ID>(id), true);
+    property.SetValue("other");
+    EXPECT_EQ(plugin.SetAdapterProperty(adapter, property), 20004U) << id;
+    EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "other");
+  }
+  EXPECT_TRUE(adapter.SameAs(before));
+}
+
+// --- Operations
+// -----------------------------------------------------------------------------------------
+
+TEST_F(AdapterTest, OffersNoOperation) {
+  CTorvexAdapter adapter;
+  std::vector<PI::COperation> operations(3);
+  vxtest::TraceRecorder trace;
+  EXPECT_EQ(plugin.GetAdapterOperations(adapter, operations), 0U);
+  EXPECT_TRUE(operations.empty());
+  EXPECT_TRUE(trace.Lines().empty());
+}
+
+TEST_F(AdapterTest, AcceptsAndRunsEveryOperationWithoutEffect) {
+  CTorvexAdapter adapter = HealthyAdapter();
+  const CTorvexAdapter before = adapter;
+  plugin.m_Events.resize(1);
+  for (const unsigned int id : {50002U, 50026U, 0U, ~0U}) {
+    PI::COperation operation;
+    operation.SetOperationID(id);
+    EXPECT_EQ(plugin.CheckAdapterOperation(adapter, operation), 0U);
+    EXPECT_EQ(plugin.ExecuteAdapterOperation(adapter, operation), 0U);
+    EXPECT_TRUE(operation.m_Events.empty());
+  }
+  EXPECT_EQ(plugin.m_Events.size(), 1U);
+  EXPECT_TRUE(adapter.SameAs(before));
+}
+
+TEST_F(AdapterTest, OperationsTraceEntryAndExit) {
+  CTorvexAdapter adapter = HealthyAdapter();
+  PI::COperation operation;
+  operation.SetOperationID(50002);
+  vxtest::TraceRecorder trace;
+  plugin.CheckAdapterOperation(adapter, operation);
+  plugin.ExecuteAdapterOperation(adapter, operation);
+  const std::vector<std::string> expected = {
+      "ENTER CheckAdapterOperation operation=50002", "LEAVE CheckAdapterOperation -> 0",
+      "ENTER ExecuteAdapterOperation (50002) (3)", "LEAVE ExecuteAdapterOperation () -> 0"};
+  EXPECT_EQ(trace.Texts(), expected);
+  for (const auto& line : trace.Lines()) {
+    EXPECT_EQ(line.level, 2U);
+    EXPECT_EQ(line.file, "piTorvex/Src/piTorvexAdapter");
+  }
+  EXPECT_EQ(trace.Lines()[0].function, "CheckAdapterOperation");
+  EXPECT_EQ(trace.Lines()[2].function, "ExecuteAdapterOperation");
+}

@@ -1,0 +1,298 @@
+// A drive's defaults, equality, change event, properties and operations.
+#include "CmdEmu_fixtures.h"
+#include "PhysicalDrive_fixtures.h"
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+using namespace NAMESPACE_piTorvex;
+
+namespace {
+
+CTorvexPhysicalDrive HealthyDrive() {
+  CTorvexPhysicalDrive drive;
+  drive.m_ID = 0x0135000000000002;
+  drive.m_Type = 19018;
+  drive.DriveNumber = 1;
+  drive.ParentAdapterNumber = 5;
+  drive.SerialNumber = "SN1";
+  drive.Vendor = "INTEL";
+  drive.ModelNumber = "INTEL SSDPE2KX010T7";
+  drive.Name = "Intel SSD DC P4600, SSDPE2KX010T7";
+  drive.Location = "PCI:Bus=1&Device=2&Function=3&ID=0";
+  drive.SectorSize = 512;
+  drive.UsableSizeMiB = 953868;
+  drive.UsablePercent = 99;
+  drive.PhysicalSizeMiB = 953869;
+  drive.PhysicalSizeMiB2 = 953870;
+  drive.Temperature = 35.0F;
+  return drive;
+}
+
+class PhysicalDriveTest : public ::testing::Test {
+ protected:
+  std::vector<PI::CProperty> Get(CTorvexPhysicalDrive drive, unsigned long id) {
+    std::vector<PI::CProperty> out(2);  // what was in the list must be gone
+    EXPECT_EQ(plugin.GetPhysicalDriveProperties(drive, out, id), 0U);
+    return out;
+  }
+
+  IPLUGINAPI_IMPL plugin;
+};
+
+}  // namespace
+
+// --- Object
+// -----------------------------------------------------------------------------------------
+
+TEST(PhysicalDrive, FreshObject_HasTheDefaults) {
+  const CTorvexPhysicalDrive drive;
+  EXPECT_EQ(drive.DriveNumber + drive.ParentAdapterNumber + drive.SectorSize, 0U);
+  EXPECT_EQ(drive.SerialNumber + drive.Vendor + drive.ModelNumber + drive.Name + drive.Location +
+                drive.DriveText,
+            "");
+  EXPECT_EQ(drive.UsableSizeMiB + drive.PhysicalSizeMiB + drive.PhysicalSizeMiB2, 0U);
+  EXPECT_EQ(drive.UsablePercent, 100U);
+  EXPECT_EQ(drive.Temperature, -1.0F);
+}
+
+TEST(PhysicalDrive, Equality_SeesAChangeInEachSingleMember) {
+  using Change = std::function<void(CTorvexPhysicalDrive&)>;
+  const std::vector<std::pair<const char*, Change>> changes = {
+      {"m_ID", [](auto& d) { ++d.m_ID; }},
+      {"m_Type", [](auto& d) { ++d.m_Type; }},
+      {"m_Unused", [](auto& d) { ++d.m_Unused; }},
+      {"DriveNumber", [](auto& d) { ++d.DriveNumber; }},
+      {"ParentAdapterNumber", [](auto& d) { ++d.ParentAdapterNumber; }},
+      {"SerialNumber", [](auto& d) { d.SerialNumber += 'x'; }},
+      {"Vendor", [](auto& d) { d.Vendor += 'x'; }},
+      {"ModelNumber", [](auto& d) { d.ModelNumber += 'x'; }},
+      {"Name", [](auto& d) { d.Name += 'x'; }},
+      {"Location", [](auto& d) { d.Location += 'x'; }},
+      {"DriveText", [](auto& d) { d.DriveText += 'x'; }},
+      {"HealthState", [](auto& d) { ++d.HealthState; }},
+      {"SectorSize", [](auto& d) { ++d.SectorSize; }},
+      {"UsableSizeMiB", [](auto& d) { ++d.UsableSizeMiB; }},
+      {"UsablePercent", [](auto& d) { ++d.UsablePercent; }},
+      {"PhysicalSizeMiB", [](auto& d) { ++d.PhysicalSizeMiB; }},
+      {"PhysicalSizeMiB2", [](auto& d) { ++d.PhysicalSizeMiB2; }},
+      {"Temperature", [](auto& d) { d.Temperature += 0.125F; }},
+  };
+  ASSERT_EQ(changes.size(), 3U + 15U);
+  for (const auto& [name, change] : changes) {
+    const CTorvexPhysicalDrive one = HealthyDrive();
+    CTorvexPhysicalDrive other = one;
+    EXPECT_TRUE(one.SameAs(other)) << name;
+    change(other);
+    EXPECT_FALSE(one.SameAs(other)) << name;
+    EXPECT_FALSE(other.SameAs(one)) << name;
+  }
+}
+
+TEST(PhysicalDrive, Equality_DoesNotLookAtMarksLinksAndCounters) {
+  const CTorvexPhysicalDrive one = HealthyDrive();
+  CTorvexPhysicalDrive other = one;
+  other.RowIsStale = true;
+  other.RowIsMissing = true;
+  other.m_ReadCounter = 3;
+  other.m_LockFlag = true;
+  EXPECT_TRUE(one.SameAs(other));
+}
+
+// --- Event
+// ------------------------------------------------------------------------------------------
+
+TEST(PhysicalDriveUpdate, StateOrSectorSize_RaisesTheChangeEventOnce) {
+  CTorvexAdapter owner;
+  owner.Name = "owner's new name";
+  using Change = std::function<void(CTorvexPhysicalDrive&)>;
+  const std::vector<Change> changes = {[](auto& d) { d.HealthState = 40095; },
+                                       [](auto& d) { d.SectorSize = 4096; },
+                                       [](auto& d) {
+                                         d.HealthState = 40095;
+                                         d.SectorSize = 4096;
+                                       }};
+  for (const Change& change : changes) {
+    CTorvexPhysicalDrive published = HealthyDrive();
+    CTorvexPhysicalDrive newer = HealthyDrive();
+    newer.Name = "drive's new name";
+    newer.m_ID = 99;
+    change(newer);
+    std::vector<PI::CEvent> events;
+    published.Update(newer, owner, events);
+    ASSERT_EQ(events.size(), 1U);
+    EXPECT_EQ(events[0].m_EventID, 10985U);
+    EXPECT_EQ(events[0].m_Severity, 2U);
+    EXPECT_EQ(events[0].m_ObjectID, 0x0135000000000002UL);
+    EXPECT_EQ(events[0].m_Name, "Intel SSD DC P4600, SSDPE2KX010T7");
+    EXPECT_EQ(events[0].m_PlaceHolder1, "owner's new name");
+    EXPECT_EQ(events[0].m_PlaceHolder2, "Intel SSD DC P4600, SSDPE2KX010T7");
+    EXPECT_EQ(published.m_ReadCounter, 1U);
+    EXPECT_EQ(published.HealthState, 40099U);
+  }
+}
+
+TEST(PhysicalDriveUpdate, OtherDifferences_RaiseNothingButCountARead) {
+  CTorvexPhysicalDrive published = HealthyDrive();
+  CTorvexPhysicalDrive newer = HealthyDrive();
+  newer.Temperature = 84.0F;
+  newer.UsableSizeMiB = 1;
+  newer.PhysicalSizeMiB = 2;
+  newer.UsablePercent = 3;
+  newer.ModelNumber = "other";
+  std::vector<PI::CEvent> events;
+  published.Update(newer, CTorvexAdapter(), events);
+  EXPECT_TRUE(events.empty());
+  EXPECT_EQ(published.m_ReadCounter, 1U);
+  EXPECT_EQ(published.Temperature, 35.0F);
+}
+
+// --- Properties
+// ---------------------------------------------------------------------------------------
+
+namespace {
+
+struct Row {
+  unsigned int id;
+  unsigned int label;
+  unsigned int kind;
+  unsigned int unit;
+  int defaultValue;
+  std::string value;
+};
+
+const std::vector<Row> ROWS = {
+    {30007, 23299, 2, 1, -1, "text SSD of ours"},
+    {30122, 23306, 5, 1, 4, "unsigned 0"},
+    {30125, 23285, 5, 1, -1, "unsigned 0"},
+    {30137, 1, 2, 1, 0, "text PCI:Bus=1&Device=2&Function=3&ID=0"},
+    {30003, 23332, 2, 1, -1, "text INTEL"},
+    {30063, 23309, 2, 1, -1, "text INTEL SSDPE2KX010T7"},
+    {30056, 23330, 3, 1, -1, "choice 40200 of {40200}"},
+    {30059, 23305, 5, 21002, -1, "unsigned 953869"},
+    {30060, 23282, 5, 21002, -1, "unsigned 953870"},
+    {30017, 23325, 3, 1, -1, "choice 40099 of {40099,40095}"},
+    {30461, 23291, 5, 21002, -1, "unsigned 953868"},
+    {30462, 23290, 5, 21010, -1, "unsigned 99"},
+    {30460, 23279, 5, 21025, -1, "unsigned 512"},
+    {30069, 23327, 9, 21000, -1, "float 35000"},
+    {30022, 23327, 2, 1, -1, "text SN1"},
+};
+
+void ExpectRow(const PI::CProperty& property, const Row& row) {
+  EXPECT_EQ(property.m_PropertyID, row.id);
+  EXPECT_EQ(property.m_LabelID, row.label) << row.id;
+  EXPECT_EQ(static_cast<unsigned int>(property.m_Kind), row.kind) << row.id;
+  EXPECT_EQ(static_cast<unsigned int>(property.m_Unit), row.unit) << row.id;
+  EXPECT_EQ(property.m_Default, row.defaultValue) << row.id;
+  EXPECT_FALSE(property.m_Settable) << row.id;
+  EXPECT_EQ(boost::apply_visitor(vxtest::Render(), property.m_Value), row.value) << row.id;
+}
+
+}  // namespace
+
+TEST_F(PhysicalDriveTest, AllProperties_AreTheTableInItsOrder) {
+  CTorvexPhysicalDrive drive = HealthyDrive();
+  drive.Name = "SSD of ours";
+  const std::vector<PI::CProperty> properties = Get(drive, 1);
+  ASSERT_EQ(properties.size(), 15U);
+  ASSERT_EQ(ROWS.size(), 15U);
+  for (std::size_t i = 0; i < ROWS.size(); ++i) {
+    ExpectRow(properties[i], ROWS[i]);
+    const std::vector<PI::CProperty> one = Get(drive, ROWS[i].id);
+    ASSERT_EQ(one.size(), 1U) << ROWS[i].id;
+    ExpectRow(one[0], ROWS[i]);
+  }
+}
+
+TEST_F(PhysicalDriveTest, IdThatDrivesDoNotHave_GivesNothing) {
+  for (const unsigned long id : {0UL, 2UL, 30120UL, 30442UL, 0x100000000UL + 30007UL, ~0UL}) {
+    EXPECT_TRUE(Get(HealthyDrive(), id).empty()) << id;
+  }
+}
+
+TEST_F(PhysicalDriveTest, Temperature_IsShownOnlyForNamesThatBeginWithSSD) {
+  for (const char* name : {"Intel SSD DC P4600", "ssd", "SS", "", " SSD", "Ssd x"}) {
+    CTorvexPhysicalDrive drive = HealthyDrive();
+    drive.Name = name;
+    EXPECT_TRUE(Get(drive, 30069).empty()) << name;
+    EXPECT_EQ(Get(drive, 1).size(), 14U) << name;
+  }
+  for (const char* name : {"SSD", "SSD PCIe3", "SSDs"}) {
+    CTorvexPhysicalDrive drive = HealthyDrive();
+    drive.Name = name;
+    EXPECT_EQ(Get(drive, 1).size(), 15U) << name;
+    drive.Temperature = -1.0F;
+    EXPECT_EQ(Get(drive, 1).size(), 14U) << name;
+    drive.Temperature = -1.5F;
+    EXPECT_EQ(Get(drive, 1).size(), 15U) << name;
+  }
+}
+
+TEST_F(PhysicalDriveTest, State_IsTheDrivesOwn_AndTheInterfaceNeverChanges) {
+  CTorvexPhysicalDrive drive = HealthyDrive();
+  drive.HealthState = 40095;
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(drive, 30017)[0].m_Value).m_Selected, 40095);
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(drive, 30056)[0].m_Value).m_Selected, 40200);
+}
+
+TEST_F(PhysicalDriveTest, NoPropertyIsSettable) {
+  CTorvexPhysicalDrive drive = HealthyDrive();
+  for (const unsigned int id : {1U, 30007U, 30069U, 30005U}) {
+    PI::CProperty property(static_cast<PI::_PROPERTY_ID>(id), true);
+    EXPECT_EQ(plugin.SetPhysicalDriveProperty(drive, property), 20004U) << id;
+  }
+  EXPECT_TRUE(drive.SameAs(HealthyDrive()));
+}
+
+// --- Operations
+// -----------------------------------------------------------------------------------------
+
+TEST_F(PhysicalDriveTest, OffersNoOperation_TheOneThatIsDefinedIsSwitchedOff) {
+  CTorvexPhysicalDrive drive = HealthyDrive();
+  std::vector<PI::COperation> operations(3);
+  vxtest::TraceRecorder trace;
+  EXPECT_EQ(plugin.GetPhysicalDriveOperations(drive, operations), 0U);
+  EXPECT_TRUE(operations.empty());
+  EXPECT_TRUE(trace.Lines().empty());
+}
+
+TEST_F(PhysicalDriveTest, CheckOfTheSwitchedOffOperation_FollowsTheState) {
+  PI::COperation operation;
+  CTorvexPhysicalDrive drive = HealthyDrive();
+  for (const auto& [id, state, result] :
+       std::vector<std::tuple<unsigned int, unsigned int, unsigned int>>{{50026, 40099, 0},
+                                                                         {50026, 40095, 20042},
+                                                                         {50026, 0, 20042},
+                                                                         {50002, 40095, 0},
+                                                                         {0, 40095, 0}}) {
+    operation.SetOperationID(id);
+    drive.HealthState = state;
+    vxtest::TraceRecorder trace;
+    EXPECT_EQ(plugin.CheckPhysicalDriveOperation(drive, operation), result);
+    const std::vector<std::string> expected = {
+        "ENTER CheckPhysicalDriveOperation()",
+        "LEAVE CheckPhysicalDriveOperation() -> " + std::to_string(result)};
+    EXPECT_EQ(trace.Texts(), expected);
+    EXPECT_EQ(trace.Lines()[0].level, 2U);
+    EXPECT_EQ(trace.Lines()[0].file, "piTorvex/Src/piTorvexPhysicalDrive");
+    EXPECT_EQ(trace.Lines()[0].function, "CheckPhysicalDriveOperation");
+  }
+}
+
+TEST_F(PhysicalDriveTest, RunsNoOperation) {
+  CTorvexPhysicalDrive drive = HealthyDrive();
+  for (const unsigned int id : {50026U, 50002U, 0U}) {
+    PI::COperation operation;
+    operation.SetOperationID(id);
+    vxtest::TraceRecorder trace;
+    EXPECT_EQ(plugin.ExecutePhysicalDriveOperation(drive, operation), 20005U);
+    const std::vector<std::string> expected = {"ENTER ExecutePhysicalDriveOperation()",
+                                               "LEAVE ExecutePhysicalDriveOperation() -> 20005"};
+    EXPECT_EQ(trace.Texts(), expected);
+    EXPECT_EQ(trace.Lines()[1].level, 2U);
+  }
+  EXPECT_TRUE(drive.SameAs(HealthyDrive()));
+}
