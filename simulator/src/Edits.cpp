@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <thread>
+#include <utility>
 
 #include <rapidjson/document.h>
 #include <rapidjson/prettywriter.h>
@@ -34,6 +35,20 @@ Value& MemberOf(Value& object, std::string_view name, Allocator& allocator) {
   return (object.MemberEnd() - 1)->value;
 }
 
+// The text of a fleet file and what it says. A text that is no JSON is read again for a while.
+std::pair<std::string, Fleet> Load(const fs::path& file) {
+  for (int attempt = 1;; ++attempt) {
+    std::string text = ReadWholeFile(file);
+    try {
+      Fleet fleet = ParseFleet(text, file.string());
+      return {std::move(text), std::move(fleet)};
+    } catch (const FleetSyntaxError&) {
+      if (attempt == kReadAttempts) throw;
+    }
+    std::this_thread::sleep_for(kReadPause);
+  }
+}
+
 }  // namespace
 
 struct FleetEditor::Json {
@@ -51,19 +66,12 @@ struct FleetEditor::Json {
 };
 
 Fleet LoadFleet(const fs::path& file) {
-  for (int attempt = 1;; ++attempt) {
-    try {
-      return ParseFleet(ReadWholeFile(file), file.string());
-    } catch (const FleetSyntaxError&) {
-      if (attempt == kReadAttempts) throw;
-      std::this_thread::sleep_for(kReadPause);
-    }
-  }
+  return Load(file).second;
 }
 
 FleetEditor::FleetEditor(std::string text, const fs::path& file)
     : file_(file), json_(std::make_unique<Json>()), fleet_(ParseFleet(text, file.string())) {
-  json_->document.Parse<rapidjson::kParseFullPrecisionFlag>(text.data(), text.size());
+  json_->document.Parse(text.data(), text.size());
 }
 
 FleetEditor::~FleetEditor() = default;
@@ -158,8 +166,7 @@ std::string FleetEditor::Text() const {
 
 Fleet EditFleet(const fs::path& file, const std::function<bool(FleetEditor&)>& edit) {
   const DirectoryLock lock(DirectoryOf(file));
-  LoadFleet(file);  // waits for a text that is still being written
-  FleetEditor editor(ReadWholeFile(file), file);
+  FleetEditor editor(Load(file).first, file);
   if (!edit(editor)) return editor.Current();
   const std::string text = editor.Text();
   Fleet edited = ParseFleet(text, file.string());
@@ -196,14 +203,16 @@ void Heat(FleetEditor& editor, const Drive& drive, std::int32_t temperature) {
 }
 
 void Repair(FleetEditor& editor, const Drive& drive) {
+  constexpr std::int32_t kHot = 70;
   constexpr std::int32_t kCool = 35;
-  editor.Set(drive, "health.criticalWarnings", std::uint64_t{0});
-  editor.Remove(drive, "health.flags");
-  editor.Set(drive, "health.mediaErrors", std::uint64_t{0});
-  editor.Remove(drive, "state");
-  if (drive.health.temperature && *drive.health.temperature >= 70) {
+  const Health& health = drive.health;
+  if (health.criticalWarnings) editor.Set(drive, "health.criticalWarnings", std::uint64_t{0});
+  if (health.mediaErrors) editor.Set(drive, "health.mediaErrors", std::uint64_t{0});
+  if (health.temperature.value_or(0) >= kHot) {
     editor.Set(drive, "health.temperature", std::int64_t{kCool});
   }
+  editor.Remove(drive, "health.flags");
+  editor.Remove(drive, "state");
   if (!drive.index) return;
   editor.RemoveFaults([&](const Fault& fault) { return fault.index == drive.index; });
 }

@@ -117,6 +117,7 @@ CallCounters::CallCounters(const fs::path& fleetFile) {
 }
 
 std::vector<std::uint32_t> CallCounters::Count(const std::vector<const Fault*>& faults) {
+  fs::create_directories(DirectoryOf(file_));
   const DirectoryLock lock(DirectoryOf(file_));
   std::vector<Counter> counters = ReadCounters(file_);
   std::vector<std::uint32_t> calls;
@@ -137,6 +138,7 @@ void CallCounters::Forget() {
 }
 
 void CallCounters::Forget(const std::string& key) {
+  if (!fs::exists(file_)) return;
   const DirectoryLock lock(DirectoryOf(file_));
   std::vector<Counter> counters = ReadCounters(file_);
   if (std::erase_if(counters, [&](const Counter& row) { return row.key == key; }) != 0) {

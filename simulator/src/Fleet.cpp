@@ -82,10 +82,13 @@ const Drive* FindDrive(const Fleet& fleet, std::string_view serialOrIndex) {
   const char* const end = serialOrIndex.data() + serialOrIndex.size();
   const auto [rest, error] = std::from_chars(serialOrIndex.data(), end, index);
   if (error != std::errc() || rest != end) return nullptr;
+  const Drive* pulled = nullptr;
   for (const Drive& drive : fleet.drives) {
-    if (drive.index == index) return &drive;
+    if (drive.index != index) continue;
+    if (drive.present) return &drive;
+    if (pulled == nullptr) pulled = &drive;
   }
-  return nullptr;
+  return pulled;
 }
 
 }  // namespace vxsim

@@ -194,6 +194,18 @@ VolumeController ReadVolumeController(const Value& value, const std::string& pla
   return controller;
 }
 
+// Drivers and slots are directories of the sysfs tree.
+void CheckName(const std::string& place, const std::string& name) {
+  constexpr const char* kAllowed =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-.";
+  if (!name.empty() && name.front() != '.' &&
+      name.find_first_not_of(kAllowed) == std::string::npos) {
+    return;
+  }
+  Fail(place, "\"" + name + "\" is no name that sysfs could show",
+       "use letters, digits, '_', '-' and '.'");
+}
+
 PciPlace ReadPciPlace(const Value& value, const std::string& place) {
   ObjectReader reader(value, place);
   PciPlace pci;
@@ -211,15 +223,9 @@ PciPlace ReadPciPlace(const Value& value, const std::string& place) {
     TakePciId(reader, "subsystemDevice", pci.subsystemDevice.emplace());
   }
   reader.Optional("driver", pci.driver);
-  if (pci.driver.find('/') != std::string::npos) {
-    Fail(reader.PlaceOf("driver"), "\"" + pci.driver + "\" is no driver name",
-         "give a name without a slash, as in \"nvme\", or \"\" for none");
-  }
+  if (!pci.driver.empty()) CheckName(reader.PlaceOf("driver"), pci.driver);
   reader.Optional("slot", pci.slot);
-  if (pci.slot && (pci.slot->empty() || pci.slot->find('/') != std::string::npos)) {
-    Fail(reader.PlaceOf("slot"), "\"" + *pci.slot + "\" is no slot name",
-         "give the physical slot number as a text, as in \"3\"");
-  }
+  if (pci.slot) CheckName(reader.PlaceOf("slot"), *pci.slot);
   if (const Value* port = reader.Find("port")) {
     TakeAddress(reader.PlaceOf("port"), *port, pci.port.emplace());
   }
@@ -444,38 +450,45 @@ Fault ReadFault(const Value& value, const std::string& place) {
 // Values that must differ from drive to drive, each with the place that used it first.
 class Uniqueness {
  public:
+  explicit Uniqueness(std::size_t rootLength) : rootLength_(rootLength) {}
+
   void Add(const std::string& kind, const std::string& value, const std::string& place,
            const char* wayOut) {
-    const auto [first, added] = places_.emplace(kind + " " + value, place);
+    const auto [first, added] = places_.emplace(kind + " " + value, place.substr(rootLength_));
     if (!added) {
       Fail(place, kind + " " + value + " is already used by " + first->second, wayOut);
     }
   }
 
  private:
+  std::size_t rootLength_;  // of the file name, which an error says once
   std::map<std::string, std::string> places_;
 };
 
+// Only drives that are there need a place of their own: a pulled one may be waiting for the place
+// of another.
 void CheckUnique(const Drive& drive, const std::string& place, bool duplicateSerials,
                  Uniqueness& seen) {
   if (!duplicateSerials) {
     seen.Add("serial number", drive.serial, place + ".serial",
              "change it, or set \"allowDuplicateSerials\" to true if it is meant");
   }
+  if (!drive.present) return;
   if (drive.index) {
     seen.Add("index", std::to_string(*drive.index), place + ".index",
-             "give every drive its own, pulled drives included");
+             "give every drive its own, or pull one of the two first");
   }
   if (drive.devicePath) {
     seen.Add("device path", *drive.devicePath, place + ".devicePath",
-             "give every drive its own, pulled drives included");
+             "give every drive its own, or pull one of the two first");
   }
   if (drive.pci) {
     seen.Add("PCI address", ToText(drive.pci->address), place + ".pci.address",
-             "give every drive its own, pulled drives included");
+             "give every drive its own, or pull one of the two first");
   }
   if (drive.pci && drive.pci->slot) {
-    seen.Add("slot", *drive.pci->slot, place + ".pci.slot", "give every drive its own");
+    seen.Add("slot", *drive.pci->slot, place + ".pci.slot",
+             "give every drive its own, or pull one of the two first");
   }
 }
 
@@ -504,7 +517,7 @@ Fleet ReadFleet(const Value& document, const std::string& root) {
   reader.Optional("allowDuplicateSerials", duplicateSerials);
   const Value* drives = reader.Find("drives");
   if (drives == nullptr) Fail(root + "drives", "is missing", "add the list of drives, [] for none");
-  Uniqueness seen;
+  Uniqueness seen(root.size());
   for (const Value& value : ListOf(drives, root + "drives").GetArray()) {
     const std::string place = ElementPlace(root, "drives", fleet.drives.size());
     fleet.drives.push_back(ReadDrive(value, place, fleet.drives.size()));

@@ -124,7 +124,7 @@ class Layout {
 
   std::string AddBridge(const PciAddress& port, const std::string& root) {
     for (const Drive& drive : fleet_.drives) {
-      if (drive.pci && drive.pci->address == port) {
+      if (drive.present && drive.pci && drive.pci->address == port) {
         throw FleetError("drive " + drive.serial + ": its PCI address " + ToText(port) +
                          " is that of the bridge of another drive; move it, or give the other "
                          "drive's \"pci\" a \"port\"");
