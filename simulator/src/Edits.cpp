@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 using Value = rapidjson::Value;
 using Allocator = rapidjson::Document::AllocatorType;
 
-constexpr int kReadAttempts = 10;
+constexpr int kReadAttempts = 25;
 constexpr std::chrono::milliseconds kReadPause(20);
 
 Value TextValue(std::string_view text, Allocator& allocator) {

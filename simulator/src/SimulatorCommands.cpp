@@ -80,7 +80,7 @@ void Identify(const Options&) {
 }
 
 void Check(const Options& options) {
-  const Fleet fleet = LoadFleet(options.fleet);
+  const Fleet fleet = ParseFleet(ReadWholeFile(options.fleet), options.fleet);
   SysfsOf(fleet);
   const auto present = std::count_if(fleet.drives.begin(), fleet.drives.end(),
                                      [](const Drive& drive) { return drive.present; });

@@ -1,10 +1,10 @@
 #include "FleetReader.h"
 
+#include "simulator/ToolRun.h"
+
 #include <string>
 
 #include <gtest/gtest.h>
-
-#include "simulator/ToolRun.h"
 
 namespace {
 
@@ -22,9 +22,13 @@ std::string ErrorOf(const std::string& text) {
 }
 
 // The error of a drive with these members besides the required ones.
-std::string DriveError(const std::string& members) { return ErrorOf(simtest::OneDrive(members)); }
+std::string DriveError(const std::string& members) {
+  return ErrorOf(simtest::OneDrive(members));
+}
 
-std::string FaultError(const std::string& fault) { return ErrorOf(simtest::OneDrive("", fault)); }
+std::string FaultError(const std::string& fault) {
+  return ErrorOf(simtest::OneDrive("", fault));
+}
 
 TEST(ParseFleet, DriveWithTheLeast_LeavesTheRestEmpty) {
   const Fleet fleet = ParseFleet(R"({"drives": [{"serial": "S", "model": "M"}]})", "f");
@@ -90,9 +94,10 @@ TEST(ParseFleet, SamePlaceTwice_IsRefused) {
 TEST(ParseFleet, SameSerialTwice_IsRefusedUnlessAllowed) {
   const std::string drives =
       R"("drives": [{"serial": "A", "model": "M"}, {"serial": "A", "model": "M"}]})";
-  EXPECT_EQ(ErrorOf("{" + drives),
-            "f: drives[1].serial: serial number A is already used by drives[0].serial; change it, or "
-            "set \"allowDuplicateSerials\" to true if it is meant");
+  EXPECT_EQ(
+      ErrorOf("{" + drives),
+      "f: drives[1].serial: serial number A is already used by drives[0].serial; change it, or "
+      "set \"allowDuplicateSerials\" to true if it is meant");
   EXPECT_EQ(ErrorOf(R"({"allowDuplicateSerials": true, )" + drives), "no error");
 }
 
@@ -100,13 +105,15 @@ TEST(ParseFleet, WholeFileWrong_SaysWhere) {
   EXPECT_EQ(ErrorOf("[]"), "f: the whole file: is a list; give an object with \"drives\"");
   EXPECT_EQ(ErrorOf("{}"), "f: drives: is missing; add the list of drives, [] for none");
   EXPECT_EQ(ErrorOf(R"({"drives": {}})"), "f: drives: is an object; give a list");
-  EXPECT_EQ(ErrorOf(R"({"drives": [], "drives": []})"), "f: drives: is there twice; keep one of them");
+  EXPECT_EQ(ErrorOf(R"({"drives": [], "drives": []})"),
+            "f: drives: is there twice; keep one of them");
   EXPECT_EQ(ErrorOf(R"({"drives": [], "drive": 1})"),
             "f: drive: is not known; remove it or use one of: comment, toolVersion, "
             "allowDuplicateSerials, drives, faults");
-  EXPECT_EQ(ErrorOf("{\n\"drives\": [\n"),
-            "f: line 3: is not JSON (Invalid value.); correct it, or write the file aside and rename "
-            "it into place");
+  EXPECT_EQ(
+      ErrorOf("{\n\"drives\": [\n"),
+      "f: line 3: is not JSON (Invalid value.); correct it, or write the file aside and rename "
+      "it into place");
 }
 
 TEST(ParseFleet, TextThatIsNoJson_IsASyntaxError) {
@@ -129,14 +136,14 @@ TEST(ParseFleet, WrongMemberOfADrive_IsNamedWithTheWayOut) {
   const WrongDrive cases[] = {
       {R"("sizes": 1)",
        "f: drives[0].sizes: is not known; remove it or use one of: comment, index, present, state, "
-       "serial, model, firmware, bootloader, family, section, devicePath, deviceStatus, errorString, "
+       "serial, model, firmware, bootloader, family, section, devicePath, deviceStatus, "
+       "errorString, "
        "maximumLBA, nativeMaxLBA, sectorSize, physicalSize, lbaFormat, numLbaFormats, powerState, "
        "powerGovernorMode, tempThreshold, rsteDiskId, controller, driver, usedBytes, maintenance, "
        "settings, health, pci"},
       {R"("present": 1)", "f: drives[0].present: is a number; give true or false"},
       {R"("firmware": null)", "f: drives[0].firmware: is null; give a text"},
-      {R"("firmware": "123456789")",
-       "f: drives[0].firmware: has 9 characters; give at most 8"},
+      {R"("firmware": "123456789")", "f: drives[0].firmware: has 9 characters; give at most 8"},
       {R"("maximumLBA": -1)",
        "f: drives[0].maximumLBA: is out of range; give a whole number from 0 to "
        "18446744073709551615"},
@@ -146,7 +153,8 @@ TEST(ParseFleet, WrongMemberOfADrive_IsNamedWithTheWayOut) {
        "f: drives[0].sectorSize: 1 is out of range; give a whole number from 512 to 65536"},
       {R"("health": [])", "f: drives[0].health: is a list; give an object"},
       {R"("health": {"percentageUsed": 256})",
-       "f: drives[0].health.percentageUsed: 256 is out of range; give a whole number from 0 to 255"},
+       "f: drives[0].health.percentageUsed: 256 is out of range; give a whole number from 0 to "
+       "255"},
       {R"("health": {"temperature": 1.5})",
        "f: drives[0].health.temperature: is out of range; give a whole number from -2147483648 to "
        "2147483647"},
@@ -160,9 +168,11 @@ TEST(ParseFleet, WrongMemberOfADrive_IsNamedWithTheWayOut) {
       {R"("pci": {"address": "01:00.0", "device": "0a54"})",
        "f: drives[0].pci.address: \"01:00.0\" is no PCI address; write it as in \"0000:01:00.0\""},
       {R"("pci": {"address": "0000:01:00.0", "device": "a54"})",
-       "f: drives[0].pci.device: \"a54\" is no PCI id; write four hexadecimal digits, as in \"0a54\""},
+       "f: drives[0].pci.device: \"a54\" is no PCI id; write four hexadecimal digits, as in "
+       "\"0a54\""},
       {R"("pci": {"address": "0000:01:00.0", "device": "0a54", "slot": "../x"})",
-       "f: drives[0].pci.slot: \"../x\" is no name that sysfs could show; use letters, digits, '_', "
+       "f: drives[0].pci.slot: \"../x\" is no name that sysfs could show; use letters, digits, "
+       "'_', "
        "'-' and '.'"},
       {R"("pci": {"address": "0000:01:00.0", "device": "0a54", "behind": {}})",
        "f: drives[0].pci.behind.address: is missing; add the controller's own PCI address"},
@@ -185,9 +195,10 @@ TEST(ParseFleet, IdentityMissingOrTooLong_IsRefused) {
 TEST(ParseFleet, WrongFault_IsNamedWithTheWayOut) {
   EXPECT_EQ(FaultError(R"({"kind": "hang"})"),
             "f: faults[0].command: is missing; add the command that it strikes, or \"any\"");
-  EXPECT_EQ(FaultError(R"({"command": "log5", "kind": "hang"})"),
-            "f: faults[0].command: \"log5\" is not known; use one of: inventory, log2, log197, log202, "
-            "log203, version, format, delete, set, any");
+  EXPECT_EQ(
+      FaultError(R"({"command": "log5", "kind": "hang"})"),
+      "f: faults[0].command: \"log5\" is not known; use one of: inventory, log2, log197, log202, "
+      "log203, version, format, delete, set, any");
   EXPECT_EQ(FaultError(R"({"command": "log2", "kind": "sleep"})"),
             "f: faults[0].kind: \"sleep\" is not known; use one of: latency, hang, exit, crash, "
             "silent, truncated, noDevice, garbage, wrongTypes, flood, preamble");

@@ -1,3 +1,5 @@
+#include "simulator/ToolRun.h"
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -7,8 +9,6 @@
 
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
-
-#include "simulator/ToolRun.h"
 
 namespace {
 
@@ -119,9 +119,10 @@ TEST(Tool, Inventory_PrintsEveryKeyWithItsType) {
 TEST(Tool, Inventory_LeavesOutWhatTheFleetLeavesOut) {
   const FleetDirectory fleet(
       R"({"drives": [{"index": null, "serial": "S", "model": "M", "section": "Intel Optane X"}]})");
-  EXPECT_EQ(fleet.Run(simtest::kInventory).out,
-            "{\n  \"Intel Optane X S\": {\n    \"ModelNumber\": \"M\",\n    \"SerialNumber\": \"S\"\n  "
-            "}\n}\n");
+  EXPECT_EQ(
+      fleet.Run(simtest::kInventory).out,
+      "{\n  \"Intel Optane X S\": {\n    \"ModelNumber\": \"M\",\n    \"SerialNumber\": \"S\"\n  "
+      "}\n}\n");
 }
 
 TEST(Tool, Inventory_ListsPresentDrivesInTheFleetsOrder) {
@@ -300,9 +301,8 @@ TEST(Tool, FileBeingWrittenInPlace_IsReadAgainUntilItIsWhole) {
 TEST(Tool, BehindThePreloadedLibrary_PrintsTheSame) {
   const FleetDirectory fleet(simtest::OneDrive(kFull));
   const ToolRun plain = fleet.Run(simtest::kInventory);
-  const ToolRun preloaded =
-      RunTool(simtest::kInventory,
-              {{"VXSIM_FLEET", fleet.File().string()}, {"LD_PRELOAD", VXSIM_PRELOAD}});
+  const ToolRun preloaded = RunTool(
+      simtest::kInventory, {{"VXSIM_FLEET", fleet.File().string()}, {"LD_PRELOAD", VXSIM_PRELOAD}});
   EXPECT_EQ(preloaded.out, plain.out);
   EXPECT_EQ(preloaded.err, "");
   EXPECT_EQ(preloaded.status, 0);

@@ -55,8 +55,7 @@ pid_t Start(const std::string& program, const std::vector<std::string>& argument
 
 ToolRun RunTool(const std::vector<std::string>& arguments, const Environment& environment) {
   const vxtest::TempDir output;
-  const pid_t child =
-      Start(VXSIM_TOOL, arguments, environment, output / "out", output / "err");
+  const pid_t child = Start(VXSIM_TOOL, arguments, environment, output / "out", output / "err");
   int ended = 0;
   waitpid(child, &ended, 0);
   ToolRun run;
@@ -71,7 +70,9 @@ ToolRun RunTool(const std::string& arguments, const Environment& environment) {
   return RunTool(Words(arguments), environment);
 }
 
-FleetDirectory::FleetDirectory(const std::string& fleet) { Write(fleet); }
+FleetDirectory::FleetDirectory(const std::string& fleet) {
+  Write(fleet);
+}
 
 std::string FleetDirectory::Example(const std::string& name) {
   return vxtest::ReadFile(fs::path(VXSIM_EXAMPLES) / name);
@@ -98,8 +99,12 @@ std::string Log2(int index) {
 std::string Log197(int index) {
   return WithIndex("show -o json -torvex ", index, " -nvmelog TemperatureStatistics");
 }
-std::string Log202(int index) { return WithIndex("show -o json -smart -torvex ", index, ""); }
-std::string Log203(int index) { return WithIndex("show -all -o json -torvex ", index, ""); }
+std::string Log202(int index) {
+  return WithIndex("show -o json -smart -torvex ", index, "");
+}
+std::string Log203(int index) {
+  return WithIndex("show -all -o json -torvex ", index, "");
+}
 std::string FormatCommand(int index) {
   return WithIndex("start -f -torvex ", index,
                    " Function=nvmeformat LBAFormat=0 SecureEraseSetting=0 ProtectionInformation=0 "

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "support/Files.h"
+
 #include <filesystem>
 #include <map>
 #include <string>
 #include <vector>
 
 #include <sys/types.h>
-
-#include "support/Files.h"
 
 namespace simtest {
 
@@ -21,7 +21,8 @@ struct ToolRun {
 
 using Environment = std::map<std::string, std::string>;
 
-// Starts a program with exactly this environment and its output going to two files. The caller reaps.
+// Starts a program with exactly this environment and its output going to two files. The caller
+// reaps.
 pid_t Start(const std::string& program, const std::vector<std::string>& arguments,
             const Environment& environment, const std::filesystem::path& out,
             const std::filesystem::path& err);
@@ -53,7 +54,8 @@ class FleetDirectory {
   vxtest::TempDir directory_;
 };
 
-// A fleet of one drive, index 3, with these further members of the drive ("\"a\": 1") and these faults.
+// A fleet of one drive, index 3, with these further members of the drive ("\"a\": 1") and these
+// faults.
 std::string OneDrive(const std::string& members = "", const std::string& faults = "");
 
 inline const std::string kInventory = "show -all -o json -torvex";
