@@ -80,7 +80,7 @@ void ReplaceFile(const fs::path& path, std::string_view content) {
     if (file.Number() < 0) Fail(path, "write beside");
     try {
       WriteAll(file.Number(), content, path);
-      if (fchmod(file.Number(), mode) != 0 || fsync(file.Number()) != 0) Fail(path, "write");
+      if (fchmod(file.Number(), mode) != 0) Fail(path, "write");
     } catch (const FileError&) {
       unlink(aside.c_str());
       throw;

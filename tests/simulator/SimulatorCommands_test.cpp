@@ -1,4 +1,5 @@
 #include "simulator/ToolRun.h"
+#include "support/Scale.h"
 
 #include <atomic>
 #include <filesystem>
@@ -236,7 +237,8 @@ TEST(Simulator, Edit_ReplacesTheFileSoThatNoReaderSeesHalfOfIt) {
   const FleetDirectory fleet(FleetDirectory::Example("fleet-64.json"));
   std::atomic<bool> editing = true;
   std::thread editor([&] {
-    for (int i = 0; i < 10; ++i) fleet.Edit("heat 63 --to " + std::to_string(40 + i));
+    for (int i = 0; i < vxtest::Count(5, 50); ++i)
+      fleet.Edit("heat 63 --to " + std::to_string(40 + i));
     editing = false;
   });
   while (editing) {
