@@ -99,6 +99,8 @@ TEST(RemainingLifeTime, HugeFactorsWithSmallResult_AreExact) {
   EXPECT_EQ(Remaining(20000, 1UL << 62U, 100, 9223373), 20000UL);
   // The product of hours and bytes left would need more than 128 bits.
   EXPECT_EQ(Remaining(ALL_ONES - 1, ALL_ONES - 1, 100, ALL_ONES - 1), MOST_HOURS);
+  // Its lower 128 bits are all zero here.
+  EXPECT_EQ(Remaining(1UL << 62U, 4096, 100, 3918941886216158897), MOST_HOURS);
 }
 
 // A real drive: 238 TB written and 3 % used after 20000 hours.

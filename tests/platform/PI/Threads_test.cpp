@@ -102,7 +102,7 @@ TEST(GlobalAdapterID, Order_IsHostThenSerial) {
 
 TEST(GlobalAdapterID, ManyThreads_AgreeOnDistinctNumbers) {
   constexpr int threads = 8;
-  constexpr int serials = 100;
+  constexpr int serials = 1000;
   std::vector<std::vector<unsigned int>> numbers(threads);
   OnThreads(threads, [&numbers](int thread) {
     auto& own = numbers[static_cast<std::size_t>(thread)];
