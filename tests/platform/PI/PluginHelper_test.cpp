@@ -207,7 +207,7 @@ TEST(ValueTexts, HealthStates_ReadAsWords) {
   EXPECT_EQ(PI::PropertyValueToString(40024), "good");
   EXPECT_EQ(PI::PropertyValueToString(40150), "degraded");
   EXPECT_EQ(PI::PropertyValueToString(40095), "critical");
-  EXPECT_EQ(PI::PropertyValueToString(40099), "normal");
+  EXPECT_EQ(PI::PropertyValueToString(40099), "working");
 }
 
 TEST(ValueTexts, EveryCodeThatOccurs_HasItsOwnText) {
