@@ -18,7 +18,8 @@
 #include <unistd.h>
 
 #include <DatabaseORM/Storage.h>
-#include <Schema/Schema.h>
+#include <Schema/Database.h>
+#include <Schema/Tables.h>
 
 namespace {
 
