@@ -59,7 +59,7 @@ std::optional<std::string> DiskOfPartition(const std::string& name) {
 std::optional<std::string> FindDevice(const std::string& name) {
   const std::string& root = SysfsRootPath();
   for (const std::string_view directory : CLASSES) {
-    if (auto found = Resolve(root + std::string(directory) + name)) return found;
+    if (auto found = Resolve(std::string(root).append(directory).append(name))) return found;
   }
   // Outside class/block a partition is only to be found below its disk.
   if (const auto disk = DiskOfPartition(name))

@@ -1,9 +1,9 @@
 #pragma once
 
-#include <compare>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 
 namespace TLXX {
 
@@ -14,7 +14,11 @@ struct CPciAddress {
   unsigned long m_Bus = 0;
   unsigned long m_Device = 0;
   unsigned long m_Function = 0;
-  auto operator<=>(const CPciAddress&) const = default;
+  bool operator==(const CPciAddress&) const = default;
+  bool operator<(const CPciAddress& other) const {
+    return std::tie(m_Domain, m_Bus, m_Device, m_Function) <
+           std::tie(other.m_Domain, other.m_Bus, other.m_Device, other.m_Function);
+  }
 };
 
 // Reads "dddd:bb:dd.f", hexadecimal, the domain of four to eight digits; nothing for any other

@@ -17,6 +17,8 @@ namespace TLXX {
 
 namespace {
 
+using TLX::Threading::CCancellation;
+
 constexpr const char* SOURCE = "platform/TLXX/src/System";
 
 constexpr int COLLECTED = 1;
@@ -136,19 +138,17 @@ class CCall {
   std::string m_Output;
 };
 
-// Runs the call's operation and then lets a cancellation through, when nothing of the run is left.
-// Only want of memory is thrown on the way; it makes a failed run.
+// Runs the call's operation. Nothing but want of memory is thrown on the way; it makes a failed
+// run.
 bool Perform(CCall& call, bool (CCall::*operation)()) {
-  bool collected = false;
   try {
-    collected = (call.*operation)();
+    return (call.*operation)();
   } catch (const std::exception& failure) {
     if (Traced(TLX::Misc::TRACE_STEPS)) {
       Trace(TLX::Misc::TRACE_STEPS, SOURCE, "ExecuteCommand", __LINE__, failure.what());
     }
+    return false;
   }
-  TLX::Threading::CCancellation::Deliver();
-  return collected;
 }
 
 // The lines without their line feeds; text after the last line feed is a line as well.
@@ -162,6 +162,23 @@ std::vector<std::string> SplitLines(const std::string& text) {
   return lines;
 }
 
+// Both leave the output untouched when the calling thread is to be cancelled. They return before
+// the cancellation strikes, so that nothing of a run is left on the stack that it unwinds.
+int RunQuery(const std::string& command, const std::string& arguments, std::string& output) {
+  CCall call(command, arguments);
+  const bool collected = Perform(call, &CCall::Query);
+  if (!CCancellation::Requested()) output = std::move(call.Output());
+  return collected ? COLLECTED : FAILED;
+}
+
+int RunChange(const std::string& command, const std::string& arguments,
+              std::vector<std::string>& lines) {
+  CCall call(command, arguments);
+  const bool collected = Perform(call, &CCall::Change);
+  if (!CCancellation::Requested()) lines = SplitLines(call.Output());
+  return collected ? COLLECTED : FAILED;
+}
+
 }  // namespace
 
 ICommandRunner::~ICommandRunner() = default;
@@ -171,10 +188,9 @@ int CSystem::ExecuteCommand(const std::string& command, const std::string& argum
   if (ICommandRunner* const runner = s_Runner.load()) {
     return runner->Execute(command, arguments, output);
   }
-  CCall call(command, arguments);
-  const bool collected = Perform(call, &CCall::Query);
-  output = std::move(call.Output());
-  return collected ? COLLECTED : FAILED;
+  const int result = RunQuery(command, arguments, output);
+  CCancellation::Deliver();
+  return result;
 }
 
 int CSystem::ExecuteCommand(const std::string& command, const std::string& arguments,
@@ -182,10 +198,9 @@ int CSystem::ExecuteCommand(const std::string& command, const std::string& argum
   if (ICommandRunner* const runner = s_Runner.load()) {
     return runner->Execute(command, arguments, lines);
   }
-  CCall call(command, arguments);
-  const bool collected = Perform(call, &CCall::Change);
-  lines = SplitLines(call.Output());
-  return collected ? COLLECTED : FAILED;
+  const int result = RunChange(command, arguments, lines);
+  CCancellation::Deliver();
+  return result;
 }
 
 void CSystem::GetModuleVersion(const std::string& name, std::string& version) {

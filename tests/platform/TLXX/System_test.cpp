@@ -387,11 +387,15 @@ class DescriptorLimit {
 };
 
 TEST_F(SystemTest, Run_WithoutDescriptorsForThePipe_FailsAndSaysWhy) {
+  // No member is called meanwhile: the sanitizer looks at objects through a pipe of its own.
   const std::string tool = scripts_.Add("tool", "echo text");
+  std::string output;
+  int results = 0;
   for (const int more : {0, 1}) {
     const DescriptorLimit limit(more);
-    EXPECT_EQ(Run(tool, "no-descriptor"), 0);
+    results += CSystem::ExecuteCommand(tool, "no-descriptor", output);
   }
+  EXPECT_EQ(results, 0);
   EXPECT_THAT(LastFailure("no-descriptor"), HasSubstr("Too many open files"));
 }
 
