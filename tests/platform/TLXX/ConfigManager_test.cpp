@@ -297,7 +297,7 @@ TEST_F(ConfigManagerTest, Lookups_WhileADeviceComesAndGoes_FindItOrNot) {
     }
   });
   int found = 0;
-  for (int round = 0; round < vxtest::Count(2'000, 50'000); ++round) {
+  for (int round = 0; round < vxtest::Count(500, 50'000); ++round) {
     if (const auto location = Of("/dev/nvme0n1")) {
       ASSERT_EQ(location, (Location{0, 1, 0, 0}));
       ++found;
