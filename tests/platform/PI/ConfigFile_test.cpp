@@ -1,5 +1,6 @@
 #include "support/Files.h"
 #include "support/Scale.h"
+#include "support/Unprivileged.h"
 
 #include <cerrno>
 #include <csignal>
@@ -463,36 +464,6 @@ TEST_F(ConfigFile, WriterKilledAtAnyTime_LeavesAWholeFile) {
 
 // ---- Permissions, which do not bind root ----
 
-// Runs the present test once more as a user without privileges and takes over its result. False
-// when there are no privileges: then the caller is that test.
-bool IsDoneByUnprivilegedChild() {
-  if (::geteuid() != 0) return false;
-  const auto* const test = ::testing::UnitTest::GetInstance()->current_test_info();
-  const std::string filter =
-      "--gtest_filter=" + std::string(test->test_suite_name()) + "." + test->name();
-  const std::string self = fs::read_symlink("/proc/self/exe");
-  // Reports and temporary files of the parent's environment may lie where the child cannot write.
-  std::vector<std::string> words{"setpriv",
-                                 "--reuid=65534",
-                                 "--regid=65534",
-                                 "--clear-groups",
-                                 "env",
-                                 "--unset=TMPDIR",
-                                 "--unset=GTEST_OUTPUT",
-                                 "--unset=GTEST_TOTAL_SHARDS",
-                                 self,
-                                 filter};
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-  pid_t child = -1;
-  EXPECT_EQ(::posix_spawnp(&child, "setpriv", nullptr, nullptr, arguments.data(), environ), 0);
-  int status = -1;
-  EXPECT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0) << "the test failed as an unprivileged user; see its output above";
-  return true;
-}
-
 class ConfigFilePermissions : public ConfigFile {
  protected:
   // So that everything can be looked at and removed again.
@@ -504,7 +475,7 @@ class ConfigFilePermissions : public ConfigFile {
 };
 
 TEST_F(ConfigFilePermissions, UnreadableFile_IsNeitherReadNorReplaced) {
-  if (IsDoneByUnprivilegedChild()) return;
+  if (vxtest::IsDoneByUnprivilegedChild()) return;
   WriteFile(path_, "key=1\n");
   ASSERT_EQ(::chmod(path_.c_str(), 0200), 0);
   EXPECT_EQ(Read("key"), UNTOUCHED);
@@ -514,7 +485,7 @@ TEST_F(ConfigFilePermissions, UnreadableFile_IsNeitherReadNorReplaced) {
 }
 
 TEST_F(ConfigFilePermissions, ReadOnlyFile_IsReadButNotReplaced) {
-  if (IsDoneByUnprivilegedChild()) return;
+  if (vxtest::IsDoneByUnprivilegedChild()) return;
   WriteFile(path_, "key=1\n");
   ASSERT_EQ(::chmod(path_.c_str(), 0400), 0);
   EXPECT_EQ(Read("key"), "1");
@@ -523,7 +494,7 @@ TEST_F(ConfigFilePermissions, ReadOnlyFile_IsReadButNotReplaced) {
 }
 
 TEST_F(ConfigFilePermissions, ReadOnlyDirectory_IsReadButNotWritten) {
-  if (IsDoneByUnprivilegedChild()) return;
+  if (vxtest::IsDoneByUnprivilegedChild()) return;
   WriteFile(path_, "key=1\n");
   ASSERT_EQ(::chmod(directory_.Path().c_str(), 0500), 0);
   EXPECT_EQ(Read("key"), "1");
@@ -533,7 +504,7 @@ TEST_F(ConfigFilePermissions, ReadOnlyDirectory_IsReadButNotWritten) {
 }
 
 TEST_F(ConfigFilePermissions, ClosedDirectory_IsNeitherReadNorWritten) {
-  if (IsDoneByUnprivilegedChild()) return;
+  if (vxtest::IsDoneByUnprivilegedChild()) return;
   WriteFile(path_, "key=1\n");
   ASSERT_EQ(::chmod(directory_.Path().c_str(), 0000), 0);
   EXPECT_EQ(Read("key"), UNTOUCHED);
@@ -544,7 +515,7 @@ TEST_F(ConfigFilePermissions, ClosedDirectory_IsNeitherReadNorWritten) {
 
 // A directory that may be written but not listed cannot be flushed; the write counts all the same.
 TEST_F(ConfigFilePermissions, DirectoryThatCannotBeFlushed_IsWritten) {
-  if (IsDoneByUnprivilegedChild()) return;
+  if (vxtest::IsDoneByUnprivilegedChild()) return;
   WriteFile(path_, "key=1\n");
   ASSERT_EQ(::chmod(directory_.Path().c_str(), 0300), 0);
   EXPECT_EQ(Write("key", "2"), 0U);
