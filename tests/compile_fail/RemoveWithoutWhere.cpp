@@ -1,0 +1,11 @@
+#include "Builder.h"
+
+#ifdef VX_CONTROL
+void Remove(storage_t& s) {
+  s.remove_all<PD>(where(is_equal(&PD::ID, 1)));
+}
+#else
+void Remove(storage_t& s) {
+  s.remove_all<PD>(is_equal(&PD::ID, 1));
+}
+#endif
