@@ -42,7 +42,6 @@ class Caller : public TLX::Delegates_and_Calls::CDelegateTarget {
   }
 
  private:
-  // All that the body uses is here: it holds nothing when it is cancelled.
   const std::string command_;
   const std::string arguments_;
   const bool lines_;
@@ -118,16 +117,17 @@ class LateCaller : public TLX::Delegates_and_Calls::CDelegateTarget {
  public:
   explicit LateCaller(std::string command) : command_(std::move(command)) {}
   void Body() {
+    // Things to destroy while the stack unwinds, as every real caller has.
+    const std::string arguments = "late " + command_;
+    std::vector<std::string> lines(3, arguments);
     while (!TLX::Threading::CCancellation::Requested()) sched_yield();
-    CSystem::ExecuteCommand(command_, arguments_, lines_);
+    CSystem::ExecuteCommand(command_, arguments, lines);
     returned_ = true;
   }
   bool Returned() const { return returned_; }
 
  private:
   const std::string command_;
-  const std::string arguments_;
-  std::vector<std::string> lines_;
   std::atomic<bool> returned_ = false;
 };
 
