@@ -1,0 +1,421 @@
+#include "Frame_fixtures.h"
+
+#include <cstdlib>
+#include <new>
+#include <set>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <PI/Codes.h>
+
+extern "C" unsigned int createIf(IPLUGINAPI** out);
+extern "C" void releaseIf(IPLUGINAPI** in);
+
+namespace {
+bool refuseMemory = false;  // of the allocation that may fail without an exception
+}  // namespace
+
+// The program's own, so that a test can let the door run out of memory.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return refuseMemory ? nullptr : std::malloc(size == 0 ? 1 : size);
+}
+void* operator new(std::size_t size) {
+  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
+  std::free(memory);
+}
+
+namespace {
+
+using frametest::FrameTrace;
+using frametest::Guest;
+using frametest::Machine;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr unsigned long UNKNOWN_OBJECT = 0xDEAD;
+constexpr unsigned int EVERY_LEVEL = 31;
+
+PI::CProperty Named(unsigned int id) {
+  return PI::CProperty(static_cast<PI::_PROPERTY_ID>(id), false);
+}
+
+PI::COperation OperationNamed(unsigned int id) {
+  PI::COperation operation;
+  operation.SetOperationID(id);
+  return operation;
+}
+
+// A plug-in with two drives behind it, started but without a worker.
+class DispatchTest : public testing::Test {
+ protected:
+  DispatchTest() {
+    machine.AddDrive("SERIAL-A");
+    machine.AddDrive("SERIAL-B");
+    if (guest.Initialize() != 0) throw std::runtime_error("Initialize failed");
+    plugin = guest.Impl().m_Plugin.m_ID;
+    adapter = guest.Impl().m_Adapters.front().m_ID;
+    drive = guest.Impl().m_PhysicalDrives.front().m_ID;
+    trace.Clear();
+  }
+
+  FrameTrace trace;
+  Machine machine;
+  Guest guest;
+  unsigned long plugin = 0;
+  unsigned long adapter = 0;
+  unsigned long drive = 0;
+};
+
+// --- The two exported functions
+
+TEST(EntryPoints, CreateIf_GivesAnObjectThatKnowsItsVersionAndModule) {
+  IPLUGINAPI* api = nullptr;
+  ASSERT_EQ(createIf(&api), 0U);
+  EXPECT_EQ(api->m_InterfaceVersion, 2U);
+  EXPECT_EQ(api->m_ModuleID, 309U);
+  EXPECT_FALSE(static_cast<bool>(api->m_NotifyHost));
+  releaseIf(&api);
+  EXPECT_EQ(api, nullptr);
+}
+
+TEST(EntryPoints, CreateIf_WithoutMemory_StoresNullAndSaysSo) {
+  int anything = 0;
+  auto* api = reinterpret_cast<IPLUGINAPI*>(&anything);
+  refuseMemory = true;
+  const unsigned int result = createIf(&api);
+  refuseMemory = false;
+  EXPECT_EQ(result, 20007U);
+  EXPECT_EQ(api, nullptr);
+}
+
+TEST(EntryPoints, NullPointers_AreHarmless) {
+  EXPECT_EQ(createIf(nullptr), 20007U);
+  releaseIf(nullptr);
+  IPLUGINAPI* api = nullptr;
+  releaseIf(&api);
+  EXPECT_EQ(api, nullptr);
+}
+
+// --- Commands
+
+TEST_F(DispatchTest, Execute_UnknownCommand_IsRefusedBeforeAnythingElse) {
+  trace.SetMask(EVERY_LEVEL);
+  void* const nowhere = reinterpret_cast<void*>(std::uintptr_t{1});
+  for (const unsigned int command : {0U, 11U, 12U, 0xFFFFFFFFU}) {
+    EXPECT_EQ(guest.Call(command, plugin, nowhere), 20002U) << command;
+  }
+  EXPECT_THAT(trace.Texts(), IsEmpty());
+}
+
+TEST_F(DispatchTest, Execute_WithoutData_IsAFailureAndTouchesNothing) {
+  trace.SetMask(EVERY_LEVEL);
+  for (const unsigned int command : {1U, 2U, 4U, 5U, 6U, 7U, 8U, 9U, 10U}) {
+    EXPECT_EQ(guest.Call(command, plugin, nullptr), 20000U) << command;
+  }
+  EXPECT_THAT(trace.Texts(), IsEmpty());
+}
+
+TEST_F(DispatchTest, UnknownObject_IsNotFoundByAnyCommand) {
+  PI::CProperty property = Named(30007);
+  property.SetValue("mine");
+  PI::COperation operation = OperationNamed(50002);
+  std::vector<PI::CProperty> properties(3);
+  std::vector<PI::COperation> operations(3);
+  EXPECT_EQ(guest.Call(5, UNKNOWN_OBJECT, &properties), 20008U);
+  EXPECT_THAT(properties, IsEmpty());
+  EXPECT_EQ(guest.Call(6, UNKNOWN_OBJECT, &property), 20008U);
+  EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "mine");
+  EXPECT_EQ(guest.Call(7, UNKNOWN_OBJECT, &property), 20008U);
+  EXPECT_EQ(guest.Call(8, UNKNOWN_OBJECT, &operations), 20008U);
+  EXPECT_THAT(operations, IsEmpty());
+  EXPECT_EQ(guest.Call(9, UNKNOWN_OBJECT, &operation), 20008U);
+  EXPECT_EQ(guest.Call(10, UNKNOWN_OBJECT, &operation), 20008U);
+  for (const PI::CObject& object : guest.Topology()) EXPECT_EQ(object.m_ReadCounter, 0U);
+}
+
+TEST_F(DispatchTest, GetProperties_AnswersForEachKindOfObject) {
+  std::vector<PI::CProperty> properties;
+  EXPECT_EQ(guest.Call(5, plugin, &properties), 0U);
+  EXPECT_EQ(properties.front().m_PropertyID, 30137U);
+  EXPECT_EQ(guest.Call(5, adapter, &properties), 0U);
+  EXPECT_EQ(properties.size(), 28U);  // all but the driver's version, which no module tells
+  EXPECT_EQ(guest.Call(5, drive, &properties), 0U);
+  EXPECT_EQ(properties.size(), 14U);
+}
+
+TEST_F(DispatchTest, GetProperty_GivesTheValueAndCountsTheRead) {
+  PI::CProperty property = Named(30022);
+  EXPECT_EQ(guest.Call(6, drive, &property), 0U);
+  EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "SERIAL-A");
+  EXPECT_EQ(guest.Impl().m_PhysicalDrives.front().m_ReadCounter, 1U);
+}
+
+TEST_F(DispatchTest, GetProperty_ThatTheObjectLacks_FailsButCountsTheRead) {
+  PI::CProperty property = Named(4711);
+  property.SetValue("mine");
+  EXPECT_EQ(guest.Call(6, adapter, &property), 20000U);
+  EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "mine");
+  EXPECT_EQ(guest.Topology()[1].m_ReadCounter, 1U);
+}
+
+TEST_F(DispatchTest, GetProperty_WithTheIdOfAll_GivesTheFirst) {
+  PI::CProperty property = Named(1);
+  EXPECT_EQ(guest.Call(6, adapter, &property), 0U);
+  EXPECT_EQ(property.m_PropertyID, 30007U);
+}
+
+TEST_F(DispatchTest, AnIdOfAdapterAndDrive_MeansTheAdapter) {
+  guest.Impl().m_PhysicalDrives.front().m_ID = adapter;
+  PI::CProperty property = Named(30120);  // only adapters have it
+  EXPECT_EQ(guest.Call(6, adapter, &property), 0U);
+  guest.Impl().m_Adapters.front().m_ID = plugin;
+  property = Named(30005);  // only the plug-in has it
+  EXPECT_EQ(guest.Call(6, plugin, &property), 0U);
+}
+
+TEST_F(DispatchTest, SetProperty_OfAdaptersAndDrives_IsRefused) {
+  PI::CProperty property = Named(30007);
+  EXPECT_EQ(guest.Call(7, adapter, &property), 20004U);
+  EXPECT_EQ(guest.Call(7, drive, &property), 20004U);
+  EXPECT_EQ(guest.Call(7, plugin, &property), 20004U);
+}
+
+TEST_F(DispatchTest, Operations_AreRoutedByObject) {
+  std::vector<PI::COperation> operations(2);
+  EXPECT_EQ(guest.Call(8, adapter, &operations), 0U);
+  EXPECT_THAT(operations, IsEmpty());
+  operations.resize(2);
+  EXPECT_EQ(guest.Call(8, drive, &operations), 0U);
+  EXPECT_THAT(operations, IsEmpty());
+  PI::COperation operation = OperationNamed(50026);
+  EXPECT_EQ(guest.Call(9, drive, &operation), 0U);
+  guest.Impl().m_PhysicalDrives.front().HealthState = 40095;
+  EXPECT_EQ(guest.Call(9, drive, &operation), 20042U);
+  EXPECT_EQ(guest.Call(10, drive, &operation), 20005U);
+  EXPECT_EQ(guest.Call(10, adapter, &operation), 0U);
+}
+
+TEST_F(DispatchTest, AnExceptionOfAHandler_StopsAtTheDoor) {
+  machine.tool.SetHook([](const std::string&) { throw std::runtime_error("out of luck"); });
+  trace.SetMask(2);
+  std::vector<PI::CAdapterID> ids(2);
+  EXPECT_EQ(guest.Call(1, 0, &ids), 20000U);
+  EXPECT_THAT(ids, IsEmpty());
+  EXPECT_TRUE(trace.Has("Exception stopped: out of luck"));
+  machine.tool.SetHook(nullptr);
+  EXPECT_EQ(guest.Call(1, 0, &ids), 0U);  // no lock was left behind
+}
+
+TEST(Dispatch, BeforeStartUp_RequestsAreAnswered) {
+  Guest guest;
+  EXPECT_EQ(guest.Topology().size(), 1U);
+  std::vector<PI::CProperty> properties;
+  EXPECT_EQ(guest.Call(5, 0, &properties), 0U);
+  EXPECT_EQ(properties.size(), 5U);
+  EXPECT_EQ(guest.Call(5, UNKNOWN_OBJECT, &properties), 20008U);
+  PI::COperation operation = OperationNamed(50002);
+  EXPECT_EQ(guest.Call(10, 0, &operation), 0U);  // the events lock is not there: no events
+}
+
+// --- Traces
+
+TEST_F(DispatchTest, GetProperties_OnTheLockLevel_WritesTwoLines) {
+  trace.SetMask(8);
+  std::vector<PI::CProperty> properties;
+  guest.Call(5, plugin, &properties);
+  EXPECT_THAT(trace.Texts(),
+              ElementsAre("Before m_DataLock.Wait (sg)", "After m_DataLock.Wait (sg)"));
+}
+
+TEST_F(DispatchTest, CheckOperation_OnTheLockLevel_WritesFourLines) {
+  trace.SetMask(8);
+  PI::COperation operation = OperationNamed(50026);
+  guest.Call(9, drive, &operation);
+  EXPECT_THAT(trace.Texts(),
+              ElementsAre("ENTER CheckOperation operation=50026", "Before m_DataLock.Wait (sg)",
+                          "After m_DataLock.Wait (sg)", "LEAVE CheckOperation(0)"));
+}
+
+TEST_F(DispatchTest, GetOperations_SaysEnterTwice) {
+  trace.SetMask(16);
+  std::vector<PI::COperation> operations;
+  guest.Call(8, adapter, &operations);
+  EXPECT_THAT(trace.Texts(), ElementsAre("ENTER GetOperations object=0x135000000000001",
+                                         "ENTER GetOperations ret=0"));
+}
+
+TEST_F(DispatchTest, Lookups_TellHowFarTheyWent) {
+  trace.SetMask(4);
+  std::vector<PI::CProperty> properties;
+  PI::CProperty property = Named(30007);
+  guest.Call(5, plugin, &properties);
+  guest.Call(6, plugin, &property);
+  EXPECT_THAT(trace.Texts(), IsEmpty());
+  guest.Call(5, adapter, &properties);
+  guest.Call(6, adapter, &property);
+  guest.Call(5, drive, &properties);
+  guest.Call(6, UNKNOWN_OBJECT, &property);
+  EXPECT_THAT(trace.Texts(),
+              ElementsAre("GetProperties() Adapter = 2", "GetProperty() Adapter = 2",
+                          "GetProperties() Adapter = 2", "GetProperties() PhysicalDrives = 2",
+                          "GetProperty() Adapter = 2", "GetProperty() PhysicalDrives = 2"));
+}
+
+TEST_F(DispatchTest, EveryLine_NamesItsFileAndFunction) {
+  trace.SetMask(EVERY_LEVEL);
+  PI::COperation operation = OperationNamed(50002);
+  std::vector<PI::CObject> objects;
+  guest.Call(9, plugin, &operation);
+  guest.Call(10, plugin, &operation);
+  guest.Call(4, 0, &objects);
+  std::set<std::string> places;
+  for (const frametest::TraceLine& line : trace.Lines()) {
+    places.insert(line.file + ":" + line.function);
+  }
+  EXPECT_THAT(places, ElementsAre("piTorvex/Src/piTorvex:CheckOperation",
+                                  "piTorvex/Src/piTorvex:ExecuteOperation",
+                                  "piTorvex/Src/piTorvexPlugin:ExecutePluginOperation",
+                                  "piTorvex/Src/piTorvexPlugin:GetEvents",
+                                  "piTorvex/Src/piTorvexPlugin:GetTopology",
+                                  "piTorvex/Src/piTorvexPlugin:UpdateObjectInDatabase"));
+}
+
+// --- The plug-in object
+
+TEST_F(DispatchTest, PluginProperties_StandInOrder) {
+  std::vector<PI::CProperty> properties(2);
+  ASSERT_EQ(guest.Call(5, plugin, &properties), 0U);
+  std::vector<std::string> shown;
+  for (const PI::CProperty& property : properties) {
+    const auto* text = boost::get<PI::CStringData>(&property.m_Value);
+    shown.push_back(
+        std::to_string(property.m_PropertyID) + " " + std::to_string(property.m_LabelID) + " " +
+        (text == nullptr ? "-" : text->m_Value) + (property.m_Settable ? " settable" : ""));
+  }
+  EXPECT_THAT(
+      shown, ElementsAre("30137 1 Plugin:ID=309", "30007 23335 Torvex-Plugin", "30099 23340 7.22.0",
+                         "30003 23339 Vioteis.", "30004 23340 3.0.26", "30005 23336 - settable"));
+  int value = 0;
+  int minimum = 0;
+  int maximum = 0;
+  unsigned int step = 0;
+  ASSERT_TRUE(properties.back().GetValue(value, minimum, maximum, step));
+  EXPECT_EQ(value, 30);
+  EXPECT_EQ(minimum, 2);
+  EXPECT_EQ(maximum, 255);
+  EXPECT_EQ(step, 1U);
+}
+
+TEST_F(DispatchTest, PluginProperties_WithoutAToolVersion_LackOne) {
+  guest.Impl().m_ToolVersion.clear();
+  std::vector<PI::CProperty> properties;
+  guest.Call(5, plugin, &properties);
+  EXPECT_EQ(properties.size(), 5U);
+  PI::CProperty property = Named(30004);
+  EXPECT_EQ(guest.Call(6, plugin, &property), 20000U);
+}
+
+TEST_F(DispatchTest, PollInterval_IsClampedStoredAndWritten) {
+  const auto set = [this](int value, int minimum, int maximum) {
+    PI::CProperty property = Named(30005);
+    property.SetValue(value, minimum, maximum, 1U);
+    EXPECT_EQ(guest.Call(7, plugin, &property), 0U);
+    std::string text;
+    PI::CConfigFile file;
+    file.SetFileName("piTorvex.ini");
+    file.ReadKeyValue("PollInterval", text, -1, -1);
+    EXPECT_EQ(text, std::to_string(guest.Impl().PollInterval.load()));
+    return guest.Impl().PollInterval.load();
+  };
+  EXPECT_EQ(set(60, 2, 255), 60U);
+  EXPECT_EQ(set(1, 2, 255), 2U);
+  EXPECT_EQ(set(1000, 2, 255), 255U);
+  EXPECT_EQ(set(5000, 0, 100000), 255U);  // bounds of the host's own making do not widen it
+  EXPECT_EQ(set(-7, -100, 100), 2U);
+  EXPECT_EQ(set(10, 20, 40), 20U);
+  EXPECT_EQ(set(50, 20, 40), 40U);
+  EXPECT_EQ(guest.Topology().front().m_ReadCounter, 7U);
+}
+
+TEST_F(DispatchTest, PollInterval_ThatIsNoRange_IsRefused) {
+  PI::CProperty property = Named(30005);
+  property.SetValue("60");
+  EXPECT_EQ(guest.Call(7, plugin, &property), 20000U);
+  EXPECT_EQ(guest.Impl().PollInterval.load(), 30U);
+  EXPECT_EQ(guest.Topology().front().m_ReadCounter, 0U);
+}
+
+TEST_F(DispatchTest, PollInterval_ThatCannotBeWritten_StaysInMemoryAndSaysSo) {
+  PI::CConfigFile::SetConfigDirectory("/nowhere/at/all");
+  PI::CProperty property = Named(30005);
+  property.SetValue(60, 2, 255, 1U);
+  EXPECT_EQ(guest.Call(7, plugin, &property), 20000U);
+  EXPECT_EQ(guest.Impl().PollInterval.load(), 60U);
+  EXPECT_EQ(guest.Impl().m_PrivateEvent.Wait(0), TLX::Threading::WAIT_ACQUIRED);
+}
+
+TEST_F(DispatchTest, SettingAnythingElse_WakesNobody) {
+  PI::CProperty property = Named(30007);
+  property.SetValue("name");
+  EXPECT_EQ(guest.Call(7, plugin, &property), 20004U);
+  EXPECT_EQ(guest.Impl().m_PrivateEvent.Wait(0), TLX::Threading::WAIT_TIMED_OUT);
+}
+
+TEST_F(DispatchTest, PluginOperations_AreTheEventFetchAlone) {
+  std::vector<PI::COperation> operations(5);
+  for (int round = 0; round < 2; ++round) {
+    ASSERT_EQ(guest.Call(8, plugin, &operations), 0U);
+    ASSERT_EQ(operations.size(), 1U);
+  }
+  EXPECT_THAT(operations.front().m_Numbers, ElementsAre(50002, 50002, 6, 1, 1, 1, 1, 0, 1));
+  EXPECT_FALSE(operations.front().m_Flag);
+  EXPECT_EQ(guest.Call(9, plugin, &operations.front()), 0U);
+}
+
+TEST_F(DispatchTest, Events_AreDeliveredOnceAndOnlyByThePluginObject) {
+  guest.Impl().m_Events.emplace_back(11093, 2, 19002, 1, "first");
+  guest.Impl().m_Events.emplace_back(11094, 3, 19002, 2, "second");
+  PI::COperation operation = OperationNamed(50002);
+  operation.m_Events.emplace_back(1, 1, 1, 1, "old");
+  EXPECT_EQ(guest.Call(10, adapter, &operation), 0U);
+  EXPECT_EQ(operation.m_Events.size(), 1U);  // nothing is fetched there
+  EXPECT_EQ(guest.Call(10, plugin, &operation), 0U);
+  EXPECT_THAT(frametest::IdsOf(operation.m_Events), ElementsAre(11093U, 11094U));
+  EXPECT_EQ(operation.m_Events[1].m_Name, "second");
+  EXPECT_EQ(guest.Call(10, plugin, &operation), 0U);
+  EXPECT_THAT(operation.m_Events, IsEmpty());
+}
+
+TEST_F(DispatchTest, UnknownOperationOfThePlugin_IsRefusedAndTraced) {
+  trace.SetMask(2);
+  PI::COperation operation = OperationNamed(4711);
+  EXPECT_EQ(guest.Call(10, plugin, &operation), 20005U);
+  const std::vector<std::string> texts = trace.Texts();
+  EXPECT_EQ(texts.front(), "ENTER ExecutePluginOperation()");
+  EXPECT_EQ(texts.back(), "LEAVE ExecutePluginOperation() -> 20005");
+}
+
+TEST(Events, WithoutTheirLock_StayQueuedAndTheFetchSaysNothing) {
+  FrameTrace trace(2 | 8);
+  frametest::IPLUGINAPI_IMPL plugin;  // no lock is initialised
+  plugin.m_Events.emplace_back(11093, 2, 19002, 1, "kept");
+  PI::COperation operation = OperationNamed(50002);
+  operation.m_Events.emplace_back(1, 1, 1, 1, "old");
+  EXPECT_EQ(plugin.GetEvents(plugin.m_Plugin, operation), 0U);
+  EXPECT_THAT(operation.m_Events, IsEmpty());
+  EXPECT_EQ(plugin.m_Events.size(), 1U);
+  EXPECT_THAT(trace.Texts(), ElementsAre("ENTER GetEvents()", "Before m_EventsLock.Wait(INFINITE)",
+                                         "After m_EventsLock.Wait(INFINITE)"));
+}
+
+}  // namespace

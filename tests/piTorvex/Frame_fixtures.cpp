@@ -1,0 +1,414 @@
+#include "Frame_fixtures.h"
+
+#include <algorithm>
+#include <regex>
+#include <thread>
+
+#include <boost/variant.hpp>
+
+#include <DB/DatabaseException.h>
+#include <Schema/Tables.h>
+
+extern "C" unsigned int createIf(IPLUGINAPI** out);
+extern "C" void releaseIf(IPLUGINAPI** in);
+
+namespace frametest {
+
+using namespace std::chrono_literals;
+
+bool Eventually(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + 60s;
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::sleep_for(1ms);
+  }
+  return true;
+}
+
+// --- Trace
+
+struct FrameTrace::Sink : TLX::Internals::ITraceSink {
+  void Write(const TLX::Internals::CTraceLine& line) override {
+    const std::lock_guard<std::mutex> guard(mutex);
+    lines.push_back({line.m_Level, line.m_File, line.m_Function, line.m_Text});
+  }
+  mutable std::mutex mutex;
+  std::vector<TraceLine> lines;
+};
+
+FrameTrace::FrameTrace(unsigned int mask) : sink_(std::make_shared<Sink>()) {
+  TLX::Internals::SetTraceSink(sink_);
+  SetMask(mask);
+}
+
+FrameTrace::~FrameTrace() {
+  SetMask(0);
+  TLX::Internals::SetTraceSink(nullptr);
+}
+
+void FrameTrace::SetMask(unsigned int mask) {
+  NAMESPACE_piTorvex::TLX_MODULE_INFO_piTorvex.SetTraceMask(mask);
+}
+
+void FrameTrace::Clear() {
+  const std::lock_guard<std::mutex> guard(sink_->mutex);
+  sink_->lines.clear();
+}
+
+std::vector<TraceLine> FrameTrace::Lines() const {
+  const std::lock_guard<std::mutex> guard(sink_->mutex);
+  return sink_->lines;
+}
+
+std::vector<std::string> FrameTrace::Texts() const {
+  std::vector<std::string> texts;
+  for (const TraceLine& line : Lines()) texts.push_back(line.text);
+  return texts;
+}
+
+std::size_t FrameTrace::Count(const std::string& text) const {
+  const std::vector<std::string> texts = Texts();
+  return static_cast<std::size_t>(std::count(texts.begin(), texts.end(), text));
+}
+
+// --- Tool
+
+namespace {
+
+std::string Member(const char* key, const std::string& text) {
+  return "\"" + std::string(key) + "\":\"" + text + "\",";
+}
+std::string Member(const char* key, bool value) {
+  return "\"" + std::string(key) + "\":" + (value ? "true," : "false,");
+}
+template <class Number>
+std::string Member(const char* key, Number value) {
+  return "\"" + std::string(key) + "\":" + std::to_string(value) + ",";
+}
+
+std::string Section(const std::string& name, std::string members) {
+  if (!members.empty()) members.pop_back();
+  return "{\"" + name + "\":{" + members + "}}";
+}
+
+std::string InventoryOf(const FakeDrive& drive) {
+  return Member("Index", drive.index) + Member("SerialNumber", drive.serial) +
+         Member("ModelNumber", drive.model) + Member("ProductFamily", drive.family) +
+         Member("DevicePath", drive.devicePath) + Member("Firmware", drive.firmware) +
+         Member("Bootloader", drive.bootloader) + Member("SectorSize", drive.sectorSize) +
+         Member("MaximumLBA", drive.maximumLba) + Member("NativeMaxLBA", drive.nativeMaxLba);
+}
+
+std::string HealthOf(const FakeDrive& drive) {
+  return Member("Critical Warnings", drive.warnings) +
+         Member("Available Spare Space has fallen below the threshold", drive.spareLow) +
+         Member("Device reliability has degraded", drive.unreliable) +
+         Member("Media is in a read-only mode", drive.readOnly) +
+         Member("Volatile memory backup device has failed", drive.backupFailed) +
+         Member("Available Spare Normalized percentage of the remaining spare capacity available",
+                drive.spare) +
+         Member("Available Spare Threshold Percentage", drive.spareThreshold) +
+         Member("Percentage Used", drive.percentageUsed) +
+         Member("Data Units Read", drive.unitsRead) +
+         Member("Data Units Written", drive.unitsWritten) + Member("Power On Hours", drive.hours) +
+         Member("Media Errors", drive.mediaErrors);
+}
+
+std::string LogOf(const FakeDrive& drive, const std::string& arguments) {
+  if (drive.healthFails) return {};
+  if (arguments.find("SmartHealthInfo") != std::string::npos) {
+    return Section("SMART and Health Information", HealthOf(drive));
+  }
+  if (arguments.find("TemperatureStatistics") != std::string::npos) {
+    return Section("Temp Statistics", Member("Current Temperature", drive.temperature) +
+                                          Member("Estimated offset in Celsius", drive.offset));
+  }
+  if (arguments.find("-smart") != std::string::npos) {
+    return R"({"SMART Attributes":{"EA":{"Normalized":)" + std::to_string(drive.ea) + "}}}";
+  }
+  return Section(drive.serial, Member("PhysicalSize", drive.capacity));
+}
+
+}  // namespace
+
+FakeTool::FakeTool() : previous_(TLXX::CSystem::SetCommandRunner(this)) {}
+
+FakeTool::~FakeTool() {
+  TLXX::CSystem::SetCommandRunner(previous_);
+}
+
+std::string FakeTool::Answer(const std::string& arguments) const {
+  if (arguments == "version -o json") return R"({"Version Information":{"Version":"3.0.26"}})";
+  if (arguments == "show -all -o json -torvex") {
+    if (inventoryFails_) return {};
+    std::string drives;
+    for (const FakeDrive& drive : drives_) {
+      std::string members = InventoryOf(drive);
+      members.pop_back();
+      drives += "\"Intel SSD " + drive.serial + "\":{" + members + "},";
+    }
+    if (!drives.empty()) drives.pop_back();
+    return "{" + drives + "}";
+  }
+  static const std::string selector = "-torvex ";
+  const std::size_t place = arguments.find(selector);
+  if (place == std::string::npos) return {};
+  const int index = std::stoi(arguments.substr(place + selector.size()));
+  const auto drive = std::find_if(drives_.begin(), drives_.end(),
+                                  [index](const FakeDrive& each) { return each.index == index; });
+  return drive == drives_.end() ? "No device selected" : LogOf(*drive, arguments);
+}
+
+int FakeTool::Execute(const std::string& command, const std::string& arguments,
+                      std::string& output) {
+  std::function<void(const std::string&)> hook;
+  {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    calls_.push_back(arguments);
+    prefix_ = command;
+    hook = hook_;
+  }
+  if (hook) hook(arguments);
+  const std::lock_guard<std::mutex> guard(mutex_);
+  output = Answer(arguments);
+  return 1;
+}
+
+int FakeTool::Execute(const std::string& /*command*/, const std::string& arguments,
+                      std::vector<std::string>& lines) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  calls_.push_back(arguments);
+  lines.clear();
+  return 1;
+}
+
+void FakeTool::Change(const std::function<void(std::vector<FakeDrive>&)>& change) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  change(drives_);
+}
+
+void FakeTool::SetHook(std::function<void(const std::string&)> hook) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  hook_ = std::move(hook);
+}
+
+void FakeTool::FailInventory(bool fail) {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  inventoryFails_ = fail;
+}
+
+std::vector<std::string> FakeTool::Calls() const {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  return calls_;
+}
+
+std::string FakeTool::Prefix() const {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  return prefix_;
+}
+
+std::size_t FakeTool::CountCalls(const std::string& part) const {
+  const std::vector<std::string> calls = Calls();
+  return static_cast<std::size_t>(std::count_if(
+      calls.begin(), calls.end(),
+      [&part](const std::string& call) { return call.find(part) != std::string::npos; }));
+}
+
+void FakeTool::ClearCalls() {
+  const std::lock_guard<std::mutex> guard(mutex_);
+  calls_.clear();
+}
+
+// --- Database
+
+struct FrameDatabase::Dao : DatabaseWrapper::DatabaseDAO {
+  std::vector<std::string> query(std::string statement) override {
+    {
+      const std::lock_guard<std::mutex> guard(mutex);
+      statements.push_back(statement);
+      if (fails && fails(statement)) throw DBEXCEPTION::DatabaseException("disk on fire");
+    }
+    return engine.query(std::move(statement));
+  }
+
+  std::mutex mutex;
+  std::vector<std::string> statements;
+  std::function<bool(const std::string&)> fails;
+  DatabaseWrapper::CSqliteDatabase engine{DatabaseWrapper::IN_MEMORY};
+};
+
+FrameDatabase::FrameDatabase() : dao_(std::make_shared<Dao>()) {
+  Schema::Upgrade(*dao_);
+  dao_->statements.clear();
+  DatabaseWrapper::registerDatabase(
+      std::make_shared<DatabaseWrapper::CHostDatabase>(dao_, Schema::MakeStorage(dao_)));
+}
+
+FrameDatabase::~FrameDatabase() {
+  DatabaseWrapper::registerDatabase(nullptr);
+}
+
+std::vector<std::string> FrameDatabase::Writes() const {
+  const std::lock_guard<std::mutex> guard(dao_->mutex);
+  static const std::regex write("(INSERT|UPDATE|DELETE)(?: INTO| FROM)? (Plugin|Adapter|PD)\\b");
+  std::vector<std::string> writes;
+  for (const std::string& statement : dao_->statements) {
+    std::smatch match;
+    if (std::regex_search(statement, match, write)) {
+      writes.push_back(match[1].str() + " " + match[2].str());
+    }
+  }
+  return writes;
+}
+
+std::size_t FrameDatabase::SentCount() const {
+  const std::lock_guard<std::mutex> guard(dao_->mutex);
+  return dao_->statements.size();
+}
+
+void FrameDatabase::ClearWrites() {
+  const std::lock_guard<std::mutex> guard(dao_->mutex);
+  dao_->statements.clear();
+}
+
+void FrameDatabase::FailWhen(std::function<bool(const std::string&)> fails) {
+  const std::lock_guard<std::mutex> guard(dao_->mutex);
+  dao_->fails = std::move(fails);
+}
+
+std::vector<std::string> FrameDatabase::Column(const std::string& table, const std::string& column,
+                                               const std::string& where) {
+  return dao_->engine.query("SELECT " + column + " FROM " + table + " WHERE " + where +
+                            " ORDER BY ID");
+}
+
+// --- Machine
+
+Machine::Machine() : configBefore_(PI::CConfigFile::ConfigDirectory()) {
+  PI::CConfigFile::SetConfigDirectory(config_.Path().string());
+}
+
+Machine::~Machine() {
+  PI::CConfigFile::SetConfigDirectory(configBefore_);
+}
+
+FakeDrive Machine::Report(const std::string& serial) {
+  FakeDrive drive;
+  drive.index = drives_;
+  drive.serial = serial;
+  drive.devicePath = "/dev/nvme" + std::to_string(drives_);
+  return drive;
+}
+
+namespace {
+
+std::string BusText(int bus) {
+  char text[8];
+  std::snprintf(text, sizeof text, "%02x", static_cast<unsigned int>(bus) & 0xFFU);
+  return text;
+}
+
+}  // namespace
+
+void Machine::AddDrive(const std::string& serial, const std::string& pciDevice) {
+  const FakeDrive drive = Report(serial);
+  const std::string function = sysfs.Pci(
+      "pci0000:00/0000:00:03.0/0000:" + BusText(drives_ + 1) + ":00.0", "0x8086", pciDevice);
+  sysfs.Controller(function, "nvme" + std::to_string(drives_));
+  ++drives_;
+  tool.Change([&drive](std::vector<FakeDrive>& drives) { drives.push_back(drive); });
+}
+
+void Machine::AddManagedDrive(const std::string& serial) {
+  const FakeDrive drive = Report(serial);
+  const std::string bus = BusText(drives_ + 1);
+  sysfs.Pci("pci0000:00/0000:00:" + bus + ".5", "0x8086", "0x201d");
+  const std::string function = sysfs.Pci(
+      "pci0000:00/0000:00:" + bus + ".5/pci10000:00/10000:" + bus + ":00.0", "0x8086", "0x0a54");
+  sysfs.Controller(function, "nvme" + std::to_string(drives_));
+  ++drives_;
+  tool.Change([&drive](std::vector<FakeDrive>& drives) { drives.push_back(drive); });
+}
+
+void Machine::Option(const std::string& file, const std::string& text) {
+  vxtest::WriteFile(config_ / file, text);
+}
+
+// --- Host
+
+Guest::Guest() {
+  if (createIf(&api_) != 0) throw std::runtime_error("createIf failed");
+}
+
+Guest::~Guest() {
+  if (workerStarted_) (void)DeInitialize();
+  releaseIf(&api_);
+}
+
+unsigned int Guest::Call(unsigned int command, unsigned long object, void* data) {
+  return api_->Execute(static_cast<PI::_COMMAND>(command), object, data);
+}
+
+unsigned int Guest::Initialize() {
+  ids.clear();
+  return Initialize(ids);
+}
+
+unsigned int Guest::SetAdapterIDs() {
+  int number = 0;
+  for (PI::CAdapterID& id : ids) id.m_HostNumber = ++number;
+  workerStarted_ = true;
+  return Call(2, 0, &ids);
+}
+
+unsigned int Guest::DeInitialize() {
+  workerStarted_ = false;
+  return Call(3, 0, nullptr);
+}
+
+std::vector<PI::CObject> Guest::Topology() {
+  std::vector<PI::CObject> objects;
+  if (Call(4, 0, &objects) != 0) throw std::runtime_error("no topology");
+  return objects;
+}
+
+std::vector<PI::CEvent> Guest::FetchEvents() {
+  PI::COperation operation;
+  operation.SetOperationID(50002);
+  if (Call(10, PluginId(), &operation) != 0) throw std::runtime_error("no events");
+  return operation.m_Events;
+}
+
+unsigned long Guest::PluginId() {
+  return Topology().front().m_ID;
+}
+
+const PI::CObject* ObjectOf(const std::vector<PI::CObject>& objects, unsigned int type,
+                            std::size_t position) {
+  for (const PI::CObject& object : objects) {
+    if (object.m_Type == type && position-- == 0) return &object;
+  }
+  return nullptr;
+}
+
+const PI::CProperty* PropertyOf(const PI::CObject& object, unsigned int id) {
+  for (const PI::CProperty& property : object.m_Properties) {
+    if (property.m_PropertyID == id) return &property;
+  }
+  return nullptr;
+}
+
+std::string TextOf(const PI::CObject& object, unsigned int id) {
+  const PI::CProperty* const property = PropertyOf(object, id);
+  const auto* text =
+      property == nullptr ? nullptr : boost::get<PI::CStringData>(&property->m_Value);
+  return text == nullptr ? "" : text->m_Value;
+}
+
+std::vector<unsigned int> IdsOf(const std::vector<PI::CEvent>& events) {
+  std::vector<unsigned int> ids;
+  for (const PI::CEvent& event : events) ids.push_back(event.m_EventID);
+  return ids;
+}
+
+}  // namespace frametest

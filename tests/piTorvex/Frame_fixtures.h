@@ -1,0 +1,228 @@
+#pragma once
+
+#include "piTorvex.h"
+#include "platform/TLXX/Sysfs.h"
+#include "support/Files.h"
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <DB/Database.h>
+#include <DB/Sqlite.h>
+#include <PI/ConfigFile.h>
+#include <PI/PluginApi.h>
+#include <TLX/Internals/TraceSink.h>
+#include <TLX/Misc/Clock.h>
+#include <TLXX/System.h>
+
+// What the tests of the plug-in's frame stand on: a machine with drives, a tool that reports them,
+// a database, and a recorder of the trace. Real clocks run in real time unless a test speeds them
+// up.
+namespace frametest {
+
+using NAMESPACE_piTorvex::IPLUGINAPI_IMPL;
+
+// Waits until the condition holds, 60 s at most. Whether it does.
+bool Eventually(const std::function<bool()>& condition);
+
+// --- Trace
+
+struct TraceLine {
+  unsigned int level;
+  std::string file;
+  std::string function;
+  std::string text;
+  bool operator==(const TraceLine&) const = default;
+};
+
+// Keeps the plug-in's trace lines while it lives. [any thread]
+class FrameTrace {
+ public:
+  explicit FrameTrace(unsigned int mask = 0);
+  ~FrameTrace();
+  FrameTrace(const FrameTrace&) = delete;
+  FrameTrace& operator=(const FrameTrace&) = delete;
+
+  void SetMask(unsigned int mask);
+  void Clear();
+  std::vector<TraceLine> Lines() const;
+  std::vector<std::string> Texts() const;
+  std::size_t Count(const std::string& text) const;
+  bool Has(const std::string& text) const { return Count(text) != 0; }
+
+ private:
+  struct Sink;
+  std::shared_ptr<Sink> sink_;
+};
+
+// --- Tool
+
+// One drive as the tool reports it.
+struct FakeDrive {
+  int index = 0;
+  std::string serial;
+  std::string model = "INTEL SSDPE2KX020T8";
+  std::string family = "Intel SSD DC P4510 Series";
+  std::string devicePath;
+  std::string firmware = "VDV10131";
+  std::string bootloader = "0136";
+  unsigned int sectorSize = 512;
+  unsigned long maximumLba = 3'907'029'167;
+  unsigned long nativeMaxLba = 3'907'029'168;
+  int warnings = 0;
+  bool spareLow = false;
+  bool unreliable = false;
+  bool readOnly = false;
+  bool backupFailed = false;
+  int spare = 100;
+  int spareThreshold = 10;
+  int percentageUsed = 0;
+  std::string unitsRead = "1F4";  // hexadecimal
+  std::string unitsWritten = "2";
+  std::string hours = "64";
+  std::string mediaErrors = "0";
+  int temperature = 30;
+  int offset = 0;
+  unsigned long ea = 100;
+  unsigned long capacity = 2'000'398'934'016;
+  bool healthFails = false;
+};
+
+// The tool: answers the plug-in's queries from a list of drives, in place of the real runner while
+// it lives. [any thread]
+class FakeTool : public TLXX::ICommandRunner {
+ public:
+  FakeTool();
+  ~FakeTool() override;
+
+  int Execute(const std::string& command, const std::string& arguments,
+              std::string& output) override;
+  int Execute(const std::string& command, const std::string& arguments,
+              std::vector<std::string>& lines) override;
+
+  void Change(const std::function<void(std::vector<FakeDrive>&)>& change);
+  // Called in each run before it answers, without a lock; may block.
+  void SetHook(std::function<void(const std::string& arguments)> hook);
+  void FailInventory(bool fail);
+  std::vector<std::string> Calls() const;
+  std::string Prefix() const;  // of the latest run
+  std::size_t CountCalls(const std::string& part) const;
+  void ClearCalls();
+
+ private:
+  std::string Answer(const std::string& arguments) const;
+
+  mutable std::mutex mutex_;
+  std::vector<FakeDrive> drives_;
+  std::vector<std::string> calls_;
+  std::string prefix_;
+  std::function<void(const std::string&)> hook_;
+  bool inventoryFails_ = false;
+  TLXX::ICommandRunner* previous_;
+};
+
+// --- Database
+
+// A database in memory with the host's tables, registered while it lives. Keeps what is sent.
+class FrameDatabase {
+ public:
+  FrameDatabase();
+  ~FrameDatabase();
+  FrameDatabase(const FrameDatabase&) = delete;
+  FrameDatabase& operator=(const FrameDatabase&) = delete;
+
+  // The statements that write, as "INSERT Adapter 1", "UPDATE PD SERIAL", "DELETE Plugin".
+  std::vector<std::string> Writes() const;
+  std::size_t SentCount() const;
+  void ClearWrites();
+  // Statements for which this is true fail.
+  void FailWhen(std::function<bool(const std::string& statement)> fails);
+  // One column, row by row.
+  std::vector<std::string> Column(const std::string& table, const std::string& column,
+                                  const std::string& where = "1");
+
+ private:
+  struct Dao;
+  std::shared_ptr<Dao> dao_;
+};
+
+// --- Machine
+
+// A machine with an options directory of its own and no drive.
+class Machine {
+ public:
+  Machine();
+  ~Machine();
+  Machine(const Machine&) = delete;
+  Machine& operator=(const Machine&) = delete;
+
+  // Puts a drive on PCI bus number (its position + 1) of domain 0 and reports it. The device name
+  // and the tool's index are the position.
+  void AddDrive(const std::string& serial, const std::string& pciDevice = "0x0a54");
+  // The same behind a volume-management controller.
+  void AddManagedDrive(const std::string& serial);
+  void Option(const std::string& file, const std::string& text);
+
+  FakeTool tool;
+  tlxxtest::Sysfs sysfs;
+
+ private:
+  FakeDrive Report(const std::string& serial);
+
+  vxtest::TempDir config_;
+  std::string configBefore_;
+  int drives_ = 0;
+};
+
+// --- Host
+
+// The plug-in as a host holds it: created by the exported function, called through Execute. Stops
+// the worker and gives the plug-in back at the end.
+class Guest {
+ public:
+  Guest();
+  ~Guest();
+  Guest(const Guest&) = delete;
+  Guest& operator=(const Guest&) = delete;
+
+  IPLUGINAPI_IMPL& Impl() { return *static_cast<IPLUGINAPI_IMPL*>(api_); }
+  IPLUGINAPI& Api() { return *api_; }
+
+  unsigned int Call(unsigned int command, unsigned long object, void* data);
+  unsigned int Initialize(std::vector<PI::CAdapterID>& ids) { return Call(1, 0, &ids); }
+  unsigned int Initialize();
+  // Numbers the adapters of the latest Initialize from 1 up.
+  unsigned int SetAdapterIDs();
+  unsigned int DeInitialize();
+  std::vector<PI::CObject> Topology();
+  std::vector<PI::CEvent> FetchEvents();
+  unsigned long PluginId();
+
+  std::vector<PI::CAdapterID> ids;
+
+ private:
+  IPLUGINAPI* api_ = nullptr;
+  bool workerStarted_ = false;
+};
+
+// Runs the clock faster for a scope.
+class FasterClock {
+ public:
+  explicit FasterClock(double scale) { TLX::Misc::CClock::SetTimeScale(scale); }
+  ~FasterClock() { TLX::Misc::CClock::SetTimeScale(1); }
+  FasterClock(const FasterClock&) = delete;
+  FasterClock& operator=(const FasterClock&) = delete;
+};
+
+const PI::CObject* ObjectOf(const std::vector<PI::CObject>& objects, unsigned int type,
+                            std::size_t position = 0);
+const PI::CProperty* PropertyOf(const PI::CObject& object, unsigned int id);
+std::string TextOf(const PI::CObject& object, unsigned int id);  // "" when there is none
+std::vector<unsigned int> IdsOf(const std::vector<PI::CEvent>& events);
+
+}  // namespace frametest
