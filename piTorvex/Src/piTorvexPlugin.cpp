@@ -196,12 +196,13 @@ unsigned int ClampPollInterval(unsigned long seconds) {
 // a minus sign and wrap around, so that a typing error could stop the scans for good.
 template <class Number>
 boost::optional<Number> ParseDecimal(const std::string& text) {
-  const std::size_t first = text.find_first_not_of(" \t\n\v\f\r");
-  if (first == std::string::npos || text[first] == '-') return boost::none;
   boost::cnv::cstream converter;
   converter(std::locale::classic());
   converter(std::dec)(std::skipws);
-  return boost::convert<Number>(text, converter);
+  boost::optional<Number> number = boost::convert<Number>(text, converter);
+  const std::size_t first = text.find_first_not_of(" \t\n\v\f\r");
+  if (first != std::string::npos && text[first] == '-') number = boost::none;
+  return number;
 }
 
 // The number under the key, or the default when there is none.
