@@ -88,7 +88,7 @@ void Take(const std::string& place, const Value& value, std::optional<T>& out) {
 // One object of the file: hands out its members and, at the end, refuses those nobody asked for.
 class ObjectReader {
  public:
-  ObjectReader(const Value& value, std::string place) : value_(value), place_(std::move(place)) {
+  ObjectReader(const Value& value, std::string place) : place_(std::move(place)) {
     if (!value.IsObject()) FailKind(place_, value, "an object");
     for (const auto& member : value.GetObject()) {
       const std::string name = TextOf(member.name);
@@ -139,7 +139,6 @@ class ObjectReader {
   }
 
  private:
-  const Value& value_;
   std::string place_;
   std::map<std::string, const Value*> members_;
   std::vector<std::string> known_;
