@@ -7,6 +7,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sched.h>
 
 #include <TLX/Threading/Event.h>
 #include <TLX/Threading/FastMutex.h>
@@ -116,7 +117,46 @@ TEST(FastMutex, Wait_InQueue_GetsTheMutexWhenItsOwnerReleasesIt) {
   EXPECT_TRUE(FreeForOthers(mutex));
 }
 
-// The owner never pauses, yet the other one gets its turn: without the hand-over this runs on.
+// Lets another thread queue for the mutex, takes it again before that thread gets there, and
+// releases it once more. Returns whether the other thread then was the owner.
+bool GrantedOnceItCameTooLate(CFastMutex& mutex) {
+  CEvent done;
+  done.Init(false, true);
+  EXPECT_EQ(mutex.Wait(0), 1U);
+  Running waiting([&] {
+    // As a batch job it does not displace the owner when it is woken.
+    const sched_param batch{};
+    EXPECT_EQ(sched_setscheduler(0, SCHED_BATCH, &batch), 0);
+    EXPECT_EQ(mutex.Wait(WAIT_INFINITE), 1U);
+    done.Wait(WAIT_INFINITE);
+    mutex.Release();
+  });
+  waiting.WaitUntilAsleep();
+  bool owned = true;
+  // Twice, for the thread may have been seen asleep on its way to the queue.
+  for (int attempt = 0; owned && attempt < 2; ++attempt) {
+    const long sleeps = waiting.Sleeps();
+    mutex.Release();
+    owned = mutex.Wait(0) == 1;
+    while (owned && waiting.Sleeps() == sleeps) std::this_thread::yield();
+    if (!owned) break;
+    waiting.WaitUntilAsleep();
+    mutex.Release();
+    owned = mutex.Wait(0) == 1;
+  }
+  if (owned) mutex.Release();
+  done.Set();
+  return !owned;
+}
+
+TEST(FastMutex, Wait_ThatCameTooLate_IsGivenTheMutexByTheNextRelease) {
+  CFastMutex mutex;
+  mutex.Init();
+  for (int round = 0; round < 10; ++round) EXPECT_TRUE(GrantedOnceItCameTooLate(mutex));
+  EXPECT_TRUE(FreeForOthers(mutex));
+}
+
+// The owner never pauses, yet the other one gets its turns.
 TEST(FastMutex, Wait_AgainstAnOwnerThatTakesItAgainAtOnce_IsNotStarved) {
   CFastMutex mutex;
   mutex.Init();

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -34,7 +35,16 @@ class Body : public TLX::Delegates_and_Calls::CDelegateTarget {
   // Waits until the thread runs and the system shows it asleep. The thread may be on its way to
   // where it is meant to sleep, so tests must hold in either case.
   void WaitUntilAsleep() const {
-    while (thread_ == 0 || State(thread_) != 'S') std::this_thread::yield();
+    while (thread_ == 0 || !Asleep()) std::this_thread::yield();
+  }
+
+  // How often the thread has gone to sleep so far, as the system counts it.
+  long Sleeps() const {
+    std::ifstream file(File("status"));
+    constexpr std::string_view NAME = "voluntary_ctxt_switches:";
+    for (std::string line; std::getline(file, line);)
+      if (line.starts_with(NAME)) return std::stol(line.substr(NAME.size()));
+    return -1;
   }
 
  private:
@@ -43,12 +53,17 @@ class Body : public TLX::Delegates_and_Calls::CDelegateTarget {
     run_();
   }
 
-  static char State(int thread) {
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+  std::string File(const char* name) const {
+    return "/proc/self/task/" + std::to_string(thread_) + '/' + name;
+  }
+
+  // Waiting for a thread that has ended is pointless, so it counts as asleep.
+  bool Asleep() const {
+    std::ifstream file(File("stat"));
     std::string text;
     std::getline(file, text);
     const std::size_t place = text.rfind(") ");
-    return place == std::string::npos ? 'S' : text[place + 2];
+    return place == std::string::npos || text[place + 2] == 'S';
   }
 
   const std::function<void()> run_;
@@ -65,6 +80,7 @@ class Running {
   Running& operator=(const Running&) = delete;
 
   void WaitUntilAsleep() const { body_.WaitUntilAsleep(); }
+  long Sleeps() const { return body_.Sleeps(); }
   unsigned int Join() { return thread_.Wait(TLX::Threading::WAIT_INFINITE); }
   bool Cancel() { return thread_.Native().Cancel(); }
   TLX::Threading::CThread& Thread() { return thread_; }
