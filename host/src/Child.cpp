@@ -53,6 +53,11 @@ int Reap(pid_t child) {
 
 }  // namespace
 
+std::string WithoutLineEnd(std::string text) {
+  text.erase(text.find_last_not_of("\r\n ") + 1);
+  return text;
+}
+
 ChildResult RunChild(const std::vector<std::string>& words) {
   std::array<int, 2> pipe{};
   if (::pipe2(pipe.data(), O_CLOEXEC) != 0) return {-1, std::strerror(errno)};

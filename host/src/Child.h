@@ -15,4 +15,7 @@ struct ChildResult {
 // [any thread]
 ChildResult RunChild(const std::vector<std::string>& words);
 
+// Without blanks and line ends at its end: what a program said, as part of a line.
+std::string WithoutLineEnd(std::string text);
+
 }  // namespace vxhost

@@ -1,7 +1,10 @@
 #include "Commands.h"
 
+#include "Child.h"
+#include "Database.h"
 #include "Json.h"
 #include "Rpc.h"
+#include "Service.h"
 #include "Started.h"
 #include "TreeView.h"
 
@@ -11,6 +14,10 @@
 namespace vxhost {
 
 namespace {
+
+constexpr ArgumentRow OBJECT = {"OBJECT", "id, serial number, device path or host number"};
+constexpr ArgumentRow PROPERTY = {"PROPERTY", "number or name of the property"};
+constexpr ArgumentRow VALUE = {"VALUE", "new value"};
 
 std::string TreeJson(const std::vector<StartedPlugin>& plugins) {
   JsonText json;
@@ -44,6 +51,7 @@ PluginLibrary LoadTheOne(const Host& host) {
 }  // namespace
 
 int RunTree(Host& host) {
+  RequireNoDatabase(host);
   HostNumbers numbers;
   const std::vector<StartedPlugin> plugins = StartPlugins(host, numbers);
   if (host.Settings().m_Json) {
@@ -59,14 +67,45 @@ int RunTree(Host& host) {
 
 int RunRpc(Host& host) {
   const PluginLibrary plugin = LoadTheOne(host);
-  RpcServer server(plugin, host.Out(), host.Settings().m_TimeScale);
+  MirrorDatabase database(host, MirrorDatabase::Default::None);
+  RpcServer server(plugin, host.Out(), database, host.Settings().m_TimeScale);
   return server.Run(STDIN_FILENO) ? EXIT_DONE : EXIT_FAILED;
+}
+
+int RunService(Host& host) {
+  Service service(host);
+  return service.Run();
+}
+
+int RunSimulate(Host& host) {
+  std::vector<std::string> words = {Simulation::CheckedTool(host.Home()), "simulator"};
+  const std::vector<std::string>& edit = host.Settings().m_Arguments;
+  words.insert(words.end(), edit.begin(), edit.end());
+  if (edit.empty()) words.emplace_back("--help");
+  const ChildResult result = RunChild(words);
+  if (result.m_Status != 0) {
+    Say(WithoutLineEnd(result.m_Output));
+    return result.m_Status > 0 ? result.m_Status : EXIT_FAILED;
+  }
+  host.Out().Write(result.m_Output);
+  return EXIT_DONE;
 }
 
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
       {{"tree", "Show plug-ins, adapters and drives as a tree", {}}, RunTree},
+      {{"show", "Show an object with its properties", {OBJECT}}, RunShow},
+      {{"get", "Show one property of an object", {OBJECT, PROPERTY}}, RunGet},
+      {{"set", "Set a property of an object", {OBJECT, PROPERTY, VALUE}}, RunSet},
+      {{"ops", "Show the operations of an object", {OBJECT}}, RunOps},
+      {{"run", "Run plug-ins as a service in the foreground and print their events", {}},
+       RunService},
       {{"rpc", "Serve a plug-in call by call: JSON lines in, JSON lines out", {}}, RunRpc},
+      {{"db", "Show the rows of the database", {}}, RunDatabase},
+      {{"simulate",
+        "Change a fleet of simulated drives: pull, plug, heat, wear, fail ...",
+        {{"EDIT", "what to do; without it: help", true}}},
+       RunSimulate},
   };
   return commands;
 }

@@ -18,6 +18,13 @@ struct Command {
 const std::vector<Command>& Commands();
 
 int RunTree(Host& host);
+int RunShow(Host& host);
+int RunGet(Host& host);
+int RunSet(Host& host);
+int RunOps(Host& host);
+int RunService(Host& host);
 int RunRpc(Host& host);
+int RunSimulate(Host& host);
+int RunDatabase(Host& host);
 
 }  // namespace vxhost

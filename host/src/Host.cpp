@@ -92,7 +92,7 @@ void Host::SetUpDirectories() {
     TLXX::CConfigManager::SetSysfsRoot(std::filesystem::absolute(options_.m_Sysfs).string());
   }
   if (!options_.m_Simulate.empty()) {
-    simulation_ = std::make_unique<Simulation>(home_ / "bin" / "isdct", options_.m_Simulate);
+    simulation_ = std::make_unique<Simulation>(home_, options_.m_Simulate);
     signals_.SetCleanUp([this] { simulation_->Remove(); });
   }
 }

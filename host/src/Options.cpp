@@ -1,5 +1,6 @@
 #include "Options.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include <CLI/CLI.hpp>
@@ -42,18 +43,22 @@ void AddGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--time-scale", options.m_TimeScale, "Run the clock N times faster")
       ->type_name("N")
       ->check(CLI::Range(1.0, HIGHEST_SCALE));
+  app.add_option("--db", options.m_Database,
+                 "Database of the mirror; run writes one in the state directory unless told")
+      ->type_name("sqlite:PATH|none");
   app.add_flag("--json", options.m_Json, "Print JSON for scripts");
 }
 
 void AddCommand(CLI::App& app, const CommandRow& row, Options& options) {
   CLI::App* const command = app.add_subcommand(row.name, row.help);
-  command->fallthrough();
+  const bool takesRest = std::any_of(row.arguments.begin(), row.arguments.end(),
+                                     [](const ArgumentRow& argument) { return argument.rest; });
+  // Global options may stand behind the command, unless what stands there belongs to another
+  // program.
+  command->fallthrough(!takesRest)->prefix_command(takesRest);
   for (std::size_t i = 0; i < row.arguments.size(); ++i) {
     const ArgumentRow& argument = row.arguments[i];
-    if (argument.rest) {
-      command->prefix_command();
-      continue;
-    }
+    if (argument.rest) continue;
     command
         ->add_option_function<std::string>(
             argument.name,

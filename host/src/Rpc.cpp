@@ -54,9 +54,11 @@ std::string Answer(const RpcRequest& request, unsigned int result) {
 
 }  // namespace
 
-RpcServer::RpcServer(const PluginLibrary& plugin, Output& output, double timeScale)
+RpcServer::RpcServer(const PluginLibrary& plugin, Output& output, MirrorDatabase& database,
+                     double timeScale)
     : plugin_(plugin),
       output_(output),
+      database_(database),
       timeScale_(timeScale),
       notifier_([this] { WriteNotification(); }) {
   const unsigned int result = Create();
@@ -127,8 +129,13 @@ std::string RpcServer::Call(RpcRequest& request) {
 
 unsigned int RpcServer::Create() {
   TLX::Misc::CClock::SetTimeScale(timeScale_);
-  notifications_ = 0;
+  {
+    const std::lock_guard lock(notifying_);
+    notifications_ = 0;
+  }
   workerMayRun_ = false;
+  if (created_) database_.RemoveEarlierRun();
+  created_ = true;
   const unsigned int result = plugin_.Create(&interface_);
   if (interface_ != nullptr) notifier_.Attach(*interface_);
   return result;
@@ -140,6 +147,8 @@ void RpcServer::Release() {
 }
 
 void RpcServer::WriteNotification() {
+  // The number is taken under the same lock as the line is written: the lines count upwards.
+  const std::lock_guard lock(notifying_);
   JsonText json;
   json.StartObject().Key("notify").Unsigned(++notifications_).EndObject();
   output_.WriteLine(json.Take());

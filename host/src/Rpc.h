@@ -1,10 +1,11 @@
 #pragma once
 
+#include "Database.h"
 #include "Output.h"
 #include "Plugin.h"
 #include "RpcRequest.h"
 
-#include <atomic>
+#include <mutex>
 #include <string_view>
 #include <variant>
 
@@ -15,7 +16,8 @@ namespace vxhost {
 class RpcServer {
  public:
   // Creates the interface object and sets its callback.
-  RpcServer(const PluginLibrary& plugin, Output& output, double timeScale);
+  RpcServer(const PluginLibrary& plugin, Output& output, MirrorDatabase& database,
+            double timeScale);
   ~RpcServer();  // command 3 if command 2 was called and 3 was not, then releaseIf
   RpcServer(const RpcServer&) = delete;
   RpcServer& operator=(const RpcServer&) = delete;
@@ -33,10 +35,13 @@ class RpcServer {
 
   const PluginLibrary& plugin_;
   Output& output_;
+  MirrorDatabase& database_;
   const double timeScale_;
   Notifier notifier_;
-  std::atomic<unsigned long> notifications_{0};
+  std::mutex notifying_;
+  unsigned long notifications_ = 0;  // since createIf, guarded by notifying_
   IPLUGINAPI* interface_ = nullptr;
+  bool created_ = false;       // createIf was called before
   bool workerMayRun_ = false;  // command 2 was called and 3 was not
 };
 

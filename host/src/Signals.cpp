@@ -12,7 +12,7 @@ namespace vxhost {
 
 namespace {
 
-constexpr std::array SIGNALS = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::array SIGNALS = {SIGINT, SIGTERM, SIGHUP, SIGUSR1};
 
 // The ends of the pipe that the handler writes into; a handler can reach nothing else.
 std::array<int, 2> g_pipe = {-1, -1};

@@ -6,9 +6,9 @@
 
 namespace vxhost {
 
-// Takes SIGINT, SIGTERM and SIGHUP off the process and hands them to a function, on a thread of its
-// own, so that the process can tidy up. Programs that are run later have the signals as usual. One
-// per process.
+// Takes SIGINT, SIGTERM, SIGHUP and SIGUSR1 off the process and hands them to a function, on a
+// thread of its own, so that the process can tidy up. Programs that are run later have the signals
+// as usual. One per process.
 class SignalWatch {
  public:
   SignalWatch();

@@ -24,11 +24,6 @@ namespace {
 // What the stand-in says of itself first, and no other tool.
 constexpr std::string_view IDENTITY = "isdct simulator ";
 
-std::string WithoutLineEnd(std::string text) {
-  text.erase(text.find_last_not_of("\r\n ") + 1);
-  return text;
-}
-
 std::filesystem::path MakeDirectory() {
   std::string name = (std::filesystem::temp_directory_path() / "vxhost-XXXXXX").string();
   if (::mkdtemp(name.data()) == nullptr) {
@@ -55,9 +50,8 @@ bool Names(const char* buffer, std::size_t length, const std::string& file) {
 
 }  // namespace
 
-Simulation::Simulation(std::filesystem::path tool, std::filesystem::path fleet)
-    : tool_(std::move(tool)), fleet_(std::filesystem::absolute(fleet)) {
-  CheckTool();
+Simulation::Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet)
+    : tool_(CheckedTool(home)), fleet_(std::filesystem::absolute(fleet)) {
   directory_ = MakeDirectory();
   std::filesystem::create_directory(directory_ / "sys");
   std::filesystem::create_directory(directory_ / "state");
@@ -82,12 +76,12 @@ Simulation::~Simulation() {
   Remove();
 }
 
-void Simulation::CheckTool() const {
-  const ChildResult identity = RunChild({tool_.string(), "simulator", "identify"});
-  if (identity.m_Status == 0 && identity.m_Output.starts_with(IDENTITY)) return;
-  throw Failure(
-      EXIT_FAILED,
-      fmt::format("--simulate runs no tool but the simulator, and {} is not it", tool_.string()));
+std::string Simulation::CheckedTool(const std::filesystem::path& home) {
+  const std::string tool = (home / "bin" / "isdct").string();
+  const ChildResult identity = RunChild({tool, "simulator", "identify"});
+  if (identity.m_Status == 0 && identity.m_Output.starts_with(IDENTITY)) return tool;
+  throw Failure(EXIT_FAILED,
+                fmt::format("simulated drives need the simulator, and {} is not it", tool));
 }
 
 void Simulation::StopFollowing() {
@@ -128,8 +122,8 @@ void Simulation::Follow() {
 bool Simulation::Lay(std::string& problem) {
   const std::lock_guard lock(mutex_);
   if (removed_) return true;
-  const ChildResult result = RunChild({tool_.string(), "simulator", "sysfs", "--fleet",
-                                       fleet_.string(), "--root", (directory_ / "sys").string()});
+  const ChildResult result = RunChild({tool_, "simulator", "sysfs", "--fleet", fleet_.string(),
+                                       "--root", (directory_ / "sys").string()});
   if (result.m_Status == 0) return true;
   problem = fmt::format("fleet {}: {}", fleet_.string(), WithoutLineEnd(result.m_Output));
   return false;

@@ -12,9 +12,9 @@ namespace vxhost {
 // tree anew whenever the fleet file changes. One per process.
 class Simulation {
  public:
-  // tool: the stand-in; any other program is refused. Throws Failure with what the stand-in says
-  // about the fleet. [before plug-ins are loaded]
-  Simulation(std::filesystem::path tool, std::filesystem::path fleet);
+  // home: the runtime tree, whose tool must be the stand-in. Throws Failure, with what the stand-in
+  // says about the fleet. [before plug-ins are loaded]
+  Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet);
   ~Simulation();  // Remove
   Simulation(const Simulation&) = delete;
   Simulation& operator=(const Simulation&) = delete;
@@ -22,14 +22,16 @@ class Simulation {
   // Removes the tree; it is not laid again. [any thread]
   void Remove();
 
+  // The path of the runtime tree's tool. Throws Failure unless it is the stand-in.
+  static std::string CheckedTool(const std::filesystem::path& home);
+
  private:
-  void CheckTool() const;
   void StartFollowing();
   void StopFollowing();
   void Follow();
   bool Lay(std::string& problem);
 
-  const std::filesystem::path tool_;
+  const std::string tool_;
   const std::filesystem::path fleet_;
   std::filesystem::path directory_;
   std::mutex mutex_;

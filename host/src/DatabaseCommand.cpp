@@ -1,0 +1,99 @@
+#include "Commands.h"
+#include "Database.h"
+#include "Json.h"
+#include "TreeView.h"
+
+#include <algorithm>
+#include <charconv>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include <DB/DatabaseException.h>
+#include <Schema/Database.h>
+#include <Schema/Tables.h>
+
+namespace vxhost {
+
+namespace {
+
+// A cell as JSON: numbers as they are stored, lists as lists.
+void WriteCell(JsonText& json, const Schema::CColumn& column, const Schema::CCell& cell) {
+  if (!cell) {
+    json.Null();
+  } else if (column.Kind == Schema::CKind::Text) {
+    json.Text(*cell);
+  } else if (column.Kind == Schema::CKind::List) {
+    json.StartArray();
+    for (const std::string& item : Schema::Items(*cell)) json.Text(item);
+    json.EndArray();
+  } else {
+    double number = 0;
+    const char* const end = cell->data() + cell->size();
+    const bool isNumber = std::from_chars(cell->data(), end, number).ptr == end && !cell->empty();
+    isNumber ? json.Raw(*cell) : json.Text(*cell);
+  }
+}
+
+void WriteTable(JsonText& json, const Schema::CTable& table, const Schema::CDatabase& database) {
+  json.Key(table.Name).StartArray();
+  for (const Schema::CRow& row : database.Read(table.Name)) {
+    json.StartObject();
+    for (std::size_t i = 0; i < table.Columns.size(); ++i) {
+      json.Key(table.Columns[i].Name);
+      WriteCell(json, table.Columns[i], row.at(i));
+    }
+    json.EndObject();
+  }
+  json.EndArray();
+}
+
+std::string DatabaseJson(const Schema::CDatabase& database) {
+  JsonText json;
+  json.StartObject();
+  for (const Schema::CTable& table : Schema::Tables()) WriteTable(json, table, database);
+  json.EndObject();
+  return json.Take();
+}
+
+// Each row as a block of its columns, since rows are wider than any terminal. Nulls are left out.
+std::string TableText(const Schema::CTable& table, const Schema::CDatabase& database) {
+  const std::vector<Schema::CRow> rows = database.Read(table.Name);
+  std::size_t width = 0;
+  for (const Schema::CColumn& column : table.Columns) width = std::max(width, column.Name.size());
+  std::string text =
+      fmt::format("{}: {} {}\n", table.Name, rows.size(), rows.size() == 1 ? "row" : "rows");
+  for (const Schema::CRow& row : rows) {
+    for (std::size_t i = 0; i < table.Columns.size(); ++i) {
+      if (!row.at(i)) continue;
+      const Schema::CColumn& column = table.Columns[i];
+      text += fmt::format("  {:<{}}  {}", column.Name, width, Printable(*row.at(i)));
+      text += column.Unit.empty() ? "\n" : " " + column.Unit + "\n";
+    }
+    text += "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+int RunDatabase(Host& host) {
+  const std::string path = DatabasePath(host, MirrorDatabase::Default::StateDirectory);
+  if (path.empty()) throw Failure(EXIT_USAGE, "db: which database? --db sqlite:PATH names it");
+  const Schema::COpened opened = Schema::OpenReadOnly(path);
+  if (opened.Database == nullptr) throw Failure(EXIT_FAILED, opened.Error);
+  try {
+    if (host.Settings().m_Json) {
+      host.Out().WriteLine(DatabaseJson(*opened.Database));
+      return EXIT_DONE;
+    }
+    for (const Schema::CTable& table : Schema::Tables()) {
+      host.Out().Write(TableText(table, *opened.Database));
+    }
+  } catch (const DBEXCEPTION::DatabaseException& error) {
+    throw Failure(EXIT_FAILED, error.what());
+  }
+  return EXIT_DONE;
+}
+
+}  // namespace vxhost

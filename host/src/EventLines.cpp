@@ -1,0 +1,149 @@
+#include "EventLines.h"
+
+#include "Catalogue.h"
+#include "Json.h"
+#include "TreeView.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+
+#include <fmt/format.h>
+
+#include <PI/Codes.h>
+#include <TLX/Misc/Clock.h>
+
+namespace vxhost {
+
+namespace {
+
+constexpr std::size_t SEVERITY_WIDTH = 11;  // "information"
+
+std::string LocalTime(unsigned long milliseconds) {
+  const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
+  std::tm local{};
+  ::localtime_r(&seconds, &local);
+  std::array<char, 64> text{};
+  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &local);
+  return {text.data(), length};
+}
+
+std::string_view HealthOf(unsigned int severity) {
+  if (severity == PI::SEVERITY_ERROR) return "critical";
+  return severity == PI::SEVERITY_WARNING ? "degraded" : "good";
+}
+
+// The adapters of one topology that the other does not have, in order.
+std::vector<const PI::CObject*> Missing(const Topology& from, const Topology& in) {
+  std::vector<const PI::CObject*> missing;
+  for (const Topology::Adapter& adapter : from.Adapters()) {
+    if (in.Find(adapter.m_Object->m_ID) == nullptr) missing.push_back(adapter.m_Object);
+  }
+  return missing;
+}
+
+// Hands out the objects behind events that do not name theirs, front to back.
+class Queue {
+ public:
+  explicit Queue(std::vector<const PI::CObject*> objects) : objects_(std::move(objects)) {}
+  const PI::CObject* Next() { return at_ < objects_.size() ? objects_[at_++] : nullptr; }
+
+ private:
+  const std::vector<const PI::CObject*> objects_;
+  std::size_t at_ = 0;
+};
+
+void AddDrive(Report& report, const PI::CObject& object) {
+  report.m_Serial = TextValue(object, property::SERIAL_NUMBER).value_or("");
+  report.m_Location = TextValue(object, property::LOCATION).value_or("");
+}
+
+// What is left of an adapter's name when the plug-in gave none.
+void NameEvent(PI::CEvent& event, const PI::CObject& object) {
+  if (event.m_PlaceHolder1.empty()) event.SetPlaceHolder1(DisplayName(object));
+}
+
+Report Notice(const PI::CObject& adapter, unsigned int severity, const std::string& what) {
+  Report report;
+  report.m_IsNotice = true;
+  report.m_Event = PI::CEvent(0, severity, adapter.m_ID, TLX::Misc::now(), DisplayName(adapter));
+  report.m_Text = fmt::format("{}: {}", what, DisplayName(adapter));
+  AddDrive(report, adapter);
+  return report;
+}
+
+// Drives that fell silent or speak again: no event tells of that.
+void AddNotices(std::vector<Report>& reports, const Topology& before, const Topology& after) {
+  for (const Topology::Adapter& adapter : after.Adapters()) {
+    const PI::CObject* const earlier = before.Find(adapter.m_Object->m_ID);
+    const bool wasSilent = earlier != nullptr && IsNotAnswering(*earlier);
+    const bool isSilent = IsNotAnswering(*adapter.m_Object);
+    if (isSilent && !wasSilent) {
+      reports.push_back(Notice(*adapter.m_Object, PI::SEVERITY_WARNING, "Drive not answering"));
+    } else if (wasSilent && !isSilent) {
+      reports.push_back(Notice(*adapter.m_Object, PI::SEVERITY_INFORMATION, "Drive answers again"));
+    }
+  }
+}
+
+}  // namespace
+
+std::vector<Report> MakeReports(const std::vector<PI::CEvent>& events, const Topology& before,
+                                const Topology& after, const std::string& toolFailure) {
+  Queue added(Missing(after, before));
+  Queue removed(Missing(before, after));
+  std::vector<Report> reports;
+  for (const PI::CEvent& event : events) {
+    Report& report = reports.emplace_back();
+    report.m_Event = event;
+    const PI::CObject* object = after.Find(event.m_ObjectID);
+    if (event.m_EventID == event::ADAPTER_ADDED) object = added.Next();
+    if (event.m_EventID == event::ADAPTER_REMOVED) {
+      object = removed.Next();
+      if (!toolFailure.empty()) {
+        report.m_Remark = "in a scan in which the drive tool failed: " + toolFailure;
+      }
+    }
+    PI::CEvent named = event;
+    if (object != nullptr) {
+      AddDrive(report, *object);
+      NameEvent(named, *object);
+      const Topology::Adapter* const adapter = after.AdapterOf(*object);
+      if (adapter != nullptr && IsNotAnswering(*adapter->m_Object))
+        report.m_Remark = "not answering";
+    }
+    report.m_Text = EventText(named);
+  }
+  AddNotices(reports, before, after);
+  return reports;
+}
+
+std::string ReportLine(const Report& report, bool colour) {
+  const std::string severity = SeverityText(report.m_Event.m_Severity);
+  const std::string padding(SEVERITY_WIDTH - std::min(severity.size(), SEVERITY_WIDTH), ' ');
+  std::string line = fmt::format("{}  {}{}  {}", LocalTime(report.m_Event.m_Time),
+                                 Coloured(severity, HealthOf(report.m_Event.m_Severity), colour),
+                                 padding, report.m_Text);
+  if (!report.m_Serial.empty())
+    line += fmt::format("  [{}, {}]", report.m_Serial, report.m_Location);
+  if (!report.m_Remark.empty()) line += fmt::format("  ({})", report.m_Remark);
+  return line;
+}
+
+std::string ReportJson(const Report& report, const std::string& plugin) {
+  JsonText json;
+  json.StartObject().Key("plugin").Text(plugin);
+  if (!report.m_IsNotice) json.Key("id").Unsigned(report.m_Event.m_EventID);
+  json.Key("severity").Unsigned(report.m_Event.m_Severity);
+  json.Key("object").Id(report.m_Event.m_ObjectID).Key("time").Unsigned(report.m_Event.m_Time);
+  json.Key("name").Text(report.m_Event.m_Name);
+  json.Key("placeholder1").Text(report.m_Event.m_PlaceHolder1);
+  json.Key("placeholder2").Text(report.m_Event.m_PlaceHolder2);
+  json.Key("text").Text(report.m_Text).Key("serial").Text(report.m_Serial);
+  json.Key("location").Text(report.m_Location);
+  if (!report.m_Remark.empty()) json.Key("remark").Text(report.m_Remark);
+  json.EndObject();
+  return json.Take();
+}
+
+}  // namespace vxhost

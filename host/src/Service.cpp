@@ -1,0 +1,197 @@
+#include "Service.h"
+
+#include "EventLines.h"
+#include "Started.h"
+
+#include <algorithm>
+#include <csignal>
+#include <limits>
+
+#include <fmt/format.h>
+
+#include <TLX/Misc/Clock.h>
+
+namespace vxhost {
+
+namespace {
+
+constexpr unsigned long FIRST_PAUSE = 5'000;  // milliseconds
+constexpr unsigned long LONGEST_PAUSE = 60'000;
+constexpr unsigned long NEVER = std::numeric_limits<unsigned long>::max();
+
+// What may be different at the next try: the tool answers, a drive is there.
+bool IsWorthAnotherTry(unsigned int result) {
+  return result == PI::ERR_NO_SUPPORTED_HARDWARE || result == PI::ERR_API_INITIALIZATION_FAILED;
+}
+
+}  // namespace
+
+ServedPlugin::ServedPlugin(std::unique_ptr<PluginLibrary> library, HostNumbers& numbers,
+                           Output& output, bool json, bool colour)
+    : library_(std::move(library)),
+      numbers_(numbers),
+      output_(output),
+      json_(json),
+      colour_(colour) {}
+
+unsigned int ServedPlugin::Start(MirrorDatabase& database) {
+  session_ = std::make_unique<Session>(*library_, numbers_, [this] { OnNotify(); });
+  unsigned int result = 0;
+  try {
+    // Held over the start, so that a notification of the new object waits for what was known first.
+    const std::lock_guard lock(mutex_);
+    {
+      const auto transaction = database.BeginStart();
+      result = session_->Start();
+    }
+    if (result == 0) known_ = Topology(session_->GetTopology(), session_->Adapters());
+  } catch (const PluginError&) {
+    session_.reset();
+    throw;
+  }
+  if (result != 0) session_.reset();
+  return result;
+}
+
+void ServedPlugin::Stop() {
+  if (session_) session_->Stop();
+  session_.reset();
+}
+
+std::size_t ServedPlugin::AdapterCount() {
+  const std::lock_guard lock(mutex_);
+  return known_.Adapters().size();
+}
+
+// On the plug-in's thread, which holds no lock of its own: what it says now and what it has queued
+// belong together.
+void ServedPlugin::OnNotify() {
+  try {
+    Report();
+  } catch (const std::exception& error) {
+    Say(fmt::format("plug-in {}: events could not be fetched: {}", Name(), error.what()));
+  }
+}
+
+void ServedPlugin::Report() {
+  const std::lock_guard lock(mutex_);
+  Topology now(session_->GetTopology(), session_->Adapters());
+  const auto reports =
+      MakeReports(session_->FetchEvents(), known_, now, ToolWatch::LastFailureOfThisThread());
+  for (const auto& report : reports) {
+    output_.WriteLine(json_ ? ReportJson(report, Name()) : ReportLine(report, colour_));
+  }
+  known_ = std::move(now);
+}
+
+Service::Service(Host& host)
+    : host_(host), database_(host, MirrorDatabase::Default::StateDirectory) {
+  Load();
+  host_.Signals().SetAction([this](int signal) { OnSignal(signal); });
+}
+
+Service::~Service() {
+  host_.Signals().SetAction(nullptr);
+}
+
+void Service::Load() {
+  for (const std::filesystem::path& file : host_.Plugins()) {
+    try {
+      Entry entry;
+      entry.m_Plugin =
+          std::make_unique<ServedPlugin>(std::make_unique<PluginLibrary>(file), numbers_,
+                                         host_.Out(), host_.Settings().m_Json, host_.Colour());
+      entries_.push_back(std::move(entry));
+    } catch (const PluginError& error) {
+      Say(error.what());
+    }
+  }
+}
+
+void Service::OnSignal(int signal) {
+  if (signal == SIGUSR1) {
+    Say("tool runs so far:\n" + RenderRunStatistics());
+    return;
+  }
+  const std::lock_guard lock(mutex_);
+  if (stop_) host_.Signals().EndBy(signal);
+  stop_ = true;
+  wake_.notify_all();
+}
+
+int Service::Run() {
+  do {
+    for (Entry& entry : entries_) {
+      if (!entry.m_GivenUp && !entry.m_Plugin->Runs()) Try(entry);
+    }
+    if (std::all_of(entries_.begin(), entries_.end(), [](const Entry& e) { return e.m_GivenUp; })) {
+      break;
+    }
+  } while (!WaitForStop());
+  for (Entry& entry : entries_) entry.m_Plugin->Stop();
+  const std::string statistics = RenderRunStatistics();
+  if (!statistics.empty()) Say("tool runs:\n" + statistics);
+  return Status();
+}
+
+// The status when nothing ever ran: of the last result. A service that was stopped is done.
+int Service::Status() const {
+  const bool given = std::all_of(entries_.begin(), entries_.end(),
+                                 [](const Entry& entry) { return entry.m_GivenUp; });
+  if (!given) return EXIT_DONE;
+  return entries_.empty() ? EXIT_NOTHING : EXIT_FAILED;
+}
+
+void Service::Try(Entry& entry) {
+  if (entry.m_NextTry > TLX::Misc::now()) return;
+  ServedPlugin& plugin = *entry.m_Plugin;
+  const bool alone = std::none_of(entries_.begin(), entries_.end(),
+                                  [](const Entry& other) { return other.m_Plugin->Runs(); });
+  // Rows of another plug-in that runs must stay.
+  if (entry.m_Pause != 0 && alone) database_.RemoveEarlierRun();
+  try {
+    // What command 3 of another plug-in may have set back.
+    TLX::Misc::CClock::SetTimeScale(host_.Settings().m_TimeScale);
+    const unsigned int result = plugin.Start(database_);
+    if (result != 0) return NoteFailedStart(entry, result);
+    const std::size_t count = plugin.AdapterCount();
+    Say(fmt::format("plug-in {}: running with {} {}", plugin.Name(), count,
+                    count == 1 ? "adapter" : "adapters"));
+  } catch (const PluginError& error) {
+    entry.m_GivenUp = true;
+    Say(error.what());
+  }
+}
+
+void Service::NoteFailedStart(Entry& entry, unsigned int result) {
+  const std::string problem = StartProblem(entry.m_Plugin->Name(), result);
+  entry.m_GivenUp = !IsWorthAnotherTry(result);
+  if (entry.m_GivenUp) return Say(problem);
+  if (result != entry.m_Result) Say(problem + "; trying again until it can");
+  entry.m_Result = result;
+  entry.m_Pause = entry.m_Pause == 0 ? FIRST_PAUSE : std::min(entry.m_Pause * 2, LONGEST_PAUSE);
+  entry.m_NextTry = TLX::Misc::now() + entry.m_Pause;
+}
+
+unsigned long Service::NextTry() const {
+  unsigned long next = NEVER;
+  for (const Entry& entry : entries_) {
+    if (!entry.m_GivenUp && !entry.m_Plugin->Runs()) next = std::min(next, entry.m_NextTry);
+  }
+  return next;
+}
+
+// Until a signal or the next try of a start; true when it was a signal.
+bool Service::WaitForStop() {
+  const unsigned long next = NextTry();
+  std::unique_lock lock(mutex_);
+  const auto stopped = [this] { return stop_; };
+  if (next == NEVER) {
+    wake_.wait(lock, stopped);
+    return true;
+  }
+  const unsigned long now = TLX::Misc::now();
+  return wake_.wait_for(lock, TLX::Misc::CClock::ToRealTime(next > now ? next - now : 0), stopped);
+}
+
+}  // namespace vxhost

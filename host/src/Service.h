@@ -1,0 +1,85 @@
+#pragma once
+
+#include "Database.h"
+#include "Host.h"
+#include "Session.h"
+#include "ToolWatch.h"
+#include "Topology.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace vxhost {
+
+// One plug-in under the service: its session and what was last known of it.
+class ServedPlugin {
+ public:
+  ServedPlugin(std::unique_ptr<PluginLibrary> library, HostNumbers& numbers, Output& output,
+               bool json, bool colour);
+
+  // Starts a fresh interface object. Returns its result; throws PluginError. [service thread]
+  unsigned int Start(MirrorDatabase& database);
+  void Stop();
+
+  bool Runs() const { return session_ != nullptr; }
+  const std::string& Name() const { return library_->Name(); }
+  std::size_t AdapterCount();
+
+ private:
+  void OnNotify();
+  void Report();
+
+  const std::unique_ptr<PluginLibrary> library_;
+  HostNumbers& numbers_;
+  Output& output_;
+  const bool json_;
+  const bool colour_;
+  std::mutex mutex_;  // guards known_, and keeps the lines of one notification together
+  Topology known_;
+  std::unique_ptr<Session> session_;
+};
+
+// The host as a service in the foreground: all plug-ins, their events line by line, until a signal.
+class Service {
+ public:
+  explicit Service(Host& host);
+  ~Service();
+  Service(const Service&) = delete;
+  Service& operator=(const Service&) = delete;
+
+  // Returns the exit status.
+  int Run();
+
+ private:
+  struct Entry {
+    std::unique_ptr<ServedPlugin> m_Plugin;
+    unsigned int m_Result = 0;    // of the last start
+    bool m_GivenUp = false;       // not tried again
+    unsigned long m_Pause = 0;    // milliseconds of now() until the next try
+    unsigned long m_NextTry = 0;  // now() of it
+  };
+
+  void Load();
+  void Try(Entry& entry);
+  void NoteFailedStart(Entry& entry, unsigned int result);
+  bool WaitForStop();
+  unsigned long NextTry() const;
+  void OnSignal(int signal);
+  int Status() const;
+
+  Host& host_;
+  MirrorDatabase database_;
+  ToolWatch toolWatch_;
+  HostNumbers numbers_;
+  std::vector<Entry> entries_;
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  bool stop_ = false;  // guarded by mutex_
+};
+
+}  // namespace vxhost

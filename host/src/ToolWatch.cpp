@@ -1,0 +1,87 @@
+#include "ToolWatch.h"
+
+#include "Output.h"
+
+#include <algorithm>
+#include <chrono>
+
+#include <fmt/format.h>
+
+#include <TLX/Misc/Clock.h>
+#include <TLXX/System.h>
+
+namespace vxhost {
+
+namespace {
+
+// A command that failed and was not tried again for so long belongs to a drive that is gone: longer
+// than three polls at the slowest setting.
+constexpr unsigned long FORGET_AFTER = 15UL * 60 * 1000;
+
+thread_local std::string t_lastFailure;
+
+double Seconds(std::chrono::nanoseconds time) {
+  return std::chrono::duration<double>(time).count();
+}
+
+}  // namespace
+
+ToolWatch::ToolWatch() {
+  TLXX::CSystem::SetRunObserver([this](const std::string& arguments, const std::string& failure) {
+    t_lastFailure = failure;
+    Note(arguments, failure);
+  });
+}
+
+ToolWatch::~ToolWatch() {
+  TLXX::CSystem::SetRunObserver(nullptr);
+}
+
+const std::string& ToolWatch::LastFailureOfThisThread() {
+  return t_lastFailure;
+}
+
+void ToolWatch::Note(const std::string& arguments, const std::string& failure) {
+  const std::lock_guard lock(mutex_);
+  const unsigned long now = TLX::Misc::now();
+  const bool failed = !failing_.empty();
+  DropOld(now);
+  if (failure.empty()) {
+    failing_.erase(arguments);
+  } else {
+    failing_[arguments] = {now, failure};
+    ++failures_;
+  }
+  if (!failed && !failing_.empty()) {
+    Say(fmt::format("the drive tool has started to fail: {} ({})", failure, arguments));
+  } else if (failed && failing_.empty()) {
+    Say(fmt::format("the drive tool works again, after {} failed {}", failures_,
+                    failures_ == 1 ? "run" : "runs"));
+    failures_ = 0;
+  }
+}
+
+void ToolWatch::DropOld(unsigned long now) {
+  std::erase_if(failing_,
+                [&](const auto& entry) { return now - entry.second.m_Since > FORGET_AFTER; });
+}
+
+std::string RenderRunStatistics() {
+  const auto statistics = TLXX::CSystem::RunStatistics();
+  if (statistics.empty()) return {};
+  std::size_t width = 7;
+  for (const auto& [command, counters] : statistics) width = std::max(width, command.size());
+  std::string text =
+      fmt::format("{:<{}}  {:>7}  {:>7}  {:>8}  {:>8}  {:>9}  {:>9}\n", "command", width, "runs",
+                  "failed", "time-out", "repeated", "mean s", "longest s");
+  for (const auto& [command, counters] : statistics) {
+    const double mean =
+        Seconds(counters.m_TotalTime) / static_cast<double>(std::max(counters.m_Runs, 1UL));
+    text += fmt::format("{:<{}}  {:>7}  {:>7}  {:>8}  {:>8}  {:>9.3f}  {:>9.3f}\n", command, width,
+                        counters.m_Runs, counters.m_Failures, counters.m_Timeouts,
+                        counters.m_Repeats, mean, Seconds(counters.m_LongestTime));
+  }
+  return text;
+}
+
+}  // namespace vxhost

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+
+namespace vxhost {
+
+// Watches every run of a plug-in's tool and says once when they start to fail and once when they
+// work again, however many fail in between. One at a time.
+class ToolWatch {
+ public:
+  ToolWatch();
+  ~ToolWatch();
+  ToolWatch(const ToolWatch&) = delete;
+  ToolWatch& operator=(const ToolWatch&) = delete;
+
+  // Why the last run of the calling thread failed; empty when it did not, or ran none. A plug-in
+  // notifies on the thread that has read the inventory just before.
+  static const std::string& LastFailureOfThisThread();
+
+ private:
+  struct Failing {
+    unsigned long m_Since;  // milliseconds of now(), of the last failure
+    std::string m_Reason;
+  };
+
+  void Note(const std::string& arguments, const std::string& failure);
+  void DropOld(unsigned long now);
+
+  std::mutex mutex_;
+  std::map<std::string, Failing> failing_;  // by arguments, guarded by mutex_
+  unsigned long failures_ = 0;              // since they started
+};
+
+// The runner's counters as a table for people; empty when nothing ran.
+std::string RenderRunStatistics();
+
+}  // namespace vxhost
