@@ -29,8 +29,7 @@ Value TextValue(std::string_view text, Allocator& allocator) {
 Value& MemberOf(Value& object, std::string_view name, Allocator& allocator) {
   if (!object.IsObject()) object.SetObject();
   Value key = TextValue(name, allocator);
-  const auto found = object.FindMember(key);
-  if (found != object.MemberEnd()) return found->value;
+  if (object.HasMember(key)) return object[key];
   object.AddMember(key, Value(), allocator);
   return (object.MemberEnd() - 1)->value;
 }
@@ -111,15 +110,15 @@ void FleetEditor::SetSetting(const Drive& drive, const std::string& name,
 }
 
 void FleetEditor::Remove(const Drive& drive, std::string_view path) {
+  Allocator& allocator = json_->document.GetAllocator();
   Value* object = &json_->DriveAt(fleet_, drive);
   for (std::size_t dot = path.find('.'); dot != std::string_view::npos; dot = path.find('.')) {
-    const auto member =
-        object->FindMember(TextValue(path.substr(0, dot), json_->document.GetAllocator()));
-    if (member == object->MemberEnd()) return;
-    object = &member->value;
+    const Value name = TextValue(path.substr(0, dot), allocator);
+    if (!object->HasMember(name)) return;
+    object = &(*object)[name];
     path.remove_prefix(dot + 1);
   }
-  object->RemoveMember(TextValue(path, json_->document.GetAllocator()));
+  object->RemoveMember(TextValue(path, allocator));
 }
 
 void FleetEditor::CountUp(const Drive& drive, const char* counter) {

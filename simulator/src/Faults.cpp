@@ -137,15 +137,6 @@ void CallCounters::Forget() {
   if (none) throw FileError("cannot remove " + file_.string() + ": " + none.message());
 }
 
-void CallCounters::Forget(const std::string& key) {
-  if (!fs::exists(file_)) return;
-  const DirectoryLock lock(DirectoryOf(file_));
-  std::vector<Counter> counters = ReadCounters(file_);
-  if (std::erase_if(counters, [&](const Counter& row) { return row.key == key; }) != 0) {
-    WriteCounters(file_, counters);
-  }
-}
-
 std::vector<Fault> FaultsOfCall(const Fleet& fleet, ToolCommand command,
                                 std::optional<std::int32_t> index, CallCounters& counters) {
   std::vector<const Fault*> limited;

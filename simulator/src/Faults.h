@@ -21,9 +21,6 @@ class CallCounters {
   std::vector<std::uint32_t> Count(const std::vector<const Fault*>& faults);
   // Every fault starts over; no file is no error.
   void Forget();
-  // The fault with that key starts over.
-  void Forget(const std::string& key);
-
   const std::filesystem::path& File() const { return file_; }
 
  private:

@@ -179,6 +179,7 @@ struct Fault {
   bool keepOutput = false;                  // Exit, Crash: print the answer first
   std::optional<std::uint32_t> firstCalls;  // only this many calls
   std::optional<std::uint32_t> fromCall;    // only from this call on, counted from 1
+  std::optional<std::uint64_t> id;          // tells one injection from an equal earlier one
   std::string key;                          // names the fault's own call counter
 };
 

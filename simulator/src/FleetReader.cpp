@@ -404,6 +404,7 @@ std::string KeyOf(const Fault& fault) {
   key += std::string(" ") + NameOf(fault.kind);
   key += fault.firstCalls ? " first " + std::to_string(*fault.firstCalls) : "";
   key += fault.fromCall ? " from " + std::to_string(*fault.fromCall) : "";
+  key += fault.id ? " id " + std::to_string(*fault.id) : "";
   return key;
 }
 
@@ -439,6 +440,7 @@ Fault ReadFault(const Value& value, const std::string& place) {
   if (fault.kind == FaultKind::Exit || fault.kind == FaultKind::Crash) {
     reader.Optional("keepOutput", fault.keepOutput);
   }
+  reader.Optional("id", fault.id);
   reader.OptionalInRange("firstCalls", fault.firstCalls, 1U, 0x7fffffffU);
   reader.OptionalInRange("fromCall", fault.fromCall, 1U, 0x7fffffffU);
   reader.RefuseUnknown();

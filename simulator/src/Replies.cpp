@@ -146,7 +146,10 @@ using Allocator = rapidjson::Document::AllocatorType;
 
 void TurnType(Value& value, Allocator& allocator) {
   if (value.IsObject()) {
-    for (auto& member : value.GetObject()) TurnType(member.value, allocator);
+    auto member = value.MemberBegin();
+    for (auto left = value.MemberCount(); left > 0; --left, ++member) {
+      TurnType(member->value, allocator);
+    }
   } else if (value.IsNumber()) {
     const std::string text =
         value.IsInt64() ? std::to_string(value.GetInt64()) : std::to_string(value.GetUint64());

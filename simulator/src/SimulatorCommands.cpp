@@ -6,6 +6,7 @@
 #include "SysfsLayout.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -174,6 +175,13 @@ void FormatDrive(const Options& options) {
   });
 }
 
+std::int64_t MicrosecondsNow() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+}
+
+// A fault that is limited to certain calls counts them from its injection on, wherever the program
+// that is running keeps its counters: the id gives it a counter of its own.
 std::string FaultJson(const Options& options, std::optional<std::int32_t> index) {
   rapidjson::StringBuffer buffer;
   rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
@@ -192,6 +200,7 @@ std::string FaultJson(const Options& options, std::optional<std::int32_t> index)
   if (options.keepOutput) writer.Key("keepOutput"), writer.Bool(true);
   put("firstCalls", options.firstCalls);
   put("fromCall", options.fromCall);
+  if (options.firstCalls || options.fromCall) put("id", MicrosecondsNow());
   writer.EndObject();
   return buffer.GetString();
 }
@@ -207,7 +216,7 @@ void InjectFault(const Options& options) {
   if (!options.clear && options.kind.empty()) {
     throw CLI::ValidationError("fault", "name a --kind, or remove faults with --clear");
   }
-  const Fleet fleet = EditFleet(options.fleet, [&](FleetEditor& editor) {
+  EditFleet(options.fleet, [&](FleetEditor& editor) {
     std::optional<std::int32_t> index;
     if (!options.drive.empty()) {
       index = editor.Find(options.drive).index;
@@ -220,8 +229,6 @@ void InjectFault(const Options& options) {
     }
     return true;
   });
-  // A fault that is limited to certain calls counts them from here on.
-  if (!options.clear) CallCounters(options.fleet).Forget(fleet.faults.back().key);
 }
 
 void Reset(const Options& options) {

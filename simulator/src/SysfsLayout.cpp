@@ -139,12 +139,12 @@ class Layout {
 
   std::string AddVolumeController(const VolumeController& controller, const PciAddress& behind) {
     const PciAddress rootBus{controller.address.domain, controller.address.bus, 0, 0};
-    const std::string path = AddFunction({.address = controller.address,
-                                          .parent = "devices/pci" + BusText(rootBus),
-                                          .vendor = controller.vendor,
-                                          .device = controller.device,
-                                          .classCode = kRaidClass,
-                                          .driver = "vmd"});
+    std::string path = AddFunction({.address = controller.address,
+                                    .parent = "devices/pci" + BusText(rootBus),
+                                    .vendor = controller.vendor,
+                                    .device = controller.device,
+                                    .classCode = kRaidClass,
+                                    .driver = "vmd"});
     const PciAddress inner{behind.domain, controller.firstBus, 0, 0};
     tree_.AddLink(path + "/domain", path + "/pci" + BusText(inner));
     return path;
@@ -152,7 +152,7 @@ class Layout {
 
   std::string AddFunction(const PciFunction& function) {
     const std::string name = ToText(function.address);
-    const std::string path = function.parent + "/" + name;
+    std::string path = function.parent + "/" + name;
     const auto file = [&](const char* key, const std::string& text) {
       tree_.AddFile(path + "/" + key, text);
     };

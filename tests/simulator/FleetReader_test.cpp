@@ -210,7 +210,7 @@ TEST(ParseFleet, WrongFault_IsNamedWithTheWayOut) {
   EXPECT_EQ(FaultError(R"({"command": "any", "kind": "latency"})"),
             "f: faults[0].ms: is missing; add the milliseconds to wait");
   EXPECT_EQ(FaultError(R"({"command": "any", "kind": "hang", "ms": 5})"),
-            "f: faults[0].ms: is not known; remove it or use one of: command, index, kind, "
+            "f: faults[0].ms: is not known; remove it or use one of: command, index, kind, id, "
             "firstCalls, fromCall");
   EXPECT_EQ(FaultError(R"({"command": "any", "kind": "exit", "status": 256})"),
             "f: faults[0].status: 256 is out of range; give a whole number from 0 to 255");
