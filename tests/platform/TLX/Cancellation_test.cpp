@@ -21,19 +21,11 @@ namespace {
 using namespace TLX::Threading;
 using Native_OS::CFastMutex;
 using Native_OS::CFastMutexGuard;
+using tlxtest::FreeForOthers;
 using tlxtest::HOUR;
 using tlxtest::OnLeave;
-using tlxtest::OnOtherThread;
 using tlxtest::Running;
 using tlxtest::TimeScale;
-
-bool FreeForOthers(CFastMutex& mutex) {
-  return OnOtherThread([&] {
-    if (mutex.Wait(0) != 1) return false;
-    mutex.Release();
-    return true;
-  });
-}
 
 // Returns without passing a point where a cancellation could strike.
 void SpinUntilRequested() {

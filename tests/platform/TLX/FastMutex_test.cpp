@@ -17,17 +17,9 @@ namespace {
 using namespace TLX::Threading;
 using Native_OS::CFastMutex;
 using Native_OS::CFastMutexGuard;
+using tlxtest::FreeForOthers;
 using tlxtest::OnOtherThread;
 using tlxtest::Running;
-
-// Whether another thread gets the mutex at once; gives it back.
-bool FreeForOthers(CFastMutex& mutex) {
-  return OnOtherThread([&] {
-    if (mutex.Wait(0) != 1) return false;
-    mutex.Release();
-    return true;
-  });
-}
 
 TEST(FastMutex, Wait_OnUninitialisedMutex_Fails) {
   CFastMutex mutex;

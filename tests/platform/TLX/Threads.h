@@ -13,6 +13,7 @@
 
 #include <TLX/Delegates_and_Calls/Delegate.h>
 #include <TLX/Misc/Clock.h>
+#include <TLX/Threading/FastMutex.h>
 #include <TLX/Threading/Thread.h>
 
 // The tests do with locks what the analysis of locking is there to forbid; what it finds has tests
@@ -96,6 +97,15 @@ auto OnOtherThread(Callable callable) {
   decltype(callable()) result{};
   std::thread([&] { result = callable(); }).join();
   return result;
+}
+
+// Whether another thread gets the mutex at once; gives it back.
+inline bool FreeForOthers(TLX::Threading::Native_OS::CFastMutex& mutex) {
+  return OnOtherThread([&] {
+    if (mutex.Wait(0) != 1) return false;
+    mutex.Release();
+    return true;
+  });
 }
 
 // Sets the time scale for a scope.
