@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <string>
 #include <thread>
@@ -250,6 +251,16 @@ TEST(Simulator, Edit_ReplacesTheFileSoThatNoReaderSeesHalfOfIt) {
   editor.join();
   const auto entries = fs::directory_iterator(fleet.Path());
   EXPECT_EQ(std::distance(begin(entries), end(entries)), 1);  // nothing is left beside it
+}
+
+TEST(Simulator, Edit_LeavesTheOldTextToWhoeverHasItOpen) {
+  const FleetDirectory fleet(OneDrive());
+  const std::string before = fleet.Text();
+  std::ifstream reader(fleet.File());
+  fleet.Edit("pull 3");
+  const std::string seen{std::istreambuf_iterator<char>(reader), std::istreambuf_iterator<char>()};
+  EXPECT_EQ(seen, before);
+  EXPECT_NE(fleet.Text(), before);
 }
 
 TEST(Simulator, Edit_LeavesALinkALinkAndKeepsThePermissions) {
