@@ -1,0 +1,322 @@
+#include "Frame_fixtures.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <TLX/Misc/Application.h>
+
+namespace {
+
+using frametest::FakeDrive;
+using frametest::FrameDatabase;
+using frametest::FrameTrace;
+using frametest::Guest;
+using frametest::IPLUGINAPI_IMPL;
+using frametest::Machine;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::internal::CaptureStdout;
+using testing::internal::GetCapturedStdout;
+
+// --- Options
+
+unsigned int PollIntervalOf(const std::string& text) {
+  Machine machine;
+  machine.Option("piTorvex.ini", "PollInterval=" + text + "\n");
+  return IPLUGINAPI_IMPL().PollInterval.load();
+}
+
+unsigned long RefreshIntervalOf(const std::string& text) {
+  Machine machine;
+  machine.Option("CustomOpOpts.ini", "IntelPCIeTopologologyRefreshRate=" + text + "\n");
+  return IPLUGINAPI_IMPL().m_TopologyRefreshInterval;
+}
+
+TEST(Options, PollInterval_IsReadAndClamped) {
+  EXPECT_EQ(PollIntervalOf("40"), 40U);
+  EXPECT_EQ(PollIntervalOf("1"), 2U);
+  EXPECT_EQ(PollIntervalOf("0"), 2U);
+  EXPECT_EQ(PollIntervalOf("2"), 2U);
+  EXPECT_EQ(PollIntervalOf("255"), 255U);
+  EXPECT_EQ(PollIntervalOf("300"), 255U);
+}
+
+TEST(Options, PollInterval_ThatIsNoNumber_IsTheDefault) {
+  for (const char* text : {"abc", "12x", "", "-5", "4294967296", "0x10", "3.5"}) {
+    EXPECT_EQ(PollIntervalOf(text), 30U) << text;
+  }
+}
+
+TEST(Options, WithoutFiles_AreTheDefaults) {
+  Machine machine;
+  IPLUGINAPI_IMPL plugin;
+  EXPECT_EQ(plugin.PollInterval.load(), 30U);
+  EXPECT_EQ(plugin.m_TopologyRefreshInterval, 30000UL);
+}
+
+TEST(Options, RefreshInterval_IsReadAndNotClamped) {
+  EXPECT_EQ(RefreshIntervalOf("0"), 0UL);
+  EXPECT_EQ(RefreshIntervalOf("1"), 1UL);
+  EXPECT_EQ(RefreshIntervalOf("99999999999"), 99999999999UL);
+  for (const char* text : {"5s", "", "-1", "soon"}) {
+    EXPECT_EQ(RefreshIntervalOf(text), 30000UL) << text;
+  }
+}
+
+// --- Initialize
+
+TEST(Initialize, WithoutSupportedHardware_SaysSoAndRunsNoTool) {
+  FrameTrace trace(2 | 16);
+  Machine machine;
+  machine.sysfs.Pci("pci0000:00/0000:00:01.0", "0x8086", "0x0a55");  // no supported device
+  Guest guest;
+  std::vector<PI::CAdapterID> ids(2);
+  CaptureStdout();
+  EXPECT_EQ(guest.Initialize(ids), 20001U);
+  EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
+  EXPECT_THAT(ids, IsEmpty());
+  EXPECT_THAT(machine.tool.Calls(), IsEmpty());
+  EXPECT_THAT(trace.Texts(), ElementsAre("ENTER Initialize()",
+                                         "LEAVE Initialize() -> PI::ERR_NO_SUPPORTED_HARDWARE"));
+}
+
+TEST(Initialize, EachOfTheThreeDevices_CountsAsHardware) {
+  for (const char* device : {"0x0953", "0x0a54", "0x2701"}) {
+    Machine machine;
+    machine.AddDrive("SERIAL", device);
+    Guest guest;
+    EXPECT_EQ(guest.Initialize(), 0U) << device;
+  }
+}
+
+TEST(Initialize, WithAToolThatFails_SaysSoAndKeepsNothing) {
+  FrameTrace trace(2 | 16);
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  machine.tool.FailInventory(true);
+  Guest guest;
+  CaptureStdout();
+  EXPECT_EQ(guest.Initialize(), 20012U);
+  EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
+  EXPECT_EQ(guest.Topology().size(), 1U);
+  EXPECT_TRUE(trace.Has("Initialize, CmdEmu_getAdapterCount returned = 0"));
+  EXPECT_TRUE(trace.Has("Initialize, CmdEmu_getAdapterCount called = 20003"));
+  EXPECT_TRUE(trace.Has("LEAVE Initialize() -> PI::ERR_API_INITIALIZATION_FAILED"));
+}
+
+TEST(Initialize, WithNoServedDrive_FailsLikeATool) {
+  FrameTrace trace(16);
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  machine.tool.Change([](std::vector<FakeDrive>& drives) { drives.clear(); });
+  Guest guest;
+  EXPECT_EQ(guest.Initialize(), 20012U);
+  EXPECT_TRUE(trace.Has("Initialize, CmdEmu_getAdapterCount called = 20001"));
+}
+
+TEST(Initialize, ThatSkipsEveryDrive_TakesThePluginRowBack) {
+  FrameTrace trace(16);
+  FrameDatabase database;
+  Machine machine;
+  machine.AddManagedDrive("SERIAL");
+  Guest guest;
+  CaptureStdout();
+  EXPECT_EQ(guest.Initialize(), 20001U);
+  EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
+  EXPECT_THAT(guest.ids, IsEmpty());
+  EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin", "DELETE Plugin"));
+  EXPECT_TRUE(trace.Has("ScanSystem() ret = 0 m_PhysicalDrives=0"));
+  EXPECT_EQ(guest.Topology().front().m_ReadCounter, 1U);
+}
+
+TEST(Initialize, WithTwoDrives_PublishesAndStoresThem) {
+  FrameTrace trace(2);
+  FrameDatabase database;
+  Machine machine;
+  machine.AddDrive("SERIAL-A");
+  machine.AddDrive("SERIAL-B");
+  Guest guest;
+  std::vector<PI::CAdapterID> ids(1);  // kept: the adapters are appended
+  CaptureStdout();
+  EXPECT_EQ(guest.Initialize(ids), 0U);
+  EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 2\n");
+  EXPECT_EQ(trace.Texts().back(), "LEAVE Initialize() -> 0");
+  ASSERT_EQ(ids.size(), 3U);
+  EXPECT_EQ(ids[1].m_Name, "");
+  EXPECT_THAT(ids[1].m_Identification, ElementsAre(0U, 1U, 0U, 0U));
+  EXPECT_EQ(ids[1].m_AdapterIndex, 1U);
+  EXPECT_EQ(ids[1].m_HostNumber, -1);
+  EXPECT_THAT(ids[2].m_Identification, ElementsAre(0U, 2U, 0U, 0U));
+  EXPECT_EQ(ids[2].m_AdapterIndex, 2U);
+  EXPECT_THAT(database.Writes(),
+              ElementsAre("INSERT Plugin", "INSERT Adapter", "INSERT PD", "INSERT PD",
+                          "INSERT Adapter", "INSERT PD", "INSERT PD"));
+  EXPECT_THAT(database.Column("PD", "SerialNumber"), ElementsAre("SERIAL-A", "SERIAL-B"));
+}
+
+TEST(Initialize, LinksPluginAndAdaptersByTheirIds) {
+  Machine machine;
+  machine.AddDrive("SERIAL-A");
+  machine.AddDrive("SERIAL-B");
+  Guest guest;
+  guest.Initialize();
+  const std::vector<PI::CObject> objects = guest.Topology();
+  ASSERT_EQ(objects.size(), 5U);
+  EXPECT_EQ(objects[0].m_ID, 0x0135000000000000UL);
+  EXPECT_EQ(objects[0].m_Type, 19006U);
+  EXPECT_THAT(objects[0].m_ChildIDs, ElementsAre(0x0135000000000001UL, 0x0135000000000003UL));
+  EXPECT_EQ(objects[1].m_ID, 0x0135000000000001UL);
+  EXPECT_EQ(objects[1].m_Type, 19038U);
+  EXPECT_THAT(objects[1].m_ParentIDs, ElementsAre(objects[0].m_ID));
+  EXPECT_EQ(objects[3].m_ID, 0x0135000000000002UL);
+  EXPECT_EQ(objects[3].m_Type, 19018U);
+  EXPECT_THAT(objects[3].m_ParentIDs, IsEmpty());
+}
+
+TEST(Initialize, BuildsTheToolsPathBesideTheHost) {
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  TLX::Misc::CTlxApplication::SetProcessPath("/opt/h/svc");
+  Guest guest;
+  const unsigned int result = guest.Initialize();
+  TLX::Misc::CTlxApplication::SetProcessPath("");
+  EXPECT_EQ(result, 0U);
+  EXPECT_EQ(machine.tool.Prefix(),
+            "LD_PRELOAD=/opt/h/bin/libIntel.SSDFeatures.so.2.0.0 /opt/h/bin/isdct");
+}
+
+TEST(Initialize, ASecondTime_StartsAnewWithOtherIds) {
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  Guest guest;
+  guest.Initialize();
+  EXPECT_EQ(guest.Initialize(), 0U);
+  const std::vector<PI::CObject> objects = guest.Topology();
+  ASSERT_EQ(objects.size(), 3U);
+  EXPECT_EQ(objects[0].m_ID, 0x0135000000000003UL);
+  EXPECT_THAT(objects[0].m_ChildIDs, ElementsAre(objects[1].m_ID));
+  EXPECT_THAT(objects[1].m_ParentIDs, ElementsAre(objects[0].m_ID));
+}
+
+TEST(Initialize, OfTwoDrivesWithOneSerialNumber_PublishesTheFirst) {
+  FrameTrace trace(16);
+  Machine machine;
+  machine.AddDrive("SAME");
+  machine.AddDrive("SAME");
+  machine.AddDrive("OTHER");
+  Guest guest;
+  EXPECT_EQ(guest.Initialize(), 0U);
+  EXPECT_EQ(guest.ids.size(), 2U);
+  const std::vector<PI::CObject> objects = guest.Topology();
+  ASSERT_EQ(objects.size(), 5U);
+  EXPECT_EQ(frametest::TextOf(objects[1], 30247), "/dev/nvme0");
+  EXPECT_TRUE(trace.Has("Dropped 1 adapters whose serial number is taken"));
+}
+
+TEST(Initialize, WithADatabaseThatFails_WorksWithoutIt) {
+  FrameDatabase database;
+  database.FailWhen([](const std::string&) { return true; });
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  Guest guest;
+  EXPECT_EQ(guest.Initialize(), 0U);
+  EXPECT_TRUE(guest.Impl().m_PluginRowIsMissing);
+  EXPECT_TRUE(guest.Impl().m_Adapters.front().RowIsMissing);
+  EXPECT_TRUE(guest.Impl().m_PhysicalDrives.front().RowIsMissing);
+}
+
+// --- SetAdapterIDs
+
+class SetAdapterIDs : public testing::Test {
+ protected:
+  SetAdapterIDs() {
+    machine.AddDrive("SERIAL-A");
+    machine.AddDrive("SERIAL-B");
+    guest.Initialize();
+    // The names are looked up by the PCI device and function numbers; with these two they are
+    // found.
+    guest.Impl().m_Adapters[0].PciDevice = 0x0A54;
+    guest.Impl().m_Adapters[0].PciFunction = 0x4712;
+    guest.ids[0].m_Identification = {0, 1, 0x0A54, 0x4712};
+  }
+
+  // The adapters' names after the command, before the worker's first scan renames them.
+  std::vector<std::string> NamesAfter(std::vector<PI::CAdapterID> given) {
+    machine.tool.SetHook([](const std::string&) { TLX::Misc::Sleep(60'000); });
+    std::vector<std::string> names;
+    EXPECT_EQ(guest.Call(2, 0, &given), 0U);
+    for (const auto& adapter : guest.Impl().m_Adapters) names.push_back(adapter.Name);
+    guest.Impl().m_WorkerThread->Native().Cancel();
+    return names;
+  }
+
+  Machine machine;
+  Guest guest;
+};
+
+TEST_F(SetAdapterIDs, WithAHostNumber_NamesTheAdapterAndWritesItsRow) {
+  FrameDatabase database;
+  guest.Impl().m_Database = getDatabasePointer();
+  guest.Impl().InsertObjectToDatabase(guest.Impl().m_Adapters[0], false);
+  database.ClearWrites();
+  FrameTrace trace(2);
+  guest.ids[0].m_HostNumber = 3;
+  EXPECT_THAT(NamesAfter(guest.ids), ElementsAre("SSD PCIe3 P4600 (3)", ""));
+  EXPECT_EQ(trace.Texts().front(), "ENTER SetAdapterIDs");
+  EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Adapter"));
+  EXPECT_THAT(database.Column("Adapter", "Name"), ElementsAre("SSD PCIe3 P4600 (3)"));
+}
+
+TEST_F(SetAdapterIDs, OfOneAddress_TakesTheFirstThatIsNumbered) {
+  std::vector<PI::CAdapterID> given = {guest.ids[0], guest.ids[0], guest.ids[0]};
+  given[1].m_HostNumber = 8;
+  given[2].m_HostNumber = 9;
+  EXPECT_THAT(NamesAfter(given), ElementsAre("SSD PCIe3 P4600 (8)", ""));
+  EXPECT_EQ(guest.Impl().m_HostAdapterIDs.size(), 3U);
+}
+
+TEST_F(SetAdapterIDs, WithoutANumber_RenamesNothing) {
+  EXPECT_THAT(NamesAfter(guest.ids), ElementsAre("", ""));
+}
+
+TEST_F(SetAdapterIDs, StartsAWorkerEachTime) {
+  EXPECT_EQ(guest.Impl().m_WorkerThread, nullptr);
+  ASSERT_EQ(guest.SetAdapterIDs(), 0U);
+  ASSERT_NE(guest.Impl().m_WorkerThread, nullptr);
+  const auto* const first = guest.Impl().m_WorkerThread.get();
+  ASSERT_EQ(guest.SetAdapterIDs(), 0U);
+  EXPECT_NE(guest.Impl().m_WorkerThread.get(), first);
+  ASSERT_EQ(guest.Impl().m_OlderWorkers.size(), 1U);
+  EXPECT_EQ(guest.DeInitialize(), 0U);
+  EXPECT_EQ(guest.Impl().m_WorkerThread->Wait(0), TLX::Threading::WAIT_ACQUIRED);
+  EXPECT_EQ(guest.Impl().m_OlderWorkers.front()->Wait(0), TLX::Threading::WAIT_ACQUIRED);
+}
+
+// --- DeInitialize
+
+TEST(DeInitialize, WithoutAWorkerOrTwice_IsFine) {
+  FrameTrace trace(2 | 16);
+  Guest guest;
+  EXPECT_EQ(guest.DeInitialize(), 0U);
+  EXPECT_EQ(guest.DeInitialize(), 0U);
+  EXPECT_THAT(trace.Texts(), ElementsAre("ENTER DeInitialize", "LEAVE DeInitialize",
+                                         "ENTER DeInitialize", "LEAVE DeInitialize"));
+}
+
+TEST(DeInitialize, ThenStartUpAgain_WorksInTheSameProcess) {
+  frametest::FasterClock clock(20);
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  Guest guest;
+  for (int round = 0; round < 3; ++round) {
+    machine.tool.ClearCalls();
+    ASSERT_EQ(guest.Initialize(), 0U);
+    ASSERT_EQ(guest.SetAdapterIDs(), 0U);
+    EXPECT_TRUE(frametest::Eventually([&machine] {
+      return machine.tool.CountCalls("show -all -o json -torvex") >= 2 + 2;  // a scan of its own
+    }));
+    ASSERT_EQ(guest.DeInitialize(), 0U);
+  }
+}
+
+}  // namespace
