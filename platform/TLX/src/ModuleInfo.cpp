@@ -74,8 +74,10 @@ void CModuleInfo::ForEach(const std::function<void(CModuleInfo&)>& visit) {
 
 namespace TLX::Internals {
 namespace {
-Misc::CModuleInfo g_Module(Misc::MODULE_TLX, "TLX", VX_VERSION, nullptr, nullptr);
-}
+// Never destroyed: threads that nobody waits for may trace while the process ends.
+Misc::CModuleInfo& g_Module =
+    *new Misc::CModuleInfo(Misc::MODULE_TLX, "TLX", VX_VERSION, nullptr, nullptr);
+}  // namespace
 
 Misc::CModuleInfo& OwnModule() {
   return g_Module;

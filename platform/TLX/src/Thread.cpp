@@ -69,8 +69,12 @@ void CThreadState::DeliverCancellation() {
   if (!CancellationPending()) return;
   // What runs while the stack unwinds waits and polls undisturbed.
   m_Delivered = true;
-  eventfd_t value = 0;
-  static_cast<void>(eventfd_read(m_WakeDescriptor, &value));
+  {
+    // Whoever asked has written to the descriptor when the lock is free.
+    const std::lock_guard lock(m_Lock);
+    eventfd_t value = 0;
+    static_cast<void>(eventfd_read(m_WakeDescriptor, &value));
+  }
   // The thread cancels itself, so nobody ever needs the handle of a thread that may have ended.
   pthread_cancel(pthread_self());
   int before = 0;
@@ -148,8 +152,9 @@ class CBodyScope {
   ~CBodyScope() {
     m_Impl.m_State.ReleaseAllHeld();
     Internals::CThreadState::SetCurrent(nullptr);
-    m_Impl.m_EndedEvent.Set();
+    // At once for the destructor of CThread: whoever has seen the event finds an ended thread.
     const std::lock_guard lock(m_Impl.m_Lock);
+    m_Impl.m_EndedEvent.Set();
     m_Impl.m_Ended = true;
     m_Impl.m_EndedChanged.notify_all();
   }

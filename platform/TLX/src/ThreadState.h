@@ -60,7 +60,7 @@ class CThreadState {
  private:
   int m_WakeDescriptor;
   std::atomic<bool> m_Requested = false;
-  std::mutex m_Lock;  // guards m_Parker
+  std::mutex m_Lock;  // guards m_Parker; held while a request is made
   CParker* m_Parker = nullptr;
   bool m_Delivered = false;
   unsigned int m_HeldBack = 0;

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <exception>
 #include <mutex>
 #include <utility>
 
@@ -52,8 +53,16 @@ CTraceStreamBuffer::CTraceStreamBuffer(unsigned int level, const Misc::CModuleIn
                                        const char* file, const char* function, unsigned int line)
     : m_Level(level), m_Module(module), m_File(file), m_Function(function), m_Line(line) {}
 
+void CTraceStreamBuffer::Append(const char* text, std::size_t length) noexcept {
+  try {
+    m_Text.append(text, length);
+  } catch (const std::exception&) {  // no memory, or more than a string holds
+    m_IsLost = true;
+  }
+}
+
 CTraceStreamBuffer::~CTraceStreamBuffer() noexcept {
-  if (t_InSink) return;
+  if (t_InSink || m_IsLost) return;
   const CNoCancellation undisturbed;
   CSinkHolder& holder = Holder();
   const std::lock_guard lock(holder.m_Lock);

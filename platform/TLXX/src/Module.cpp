@@ -5,8 +5,8 @@
 
 namespace TLXX {
 
-TLX::Misc::CModuleInfo TLX_MODULE_INFO_TLXX(TLX::Misc::MODULE_TLXX, "TLXX",
-                                            "P:" VX_VERSION " F:" VX_VERSION, nullptr, nullptr);
+TLX::Misc::CModuleInfo& TLX_MODULE_INFO_TLXX = *new TLX::Misc::CModuleInfo(
+    TLX::Misc::MODULE_TLXX, "TLXX", "P:" VX_VERSION " F:" VX_VERSION, nullptr, nullptr);
 
 void Trace(unsigned int level, const char* file, const char* function, unsigned int line,
            const std::string& text) {

@@ -6,7 +6,8 @@
 
 namespace TLXX {
 
-extern TLX::Misc::CModuleInfo TLX_MODULE_INFO_TLXX;
+// Never destroyed: threads may still run commands while the process ends.
+extern TLX::Misc::CModuleInfo& TLX_MODULE_INFO_TLXX;
 
 inline bool Traced(unsigned int level) {
   return (TLX_MODULE_INFO_TLXX.TraceMask() & level) != 0;

@@ -2,12 +2,15 @@
 #include "support/Scale.h"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <TLX/Internals/TraceSink.h>
 #include <TLX/Internals/TraceStreamBuffer.h>
@@ -15,6 +18,18 @@
 #include <TLX/Threading/Event.h>
 #include <TLX/Threading/FastMutex.h>
 #include <TLX/Threading/Waiter.h>
+
+namespace {
+
+std::atomic<bool> g_writesLate = false;
+
+}  // namespace
+
+// In the place of the C library's, for the library under test too.
+extern "C" [[gnu::visibility("default")]] int eventfd_write(int descriptor, eventfd_t value) {
+  if (g_writesLate) std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  return write(descriptor, &value, sizeof value) == sizeof value ? 0 : -1;
+}
 
 namespace {
 
@@ -201,6 +216,24 @@ TEST(Cancellation, WhileTheStackUnwinds_IsSpentAndWaitsRunTheirTime) {
   EXPECT_EQ(ready, 0);
   EXPECT_EQ(waited, WAIT_TIMED_OUT);
   EXPECT_GE(slept, 10U);
+}
+
+// The thread sees the request before its canceller has written to the descriptor.
+TEST(Cancellation, StruckAtOnce_LeavesTheWakeDescriptorQuiet) {
+  int ready = -1;
+  Running thread([&] {
+    const OnLeave leave([&] {
+      TLX::Misc::Sleep(50);
+      pollfd wake = {.fd = CCancellation::WakeDescriptor(), .events = POLLIN, .revents = 0};
+      ready = poll(&wake, 1, 0);
+    });
+    SpinUntilRequested();
+    CCancellation::Deliver();
+  });
+  g_writesLate = true;
+  EXPECT_TRUE(thread.Cancel());
+  g_writesLate = false;
+  EXPECT_EQ(ready, 0);
 }
 
 TEST(Cancellation, GuardReleasesWhileTheStackUnwinds) {

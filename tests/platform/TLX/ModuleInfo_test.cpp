@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
@@ -58,6 +59,30 @@ TEST_F(ModuleInfo, TheLibraryItselfIsRegisteredAndSilent) {
     EXPECT_EQ(module.TraceMask(), 0U);
   });
   EXPECT_TRUE(IsRegistered("TLX"));
+}
+
+bool g_lookAtTheEnd = false;
+
+// Runs behind the destructors of all static objects, those of the libraries included, and ends the
+// process with 0 when the library's record has outlived them.
+void LookAtTheEnd(int /*status*/, void* /*argument*/) {
+  if (g_lookAtTheEnd) std::_Exit(IsRegistered("TLX") ? 0 : 1);
+}
+// Before any library is initialised, so that what is registered here runs last; not by atexit,
+// whose functions run with the destructors of the program that they belong to.
+void RegisterFirst() {
+  on_exit(LookAtTheEnd, nullptr);
+}
+[[gnu::section(".preinit_array"), gnu::used]] void (*const g_registerFirst)() = RegisterFirst;
+
+// Threads that nobody waits for may still trace while the process ends.
+TEST_F(ModuleInfo, TheLibrarysOwnRecord_OutlivesAllStaticObjects) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto end = [] {
+    g_lookAtTheEnd = true;
+    std::exit(2);
+  };
+  EXPECT_EXIT(end(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ModuleInfo, SetMasks_ReachTheirKindOnly) {

@@ -1,11 +1,14 @@
 #include "Threads.h"
+#include "support/Scale.h"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <TLX/Internals/TraceSink.h>
 #include <TLX/Misc/ModuleInfo.h>
@@ -46,6 +49,46 @@ TEST(Thread, WithoutABoundBody_IsNotStarted) {
   EXPECT_FALSE(thread.Native().HasHandle());
   EXPECT_EQ(thread.Wait(WAIT_INFINITE), WAIT_FAILED);
   EXPECT_TRUE(thread.Native().Cancel());
+}
+
+TEST(Thread, ThatTheSystemRefuses_HasNoHandle) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  bool ran = false;
+  Body body([&] { ran = true; });
+  const rlimit none = {.rlim_cur = 0, .rlim_max = before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  CThread thread(body.Delegate(), 0);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_FALSE(thread.Native().HasHandle());
+  EXPECT_EQ(thread.Wait(WAIT_INFINITE), WAIT_FAILED);
+  EXPECT_TRUE(thread.Native().Cancel());
+  EXPECT_FALSE(ran);
+}
+
+// Destroyed by the system's thread behind everything else that it does.
+class Trailing {
+ public:
+  ~Trailing() {
+    if (gone_ == nullptr) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    *gone_ = true;
+  }
+  std::atomic<bool>* gone_ = nullptr;
+};
+thread_local Trailing t_trailing;
+
+TEST(Thread, Destroyed_OnceAWaitHasSeenItsEnd_IsJoined) {
+  const int rounds = vxtest::Count(200, 5000);
+  for (int round = 0; round < rounds; ++round) {
+    std::atomic<bool> gone = false;
+    Body body([&] { t_trailing.gone_ = &gone; });
+    {
+      CThread thread(body.Delegate(), 0);
+      ASSERT_EQ(thread.Wait(WAIT_INFINITE), 1U);
+    }
+    ASSERT_TRUE(gone) << "round " << round;
+  }
 }
 
 TEST(Thread, TwoThreads_RunTheSameTarget) {

@@ -108,6 +108,21 @@ TEST_F(TraceSink, WhatTheSinkThrows_LosesThatLineOnly) {
   EXPECT_EQ(sink->texts_, (std::vector<std::string>{"<first>", "<second>", "<third>"}));
 }
 
+TEST_F(TraceSink, ALineTooLongForMemory_IsLostAloneAndThrowsNothing) {
+  const auto sink = std::make_shared<RecordingSink>();
+  SetTraceSink(sink);
+  {
+    CTraceStreamBuffer buffer(2, module_, "file", "function", 1);
+    buffer.Append("begin", 5);
+    EXPECT_NO_THROW(buffer.Append("", std::string().max_size()));
+    EXPECT_NO_THROW(buffer.Append("end", 3));
+  }
+  module_.SetTraceMask(2);
+  Trace(2, std::string(8UL << 20U, 'x'));
+  ASSERT_EQ(sink->texts_.size(), 1U);
+  EXPECT_EQ(sink->texts_[0].size(), (8UL << 20U) + 2);
+}
+
 TEST_F(TraceSink, Replaced_TheOldOneIsLetGo) {
   auto first = std::make_shared<RecordingSink>();
   const std::weak_ptr<RecordingSink> gone = first;

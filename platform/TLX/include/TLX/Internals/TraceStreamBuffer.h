@@ -20,8 +20,9 @@ class VX_EXPORT CTraceStreamBuffer {
   CTraceStreamBuffer(const CTraceStreamBuffer&) = delete;
   CTraceStreamBuffer& operator=(const CTraceStreamBuffer&) = delete;
 
-  // Adds so many bytes to the line. The text need not stay valid.
-  void Append(const char* text, std::size_t length) { m_Text.append(text, length); }
+  // Adds so many bytes to the line. The text need not stay valid. When there is no memory for it
+  // the whole line is lost.
+  void Append(const char* text, std::size_t length) noexcept;
 
  private:
   const unsigned int m_Level;
@@ -30,6 +31,7 @@ class VX_EXPORT CTraceStreamBuffer {
   const char* const m_Function;
   const unsigned int m_Line;
   std::string m_Text;
+  bool m_IsLost = false;
 };
 
 }  // namespace TLX::Internals
