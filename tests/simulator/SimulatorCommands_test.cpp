@@ -237,7 +237,7 @@ TEST(Simulator, Edit_KeepsWhatItDoesNotTouch) {
 TEST(Simulator, Edit_ReplacesTheFileSoThatNoReaderSeesHalfOfIt) {
   const FleetDirectory fleet(FleetDirectory::Example("fleet-64.json"));
   std::atomic<bool> editing = true;
-  std::thread editor([&] {
+  std::jthread editor([&] {
     for (int i = 0; i < vxtest::Count(5, 50); ++i)
       fleet.Edit("heat 63 --to " + std::to_string(40 + i));
     editing = false;

@@ -251,7 +251,7 @@ TEST(Sysfs, ReaderDuringUpdates_SeesADeviceWholeOrNotAtAll) {
   const std::string root = " --root " + machine.Root().string();
   const fs::path device = machine.Root() / "devices/pci0000:00/0000:00:0c.5/0000:65:00.0";
   std::atomic<bool> updating = true;
-  std::thread updater([&] {
+  std::jthread updater([&] {
     for (int i = 0; i < vxtest::Count(4, 100); ++i) {
       machine.Edit("pull 5" + root);
       machine.Edit("plug 5" + root);

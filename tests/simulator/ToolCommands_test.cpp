@@ -291,7 +291,7 @@ TEST(Tool, SameFleet_GivesTheSameBytesEveryTime) {
 TEST(Tool, FileBeingWrittenInPlace_IsReadAgainUntilItIsWhole) {
   const FleetDirectory fleet("{\"drives\": [");
   ToolRun run;
-  std::thread reader([&] { run = fleet.Run(simtest::kInventory); });
+  std::jthread reader([&] { run = fleet.Run(simtest::kInventory); });
   fleet.Write(simtest::OneDrive());
   reader.join();
   EXPECT_EQ(run.status, 0) << run.err;
