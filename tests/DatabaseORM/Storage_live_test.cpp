@@ -500,6 +500,15 @@ TEST_F(StorageOnDisk, AdapterFlag_AppearsInNoStatement) {
   }
 }
 
+// Filled by the schema's library, seen here: the process has one map for each record.
+TEST_F(StorageOnDisk, FieldMaps_AreSharedByAllLibraries) {
+  using RaidDataModels::dbModelFieldsMap;
+  using RaidDataModels::Singleton;
+  EXPECT_EQ(Singleton<dbModelFieldsMap<Adapter>>::Instance()->Alias(), "Adapter");
+  EXPECT_EQ(Singleton<dbModelFieldsMap<PD>>::Instance()->Column(&PD::SerialNumber), "SerialNumber");
+  EXPECT_EQ(Singleton<dbModelFieldsMap<Plugin>>::Instance()->Column(&Plugin::Name), "Name");
+}
+
 // The record that nobody has filled: nulls and nothing else, but for the identity that names the
 // row.
 TEST_F(StorageOnDisk, DefaultPlugin_IsNullInEveryColumn) {

@@ -1,8 +1,13 @@
 #include "DatabaseORM/Recording.h"
+#include "support/Files.h"
 
 #include <cfloat>
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <limits>
+#include <locale>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -64,16 +69,63 @@ TEST(ValuesText, Reals_LongestTextFits) {
   EXPECT_EQ(Rendered(&Adapter::Temperature, -DBL_MAX).size(), 317U);
 }
 
-// A host may have set a locale whose numbers have decimal commas. No such locale need be installed
-// for this: a locale made here has the comma where there is one, and the test says which it used.
-TEST(ValuesText, Reals_AreTheSameInALocaleWithDecimalComma) {
-  const std::string before = setlocale(LC_ALL, nullptr);
-  for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "C.UTF-8"}) {
-    if (setlocale(LC_ALL, name) == nullptr) continue;
-    EXPECT_EQ(Rendered(&Adapter::Temperature, 2.5), "2.500000") << name;
-    EXPECT_EQ(ReadBack(&Adapter::Temperature, "2.5"), 2.5) << name;
+// A C locale with the comma as decimal point. It is written here in the form in which glibc keeps
+// compiled locales, as no such locale need be installed: magic number, count of fields, their
+// offsets, then decimal point, thousands separator, grouping and the two characters again as wide
+// ones.
+class CommaLocale {
+ public:
+  CommaLocale() {
+    std::string image;
+    for (const std::uint32_t word : {0x20031115U ^ LC_NUMERIC, 6U, 32U, 34U, 36U, 40U, 44U, 48U}) {
+      Append(image, word);
+    }
+    image += std::string(",\0.\0\x03\x03\0\0", 8);
+    for (const std::uint32_t word : {std::uint32_t{','}, std::uint32_t{'.'}}) Append(image, word);
+    image += std::string("UTF-8\0", 6);
+    vxtest::WriteFile(dir_ / "comma" / "LC_NUMERIC", image);
+    setenv("LOCPATH", dir_.Path().c_str(), 1);
+    set_ = setlocale(LC_NUMERIC, "comma") != nullptr;
   }
-  setlocale(LC_ALL, before.c_str());
+  ~CommaLocale() {
+    setlocale(LC_NUMERIC, "C");
+    unsetenv("LOCPATH");
+  }
+
+  bool InForce() const {
+    char text[16];
+    std::snprintf(text, sizeof text, "%.1f", 2.5);
+    return set_ && std::string(text) == "2,5";
+  }
+
+ private:
+  static void Append(std::string& image, std::uint32_t word) {
+    image.append(reinterpret_cast<const char*>(&word), sizeof word);
+  }
+
+  vxtest::TempDir dir_;
+  bool set_ = false;
+};
+
+TEST(ValuesText, Reals_AreTheSameInALocaleWithDecimalComma) {
+  const CommaLocale locale;
+  ASSERT_TRUE(locale.InForce());
+  EXPECT_EQ(Rendered(&Adapter::Temperature, 2.5), "2.500000");
+  EXPECT_EQ(ReadBack(&Adapter::Temperature, "2.5"), 2.5);
+}
+
+// The same for the locale of C++ streams.
+TEST(ValuesText, Maximum_IsReadInTheClassicLocale) {
+  struct Grouping : std::numpunct<char> {
+    char do_thousands_sep() const override { return ','; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+  const std::locale before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
+  AdapterFixture f;
+  f.dao->cells = {"1,234"};
+  EXPECT_EQ(f.Storage().max(&Adapter::AdapterNumber), 1);
+  EXPECT_EQ(Rendered(&Adapter::MediaErrors, 1234567UL), "1234567");
+  std::locale::global(before);
 }
 
 TEST(ValuesText, Texts_WithQuotationAreDoubled) {
