@@ -187,13 +187,4 @@ void CConnection::CopyTo(const std::string& path) const {
   }
 }
 
-void CConnection::LeaveFilesOnClose() {
-  sqlite3_db_config(m_Handle.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-}
-
-std::string CConnection::Path() const {
-  const char* path = sqlite3_db_filename(m_Handle.get(), "main");
-  return path == nullptr || *path == '\0' ? m_Path : std::string(path);
-}
-
 }  // namespace DatabaseWrapper

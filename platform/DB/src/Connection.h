@@ -37,12 +37,6 @@ class CConnection {
   // Writes all pages to a new file. The file must not exist.
   void CopyTo(const std::string& path) const;
 
-  // Closing leaves whatever lies beside the path alone.
-  void LeaveFilesOnClose();
-
-  // Absolute, links resolved.
-  std::string Path() const;
-
  private:
   struct CClose {
     void operator()(sqlite3* database) const;

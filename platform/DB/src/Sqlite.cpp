@@ -171,9 +171,9 @@ void CSqliteDatabase::Impl::WriteBack() {
     throw DatabaseException("\"" + aside + "\" cannot be renamed to \"" + m_Path +
                             "\": " + std::strerror(errno));
   }
-  auto restored = std::make_unique<CConnection>(m_Path, CAccess::Write, m_Options.BusyTimeout);
-  m_Connection->LeaveFilesOnClose();
-  m_Connection = std::move(restored);
+  // The old file is closed last; SQLite leaves what lies at the path alone then, as it is not its
+  // own.
+  m_Connection = std::make_unique<CConnection>(m_Path, CAccess::Write, m_Options.BusyTimeout);
 }
 
 void CSqliteDatabase::Impl::RollBack() noexcept {

@@ -171,6 +171,18 @@ TEST_F(SqliteMoved, FileReplacedByAnother_IsWrittenBackInItsPlace) {
   EXPECT_EQ(Rows(), "before,after");
 }
 
+// The log of the foreign file must not be replayed into ours.
+TEST_F(SqliteMoved, FileReplacedByADatabaseWithLog_IsWrittenBackWithoutThatLog) {
+  const RawSqlite other(dir_ / "other.db");
+  other.Run("PRAGMA journal_mode = WAL; CREATE TABLE t(a); INSERT INTO t VALUES('theirs')");
+  RemoveAll();
+  fs::copy(dir_ / "other.db", path_);
+  fs::copy(dir_ / "other.db-wal", path_ + "-wal");
+  ASSERT_GT(fs::file_size(path_ + "-wal"), 0U);
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+}
+
 TEST_F(SqliteMoved, DirectoryGone_FailsUntilItIsBack) {
   fs::remove_all(dir_ / "d");
   for (int attempt = 0; attempt < 2; ++attempt) {

@@ -201,6 +201,11 @@ TEST(SchemaDatabase, Open_DatabaseOfAnotherProgram_IsRefusedAndUntouched) {
   EXPECT_EQ(OpenForWriting(path).Error,
             "\"" + path + "\": The database belongs to another program; name another file.");
   EXPECT_EQ(RawSqlite(path).One("SELECT group_concat(name) FROM sqlite_master"), "bookmarks");
+  RawSqlite(path).Run("PRAGMA user_version = 1");
+  for (const auto& error : {OpenForWriting(path).Error, OpenReadOnly(path).Error}) {
+    EXPECT_EQ(error,
+              "\"" + path + "\": The database belongs to another program; name another file.");
+  }
 }
 
 TEST(SchemaDatabase, Open_NoDatabase_IsRefused) {
