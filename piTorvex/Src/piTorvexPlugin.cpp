@@ -552,6 +552,15 @@ void Succeed(const Object& published, Object& newer) {
   newer.RowIsMissing = published.RowIsMissing;
 }
 
+// Whatever marks the caller's objects carry are not those of this merge.
+template <class Object>
+void ClearMarks(std::vector<Object>& objects) {
+  for (Object& object : objects) {
+    object.RowIsStale = false;
+    object.RowIsMissing = false;
+  }
+}
+
 template <class Object>
 std::vector<Object> WithoutDuplicates(const std::vector<Object>& objects) {
   std::set<std::string_view> seen;
@@ -1202,6 +1211,8 @@ unsigned long IPLUGINAPI_IMPL::UpdateSystem(std::vector<CTorvexAdapter>& newAdap
                newAdapters.size(), newDrives.size());
   TORVEX_SCOPED_LOCK(guard, m_EventsLock);
   DropDuplicates(newAdapters, newDrives);
+  ClearMarks(newAdapters);
+  ClearMarks(newDrives);
   CMerge merge(m_Adapters, m_PhysicalDrives, newAdapters, newDrives);
   CompareAdapters(merge);
   FindRemovedAdapters(merge);

@@ -278,8 +278,11 @@ void FrameDatabase::FailWhen(std::function<bool(const std::string&)> fails) {
 
 std::vector<std::string> FrameDatabase::Column(const std::string& table, const std::string& column,
                                                const std::string& where) {
-  return dao_->engine.query("SELECT " + column + " FROM " + table + " WHERE " + where +
-                            " ORDER BY ID");
+  return Run("SELECT " + column + " FROM " + table + " WHERE " + where + " ORDER BY ID");
+}
+
+std::vector<std::string> FrameDatabase::Run(const std::string& statement) {
+  return dao_->engine.query(statement);
 }
 
 // --- Machine

@@ -142,7 +142,9 @@ class FrameDatabase {
   void ClearWrites();
   // Statements for which this is true fail.
   void FailWhen(std::function<bool(const std::string& statement)> fails);
-  // One column, row by row.
+  // Past the plug-in: not recorded, never fails.
+  std::vector<std::string> Run(const std::string& statement);
+  // Columns, row by row.
   std::vector<std::string> Column(const std::string& table, const std::string& column,
                                   const std::string& where = "1");
 

@@ -1,0 +1,520 @@
+#include "Frame_fixtures.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using frametest::FrameDatabase;
+using frametest::FrameTrace;
+using frametest::IdsOf;
+using frametest::IPLUGINAPI_IMPL;
+using NAMESPACE_piTorvex::CTorvexAdapter;
+using NAMESPACE_piTorvex::CTorvexPhysicalDrive;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr unsigned long PLUGIN_ID = 1000;
+
+CTorvexAdapter MakeAdapter(const std::string& serial, unsigned int number) {
+  CTorvexAdapter adapter;
+  adapter.m_ID = 2000 + number;
+  adapter.m_Type = 19038;
+  adapter.AdapterNumber = number;
+  adapter.GlobalAdapterNumber = 50 + number;
+  adapter.SerialNumber = serial;
+  adapter.Name = "Adapter " + serial;
+  adapter.DriverName = "nvme";
+  return adapter;
+}
+
+CTorvexPhysicalDrive MakeDrive(const std::string& serial, unsigned int number) {
+  CTorvexPhysicalDrive drive;
+  drive.m_ID = 3000 + number;
+  drive.m_Type = 19018;
+  drive.DriveNumber = number - 1;
+  drive.ParentAdapterNumber = 50 + number;
+  drive.SerialNumber = serial;
+  drive.Name = "Drive " + serial;
+  drive.SectorSize = 512;
+  return drive;
+}
+
+// Two published pairs, A and B, and new lists that begin as their copies.
+class UpdateTest : public testing::Test {
+ protected:
+  UpdateTest() {
+    plugin.m_EventsLock.Init();
+    plugin.m_Plugin.m_ID = PLUGIN_ID;
+    for (const auto& [serial, number] : {std::pair{"A", 1U}, std::pair{"B", 2U}}) {
+      plugin.m_Adapters.push_back(MakeAdapter(serial, number));
+      plugin.m_Adapters.back().m_ParentIDs = {PLUGIN_ID};
+      plugin.m_PhysicalDrives.push_back(MakeDrive(serial, number));
+    }
+    adapters = {MakeAdapter("A", 1), MakeAdapter("B", 2)};
+    drives = {MakeDrive("A", 1), MakeDrive("B", 2)};
+  }
+
+  // Stores the published objects' rows.
+  void Store() {
+    plugin.InsertObjectToDatabase(plugin.m_Plugin, false);
+    for (CTorvexAdapter& adapter : plugin.m_Adapters) {
+      plugin.InsertObjectToDatabase(adapter, false);
+    }
+    for (CTorvexPhysicalDrive& drive : plugin.m_PhysicalDrives) {
+      plugin.InsertObjectToDatabase(drive, false);
+    }
+    database.ClearWrites();
+  }
+
+  unsigned long Update() { return plugin.UpdateSystem(adapters, drives); }
+  std::vector<unsigned int> Events() const { return IdsOf(plugin.m_Events); }
+  std::vector<std::string> Serials() const {
+    std::vector<std::string> serials;
+    for (const CTorvexAdapter& adapter : plugin.m_Adapters) serials.push_back(adapter.SerialNumber);
+    return serials;
+  }
+
+  FrameTrace trace;
+  FrameDatabase database;
+  IPLUGINAPI_IMPL plugin;
+  std::vector<CTorvexAdapter> adapters;
+  std::vector<CTorvexPhysicalDrive> drives;
+};
+
+TEST_F(UpdateTest, WithNothingNew_ChangesNothing) {
+  Store();
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(Events(), IsEmpty());
+  EXPECT_THAT(database.Writes(), IsEmpty());
+  EXPECT_EQ(plugin.m_Adapters[0].m_ReadCounter, 0UL);
+  EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 0UL);
+}
+
+TEST_F(UpdateTest, LocksLinksAndCounters_AreNoDifference) {
+  plugin.m_Adapters[0].m_LockFlag = true;
+  plugin.m_Adapters[0].m_ReadCounter = 12;
+  plugin.m_PhysicalDrives[0].m_LockFlag = true;
+  plugin.m_PhysicalDrives[0].m_ReadCounter = 13;
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_TRUE(plugin.m_Adapters[0].m_LockFlag);
+  EXPECT_EQ(plugin.m_Adapters[0].m_ReadCounter, 12UL);
+  EXPECT_THAT(plugin.m_Adapters[0].m_ParentIDs, ElementsAre(PLUGIN_ID));
+  EXPECT_TRUE(plugin.m_PhysicalDrives[0].m_LockFlag);
+  EXPECT_EQ(plugin.m_PhysicalDrives[0].m_ReadCounter, 13UL);
+}
+
+struct StatusCase {
+  unsigned int before;
+  unsigned int after;
+  std::vector<unsigned int> events;
+};
+
+TEST_F(UpdateTest, StatusBits_RaiseTheirEventsInOrder) {
+  const std::vector<StatusCase> cases = {
+      {0x10, 0x30, {10967}},
+      {0x30, 0, {10980}},
+      {0, 0x11, {10957, 10968}},
+      {0x01, 0, {10980}},
+      {0x01, 0x11, {10957}},
+      {0, 0x02, {}},
+      {0, 0x08, {}},
+      {0x02, 0, {10980}},
+      {0, 0x240, {10959, 10962}},
+      {0x20, 0x240, {10959, 10962}},
+      {0x240, 0x280, {10960}},
+      {0x280, 0x240, {10959}},
+      {0x280, 0x20, {10967}},
+      {0x04, 0x01, {10968}},
+      {0, 0xFFFFFFFF, {10957, 11088, 10959, 10960, 10967, 10962, 10968}},
+  };
+  for (const StatusCase& each : cases) {
+    plugin.m_Events.clear();
+    plugin.m_Adapters[0].StatusBits = each.before;
+    adapters[0].StatusBits = each.after;
+    EXPECT_EQ(Update(), 0UL);
+    EXPECT_EQ(Events(), each.events) << std::hex << each.before << " -> " << each.after;
+    EXPECT_EQ(plugin.m_Adapters[0].StatusBits, each.after);
+  }
+}
+
+TEST_F(UpdateTest, OfAStatus_NamesTheAdapter) {
+  adapters[1].StatusBits = 0x04;
+  const unsigned long before = TLX::Misc::now();
+  Update();
+  ASSERT_EQ(plugin.m_Events.size(), 1U);
+  const PI::CEvent& event = plugin.m_Events.front();
+  EXPECT_EQ(event.m_EventID, 11088U);
+  EXPECT_EQ(event.m_Severity, 3U);
+  EXPECT_EQ(event.m_ObjectID, 2002UL);
+  EXPECT_EQ(event.m_Name, "Adapter B");
+  EXPECT_EQ(event.m_PlaceHolder1, "Adapter B");
+  EXPECT_EQ(event.m_PlaceHolder2, "");
+  EXPECT_GE(event.m_Time, before);
+}
+
+TEST_F(UpdateTest, OfAnotherField_CountsAsChangedWithoutAnEvent) {
+  Store();
+  plugin.m_Adapters[0].StatusBits = adapters[0].StatusBits = 0x01;
+  adapters[0].Firmware = "NEW";
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), IsEmpty());
+  EXPECT_EQ(plugin.m_Adapters[0].Firmware, "NEW");
+  EXPECT_EQ(plugin.m_Adapters[0].m_ReadCounter, 1UL);
+  EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Adapter", "UPDATE Plugin"));
+}
+
+TEST_F(UpdateTest, OfAChange_KeepsIdLockAndCounter) {
+  plugin.m_Adapters[0].m_LockFlag = true;
+  plugin.m_Adapters[0].m_ReadCounter = 41;
+  plugin.m_PhysicalDrives[0].m_ReadCounter = 51;
+  adapters[0].m_ID = 9999;
+  adapters[0].Firmware = "NEW";
+  drives[0].SectorSize = 4096;
+  Update();
+  EXPECT_EQ(plugin.m_Adapters[0].m_ID, 2001UL);
+  EXPECT_TRUE(plugin.m_Adapters[0].m_LockFlag);
+  EXPECT_EQ(plugin.m_Adapters[0].m_ReadCounter, 42UL);
+  EXPECT_EQ(plugin.m_PhysicalDrives[0].m_ReadCounter, 52UL);
+  EXPECT_THAT(plugin.m_Plugin.m_ChildIDs, ElementsAre(2001UL, 2002UL));
+}
+
+TEST_F(UpdateTest, OfATemperature_UpdatesTheDriveWithoutAnEvent) {
+  drives[0].Temperature = 44.0F;
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), IsEmpty());
+  EXPECT_FLOAT_EQ(plugin.m_PhysicalDrives[0].Temperature, 44.0F);
+}
+
+TEST_F(UpdateTest, OfASize_RaisesNothing) {
+  drives[0].UsableSizeMiB = 7;
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), IsEmpty());
+}
+
+TEST_F(UpdateTest, OfSectorSizeOrState_RaisesTheDriveEvent) {
+  drives[0].SectorSize = 4096;
+  drives[1].HealthState = 40095;
+  drives[1].Name = "Renamed";
+  adapters[1].Name = "New name of B";
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(10985U, 10985U));
+  const PI::CEvent& event = plugin.m_Events[1];
+  EXPECT_EQ(event.m_Severity, 2U);
+  EXPECT_EQ(event.m_ObjectID, 3002UL);
+  EXPECT_EQ(event.m_Name, "Drive B");                // as it was published
+  EXPECT_EQ(event.m_PlaceHolder1, "New name of B");  // the new adapter's
+  EXPECT_EQ(event.m_PlaceHolder2, "Drive B");
+}
+
+TEST_F(UpdateTest, OfADriveWithoutItsAdapter_ChangesItSilently) {
+  adapters.erase(adapters.begin());
+  drives[0].SectorSize = 4096;
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11094U));
+}
+
+TEST_F(UpdateTest, WithANewAdapter_AddsItAtTheEnd) {
+  Store();
+  adapters.insert(adapters.begin(), MakeAdapter("C", 3));
+  drives.insert(drives.begin(), MakeDrive("C", 3));
+  drives[0].ParentAdapterNumber = 0;
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Serials(), ElementsAre("A", "B", "C"));
+  EXPECT_THAT(plugin.m_Plugin.m_ChildIDs, ElementsAre(2003UL, 2001UL, 2002UL));  // tool's order
+  EXPECT_THAT(plugin.m_Adapters[2].m_ParentIDs, ElementsAre(PLUGIN_ID));
+  EXPECT_EQ(plugin.m_PhysicalDrives[0].ParentAdapterNumber, 53U);
+  EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 1UL);
+  ASSERT_THAT(Events(), ElementsAre(11093U));
+  const PI::CEvent& event = plugin.m_Events.front();
+  EXPECT_EQ(event.m_Severity, 2U);
+  EXPECT_EQ(event.m_ObjectID, 19002UL);
+  EXPECT_EQ(event.m_Name, "Adapter C");
+  EXPECT_EQ(event.m_PlaceHolder1, "Adapter C");
+  EXPECT_EQ(event.m_PlaceHolder2, " ");
+  EXPECT_THAT(database.Writes(), ElementsAre("INSERT Adapter", "INSERT PD", "UPDATE Plugin"));
+}
+
+TEST_F(UpdateTest, WithAnAdapterGone_RemovesItAndKeepsTheDrivesRow) {
+  Store();
+  adapters.erase(adapters.begin());
+  drives.erase(drives.begin());
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Serials(), ElementsAre("B"));
+  EXPECT_EQ(plugin.m_PhysicalDrives.size(), 1U);
+  EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 1UL);
+  ASSERT_THAT(Events(), ElementsAre(11094U));
+  EXPECT_EQ(plugin.m_Events[0].m_Severity, 3U);
+  EXPECT_EQ(plugin.m_Events[0].m_ObjectID, 19002UL);
+  EXPECT_EQ(plugin.m_Events[0].m_Name, "Adapter A");
+  EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "UPDATE Plugin"));
+  EXPECT_THAT(database.Column("Adapter", "AdapterNumber"), ElementsAre("2"));
+  EXPECT_THAT(database.Column("PD", "SerialNumber"), ElementsAre("A", "B"));
+}
+
+TEST_F(UpdateTest, OfVolumeManagementDrivers_NamesTheKey) {
+  for (const char* driver : {"iaVROC", "IaNVMe"}) {
+    plugin.m_Events.clear();
+    plugin.m_Adapters = {MakeAdapter("A", 1)};
+    plugin.m_Adapters[0].DriverName = driver;
+    adapters.clear();
+    drives.clear();
+    Update();
+    ASSERT_THAT(Events(), ElementsAre(11094U));
+    EXPECT_EQ(plugin.m_Events[0].m_Name, "Intel PCIe Device Adapter (A)");
+    EXPECT_EQ(plugin.m_Events[0].m_PlaceHolder1, "Intel PCIe Device Adapter");
+    EXPECT_EQ(plugin.m_Events[0].m_PlaceHolder2, " A");
+  }
+}
+
+TEST_F(UpdateTest, WithOneGoneAndOneNew_TellsAndWritesInOrder) {
+  Store();
+  adapters[0] = MakeAdapter("C", 3);
+  drives[0] = MakeDrive("C", 3);
+  adapters[1].StatusBits = 0x04;
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11093U, 11088U, 11094U));
+  EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 2UL);
+  EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "UPDATE Adapter", "INSERT Adapter",
+                                             "INSERT PD", "UPDATE Plugin"));
+}
+
+TEST_F(UpdateTest, WithTheEventsLockHeld_Works) {
+  plugin.m_EventsLock.Wait(TLX::Threading::WAIT_INFINITE);
+  adapters[0].StatusBits = 1;
+  EXPECT_EQ(Update(), 0UL);
+  plugin.m_EventsLock.Release();
+  EXPECT_THAT(Events(), ElementsAre(10968U));
+}
+
+TEST_F(UpdateTest, OfEmptyKeys_MatchesTheFirst) {
+  plugin.m_Adapters[0].SerialNumber.clear();
+  plugin.m_PhysicalDrives[0].SerialNumber.clear();
+  adapters[0].SerialNumber.clear();
+  drives[0].SerialNumber.clear();
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(plugin.m_Adapters[0].m_ID, 2001UL);
+}
+
+TEST_F(UpdateTest, WithOneKeyTwice_TakesTheFirst) {
+  trace.SetMask(16);
+  adapters.push_back(MakeAdapter("A", 7));
+  drives.push_back(MakeDrive("A", 7));
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(Serials(), ElementsAre("A", "B"));
+  EXPECT_EQ(plugin.m_PhysicalDrives.size(), 2U);
+  EXPECT_TRUE(trace.Has("Dropped 1 adapters whose serial number is taken"));
+}
+
+TEST_F(UpdateTest, RefreshesTheToolsIndexOfUnchangedAdapters) {
+  adapters[0].ToolIndex = 5;
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(plugin.m_Adapters[0].ToolIndex, 5);
+}
+
+TEST_F(UpdateTest, ToEmptyLists_RemovesEverythingAndBack) {
+  Store();
+  const std::vector<CTorvexAdapter> all = adapters;
+  const std::vector<CTorvexPhysicalDrive> allDrives = drives;
+  adapters.clear();
+  drives.clear();
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11094U, 11094U));
+  adapters = all;
+  drives = allDrives;
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11094U, 11094U, 11093U, 11093U));
+  EXPECT_THAT(database.Column("Adapter", "AdapterNumber"), ElementsAre("1", "2"));
+  EXPECT_THAT(database.Column("PD", "SerialNumber"), ElementsAre("A", "B"));
+}
+
+TEST_F(UpdateTest, Trace_TellsSizesLockAndResult) {
+  trace.SetMask(2 | 8);
+  Update();
+  EXPECT_THAT(trace.Texts(),
+              ElementsAre("ENTER UpdateSystem for 2 adapter, 2 physicalDrives",
+                          "Before m_EventsLock.Wait (sg)", "After m_EventsLock.Wait (sg)",
+                          "LEAVE UpdateSystem ret = 20000"));
+}
+
+// --- Rows that could not be written
+
+bool Begins(const std::string& statement, const std::string& word) {
+  return statement.find(word) != std::string::npos;
+}
+
+TEST_F(UpdateTest, WithADatabaseThatFails_RaisesItsEventsOnce) {
+  Store();
+  database.FailWhen([](const std::string&) { return true; });
+  adapters[0].StatusBits = 0x04;
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(Events(), ElementsAre(11088U));
+}
+
+TEST_F(UpdateTest, AnUpdateThatFailed_IsSentAgainAtTheNextScan) {
+  Store();
+  database.FailWhen([](const std::string& text) { return Begins(text, "UPDATE"); });
+  adapters[0].Firmware = "NEW";
+  drives[1].UsableSizeMiB = 7;
+  Update();
+  database.FailWhen(nullptr);
+  database.ClearWrites();
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Adapter", "UPDATE PD", "UPDATE Plugin"));
+  EXPECT_THAT(database.Column("Adapter", "Firmware"), ElementsAre("NEW", "NULL"));
+  database.ClearWrites();
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(database.Writes(), IsEmpty());
+}
+
+TEST_F(UpdateTest, AnInsertThatFailed_IsSentAgainAtTheNextScan) {
+  Store();
+  adapters.push_back(MakeAdapter("C", 3));
+  drives.push_back(MakeDrive("C", 3));
+  database.FailWhen([](const std::string& text) { return Begins(text, "INSERT"); });
+  Update();
+  database.FailWhen(nullptr);
+  database.ClearWrites();
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(database.Writes(), ElementsAre("INSERT Adapter", "INSERT PD"));
+  EXPECT_THAT(database.Column("Adapter", "AdapterNumber"), ElementsAre("1", "2", "3"));
+}
+
+TEST_F(UpdateTest, ADeleteThatFailed_ComesBeforeAnythingUnderItsNumber) {
+  Store();
+  database.FailWhen([](const std::string& text) { return Begins(text, "DELETE"); });
+  adapters[0] = MakeAdapter("C", 1);  // takes the number of the one that is gone
+  drives[0] = MakeDrive("C", 1);
+  Update();
+  EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "INSERT PD", "UPDATE Plugin"));
+  database.ClearWrites();
+  Update();  // still failing: the number stays blocked
+  EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter"));
+  database.FailWhen(nullptr);
+  database.ClearWrites();
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "INSERT Adapter"));
+  EXPECT_THAT(database.Column("Adapter", "SerialNumber"), ElementsAre("B", "C"));
+}
+
+TEST_F(UpdateTest, ThePluginsRow_IsSentAgainToo) {
+  plugin.m_PluginRowIsMissing = true;
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin"));
+  EXPECT_FALSE(plugin.m_PluginRowIsMissing);
+}
+
+TEST_F(UpdateTest, AMarkedRow_IsWrittenThoughNothingChanged) {
+  Store();
+  plugin.m_Adapters[1].RowIsStale = true;
+  plugin.m_Adapters[1].PercentageUsed = adapters[1].PercentageUsed = 33;
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Adapter"));
+  EXPECT_THAT(database.Column("Adapter", "RemainingLife"), ElementsAre("NULL", "NULL"));
+  EXPECT_EQ(plugin.m_Adapters[1].m_ReadCounter, 0UL);
+}
+
+TEST_F(UpdateTest, ARowThatCannotBeRead_StopsNoOther) {
+  Store();
+  adapters[0].Firmware = "NEW";
+  adapters[1].Firmware = "NEWER";
+  database.Run("UPDATE Adapter SET HealthState = 'nonsense' WHERE AdapterNumber = 1");
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(database.Column("Adapter", "Firmware"), ElementsAre("NULL", "NEWER"));
+  PI::COperation operation;
+  operation.SetOperationID(50002);
+  EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation), 0U);
+}
+
+TEST_F(UpdateTest, NumbersThatStay_KeepTheRowsApart) {
+  Store();
+  adapters.erase(adapters.begin());
+  drives.erase(drives.begin());
+  adapters[0].Firmware = "ONE";
+  Update();
+  adapters[0].Firmware = "TWO";
+  Update();
+  EXPECT_THAT(database.Column("Adapter", "AdapterNumber"), ElementsAre("2"));
+  EXPECT_THAT(database.Column("Adapter", "Firmware"), ElementsAre("TWO"));
+}
+
+// --- The row of the plug-in object
+
+TEST_F(UpdateTest, PluginRow_HoldsWhatThePluginShows) {
+  plugin.m_ToolVersion = "3.0.26";
+  plugin.PollInterval = 300;
+  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, true), 0U);
+  EXPECT_THAT(
+      database.Column("Plugin",
+                      "ToolVersion, ObjectID, Name, PollInterval, SettableProperties, Unused1, "
+                      "Unused2, Description, Vendor, Version"),
+      ElementsAre(
+          "3.0.26", "1000", "Torvex-Plugin", "255",
+          R"({"settableProperties":[{"name":"pollinterval","formatStr":"<int32>[2..255, 1]"}]})",
+          "NULL", "NULL", "Plugin:ID=309", "Vioteis.", "7.22.0"));
+}
+
+TEST_F(UpdateTest, PluginRow_OfTooShortAnInterval_HoldsTheLowest) {
+  for (const unsigned int interval : {0U, 1U, 2U}) {
+    plugin.PollInterval = interval;
+    RaidDataModels::Plugin record;
+    record.Unused1 = 5;
+    plugin.SetDatabaseObjectProperties(record, plugin.m_Plugin);
+    EXPECT_EQ(record.PollInterval, 2);
+    EXPECT_EQ(record.Unused1, RaidDataModels::NULL_INTEGER);
+  }
+}
+
+TEST_F(UpdateTest, PluginRow_IsUpdatedOnlyWhenItIsThere) {
+  trace.SetMask(2);
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(plugin.m_Plugin), 0U);
+  EXPECT_THAT(trace.Texts(), IsEmpty());
+  EXPECT_THAT(database.Writes(), IsEmpty());
+  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 0U);
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(plugin.m_Plugin), 0U);
+  EXPECT_EQ(plugin.DeleteObjectFromDatabase(plugin.m_Plugin), 0U);
+  EXPECT_THAT(trace.Texts(),
+              ElementsAre("Plugin Torvex inserted to db.", "Plugin Torvex updated in db.",
+                          "Plugin Torvex removed from db."));
+  EXPECT_THAT(database.Column("Plugin", "Name"), IsEmpty());
+}
+
+TEST_F(UpdateTest, PluginRow_ThatFails_SaysWhy) {
+  trace.SetMask(2);
+  database.FailWhen([](const std::string&) { return true; });
+  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 20000U);
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(plugin.m_Plugin), 20000U);
+  EXPECT_EQ(plugin.DeleteObjectFromDatabase(plugin.m_Plugin), 20000U);
+  const std::vector<std::string> texts = trace.Texts();
+  ASSERT_EQ(texts.size(), 3U);
+  EXPECT_THAT(texts[0], testing::StartsWith(
+                            "Exception thrown during inserting Torvex plugin object to db. ("));
+  EXPECT_EQ(texts[1],
+            "Exception thrown during updating Torvex plugin object entry in db. (Storage query "
+            "exception thrown! (disk on fire))");
+  EXPECT_EQ(texts[2],
+            "Exception thrown during removing Torvex plugin object from db. (Storage query "
+            "exception thrown! (disk on fire))");
+}
+
+TEST_F(UpdateTest, PluginRow_WithoutADatabase_FailsWithItsLine) {
+  plugin.m_Database = nullptr;
+  trace.SetMask(2);
+  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 20000U);
+  EXPECT_TRUE(trace.Has(
+      "Exception thrown during inserting Torvex plugin object to db. (The host has no database.)"));
+}
+
+TEST_F(UpdateTest, AnyOperationOfThePlugin_RewritesItsRow) {
+  Store();
+  PI::COperation operation;
+  operation.SetOperationID(4711);
+  EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation), 20005U);
+  EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Plugin"));
+  database.FailWhen([](const std::string&) { return true; });
+  operation.SetOperationID(50002);
+  EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation), 0U);
+}
+
+}  // namespace
