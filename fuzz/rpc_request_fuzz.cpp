@@ -1,0 +1,43 @@
+// A line of the call-by-call protocol, whatever its bytes: it is read or refused, and what is
+// answered is one line of valid JSON with the same id.
+#include "Json.h"
+#include "RpcRequest.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include <rapidjson/document.h>
+
+namespace {
+
+struct Echo {
+  vxhost::JsonText& json;
+  void operator()(const vxhost::NoData&) const { json.Null(); }
+  template <class Data>
+  void operator()(const Data& data) const {
+    vxhost::Write(json, data);
+  }
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  const auto result = vxhost::ReadRpcRequest({reinterpret_cast<const char*>(bytes), size});
+  vxhost::JsonText json;
+  json.StartObject();
+  if (const auto* const problem = std::get_if<vxhost::RpcProblem>(&result)) {
+    json.Key("id").Raw(problem->m_Id).Key("error").Text(problem->m_Text);
+  } else {
+    const auto& request = std::get<vxhost::RpcRequest>(result);
+    json.Key("id").Raw(request.m_Id).Key("data");
+    std::visit(Echo{json}, request.m_Data);
+  }
+  json.EndObject();
+  const std::string line = json.Take();
+  rapidjson::Document answer;
+  answer.Parse<rapidjson::kParseValidateEncodingFlag | rapidjson::kParseIterativeFlag>(
+      line.c_str());
+  if (answer.HasParseError() || line.find('\n') != std::string::npos) std::abort();
+  return 0;
+}

@@ -1,0 +1,122 @@
+#include "LineReader.h"
+#include "Options.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+
+using vxhost::LineReader;
+
+// A descriptor from which the text is read.
+class TextFile {
+ public:
+  explicit TextFile(const std::string& text) : descriptor_(::memfd_create("text", 0)) {
+    EXPECT_EQ(::write(descriptor_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    ::lseek(descriptor_, 0, SEEK_SET);
+  }
+  ~TextFile() { ::close(descriptor_); }
+  TextFile(const TextFile&) = delete;
+  TextFile& operator=(const TextFile&) = delete;
+  int Get() const { return descriptor_; }
+
+ private:
+  int descriptor_;
+};
+
+std::vector<std::string> Lines(const std::string& text, std::size_t longest) {
+  const TextFile file(text);
+  LineReader reader(file.Get(), longest);
+  std::vector<std::string> lines;
+  while (const auto line = reader.Next()) {
+    lines.push_back(line->m_TooLong ? "(too long)" : line->m_Text);
+  }
+  return lines;
+}
+
+TEST(LineReader, Lines_AreReadWithoutLineFeedsTheLastOneToo) {
+  EXPECT_EQ(Lines("", 10), std::vector<std::string>{});
+  EXPECT_EQ(Lines("\n", 10), std::vector<std::string>{""});
+  EXPECT_EQ(Lines("a\n\nb", 10), (std::vector<std::string>{"a", "", "b"}));
+  EXPECT_EQ(Lines("a\r\n", 10), (std::vector<std::string>{"a\r"}));
+}
+
+TEST(LineReader, LineLongerThanTheBuffer_IsReadWhole) {
+  const std::string longLine(1'000'000, 'x');
+  EXPECT_EQ(Lines(longLine + "\ny\n", 2'000'000), (std::vector<std::string>{longLine, "y"}));
+}
+
+TEST(LineReader, LineAboveTheLimit_IsDroppedAndTheNextOneRead) {
+  EXPECT_EQ(Lines(std::string(200'000, 'x') + "\n12345\n123456\nok\n", 5),
+            (std::vector<std::string>{"(too long)", "12345", "(too long)", "ok"}));
+}
+
+const std::vector<vxhost::CommandRow> COMMANDS = {
+    {"tree", "", {}},
+    {"get", "", {{"OBJECT", ""}, {"PROPERTY", ""}}},
+    {"pass", "", {{"REST", "", true}}},
+};
+
+vxhost::ParseResult Parse(std::vector<const char*> words) {
+  words.insert(words.begin(), "vxhost");
+  return vxhost::ParseOptions(static_cast<int>(words.size()), words.data(), COMMANDS);
+}
+
+TEST(Options, GlobalOptions_StandBeforeAndBehindTheCommand) {
+  for (const auto& words :
+       std::vector<std::vector<const char*>>{{"--json", "--trace", "30", "--plugin", "p", "tree"},
+                                             {"tree", "--json", "--trace", "0x1e", "--plugin", "p"},
+                                             {"--plugin=p", "tree", "--trace=30", "--json"}}) {
+    const auto result = Parse(words);
+    ASSERT_FALSE(result.m_Ends) << result.m_Text;
+    EXPECT_EQ(result.m_Options.m_Command, "tree");
+    EXPECT_EQ(result.m_Options.m_Plugin, "p");
+    EXPECT_EQ(result.m_Options.m_Trace, 30U);
+    EXPECT_TRUE(result.m_Options.m_Json);
+  }
+}
+
+TEST(Options, Arguments_AreTakenInOrder) {
+  const auto result = Parse({"get", "1", "--json", "Poll interval"});
+  ASSERT_FALSE(result.m_Ends) << result.m_Text;
+  EXPECT_EQ(result.m_Options.m_Arguments, (std::vector<std::string>{"1", "Poll interval"}));
+}
+
+TEST(Options, RestOfAnotherProgram_IsPassedOnUntouched) {
+  const auto result = Parse({"--json", "pass", "pull", "0", "--fleet", "f", "--json"});
+  ASSERT_FALSE(result.m_Ends) << result.m_Text;
+  EXPECT_EQ(result.m_Options.m_Arguments,
+            (std::vector<std::string>{"pull", "0", "--fleet", "f", "--json"}));
+}
+
+TEST(Options, WrongUsage_EndsWithTwoAndSaysWhy) {
+  for (const auto& words :
+       std::vector<std::vector<const char*>>{{},
+                                             {"frob"},
+                                             {"--frob", "tree"},
+                                             {"get", "1"},
+                                             {"tree", "extra"},
+                                             {"--trace", "x", "tree"},
+                                             {"--time-scale", "0", "tree"},
+                                             {"--tool-timeout", "-1", "tree"},
+                                             {"--simulate", "f", "--sysfs", "d", "tree"}}) {
+    const auto result = Parse(words);
+    EXPECT_TRUE(result.m_Ends);
+    EXPECT_EQ(result.m_Status, vxhost::EXIT_USAGE);
+    EXPECT_TRUE(result.m_Text.starts_with("vxhost: ")) << result.m_Text;
+  }
+}
+
+TEST(Options, HelpAndVersion_EndWithZero) {
+  const auto version = Parse({"--version"});
+  EXPECT_EQ(version.m_Status, 0);
+  EXPECT_TRUE(version.m_Text.starts_with("vxhost ")) << version.m_Text;
+  EXPECT_NE(Parse({"--help"}).m_Text.find("tree"), std::string::npos);
+  EXPECT_EQ(Parse({"tree", "--help"}).m_Status, 0);
+}
+
+}  // namespace

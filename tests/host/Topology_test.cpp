@@ -1,0 +1,213 @@
+#include "Topology.h"
+
+#include "EventLines.h"
+#include "RecordReader.h"
+#include "TreeView.h"
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+namespace {
+
+using vxhost::Topology;
+
+template <class Record>
+Record FromJson(const std::string& text) {
+  rapidjson::Document document;
+  document.Parse(text.c_str());
+  EXPECT_FALSE(document.HasParseError()) << text;
+  Record record;
+  vxhost::Read(document, record);
+  return record;
+}
+
+std::string Text(int id, const std::string& value) {
+  return R"({"id":)" + std::to_string(id) + R"(,"value":")" + value + "\"},";
+}
+
+std::string Number(int id, int value, int unit = 1) {
+  return R"({"id":)" + std::to_string(id) + R"(,"unit":)" + std::to_string(unit) +
+         R"(,"kind":"unsigned","value":)" + std::to_string(value) + "},";
+}
+
+std::string Choice(int id, int value) {
+  return R"({"id":)" + std::to_string(id) + R"(,"value":{"selected":)" + std::to_string(value) +
+         R"(,"choices":[]}},)";
+}
+
+std::string Object(unsigned long id, int type, std::string properties) {
+  if (!properties.empty()) properties.pop_back();
+  return R"({"id":)" + std::to_string(id) + R"(,"type":)" + std::to_string(type) +
+         R"(,"properties":[)" + properties + "]}";
+}
+
+const std::string VALUES =
+    R"({"id":30442,"unit":21000,"kind":"float","value":36},)" + Number(30498, 1549, 21005) +
+    Number(30490, 18492023) +
+    R"({"id":30494,"unit":21010,"value":{"value":98,"min":0,"max":100,"step":1}},)";
+
+std::string Adapter(unsigned long id, const std::string& name, const std::string& serial, int bus,
+                    int health, const std::string& more) {
+  return Object(id, 19038,
+                Text(30007, name) + Text(30063, "MODEL") + Choice(30017, health) +
+                    Number(30479, 0) + Number(30037, bus) + Number(30038, 0) + Number(30039, 0) +
+                    Text(30137, "PCI:Bus=" + std::to_string(bus)) + Text(30022, serial) +
+                    Text(30247, "/dev/nvme" + std::to_string(bus)) + more);
+}
+
+std::string Drive(unsigned long id, const std::string& serial, int state) {
+  return Object(id, 19018,
+                Text(30007, "DRIVE " + serial) + Number(30059, 1526186, 21002) +
+                    Choice(30017, state) + Number(30460, 4096, 21025) + Text(30022, serial));
+}
+
+const std::string PLUGIN = Object(100, 19006, Text(30007, "Fixture") + Text(30099, "1.2"));
+
+Topology Make(const std::vector<std::string>& objects) {
+  std::string list;
+  for (const std::string& object : objects) list += (list.empty() ? "" : ",") + object;
+  const auto numbered = FromJson<std::vector<PI::CAdapterID>>(
+      R"([{"numbers":[0,3,0,0],"hostNumber":1},{"numbers":[0,4,0,0],"hostNumber":12}])");
+  return {FromJson<std::vector<PI::CObject>>("[" + list + "]"), numbered};
+}
+
+Topology TwoAdapters() {
+  return Make({PLUGIN, Adapter(1, "SSD A (1)", "SER-A", 3, 40024, VALUES),
+               Adapter(2, "", "SER-LONG", 4, 40150,
+                       VALUES + R"({"id":30165,"value":{"selected":[40459],"choices":[]}},)"),
+               Drive(11, "SER-A", 40099), Drive(12, "SER-LONG", 40099), Drive(13, "OTHER", 40095)});
+}
+
+TEST(TreeView, Tree_IsAlignedWithHealthFirst) {
+  EXPECT_EQ(vxhost::RenderTree(TwoAdapters(), "fixture", false),
+            "Fixture 1.2, 2 adapters\n"
+            "├─ good                    1  SSD A (1)             MODEL  SER-A     PCI:Bus=3  36 °C"
+            "  98 % life left  9.47 TB written  1549 h on\n"
+            "│  └─ working                 DRIVE SER-A     1.60 TB  4096 B per sector\n"
+            "├─ degraded (spare low)   12  SER-LONG at PCI:Bus=4  MODEL  SER-LONG  PCI:Bus=4  36 °C"
+            "  98 % life left  9.47 TB written  1549 h on\n"
+            "│  └─ working                 DRIVE SER-LONG  1.60 TB  4096 B per sector\n"
+            "└─ critical                   DRIVE OTHER     1.60 TB  4096 B per sector\n");
+}
+
+TEST(TreeView, Colour_IsOnTheHealthAlone) {
+  const std::string tree =
+      vxhost::RenderTree(Make({PLUGIN, Adapter(1, "A", "S", 3, 40095, VALUES)}), "fixture", true);
+  EXPECT_NE(tree.find("└─ \x1b[31mcritical\x1b[0m  1  A"), std::string::npos) << tree;
+}
+
+TEST(TreeView, ControlCharacters_DoNotReachTheTerminal) {
+  EXPECT_EQ(vxhost::Printable("a\x1b[31m\n\x7F°\xFF"), "a\\x1B[31m\\x0A\\x7F°\xEF\xBF\xBD");
+}
+
+TEST(Topology, AdapterWithoutValues_IsNotAnsweringWhateverItsState) {
+  const Topology topology =
+      Make({PLUGIN, Adapter(1, "A", "S", 3, 40024, ""), Drive(2, "S", 40099)});
+  EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object), "not answering");
+  const std::string tree = vxhost::RenderTree(topology, "fixture", false);
+  EXPECT_NE(tree.find("└─ not answering  1  A"), std::string::npos) << tree;
+  EXPECT_NE(tree.find("   └─ not answering     DRIVE S"), std::string::npos) << tree;
+}
+
+TEST(Topology, OneValueAlone_MeansThatTheDriveAnswers) {
+  for (const int id : {30498, 30489, 30490}) {
+    const Topology topology = Make({Adapter(1, "A", "S", 3, 40024, Number(id, 0))});
+    EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object), "good") << id;
+  }
+}
+
+TEST(Topology, DegradedWithoutReason_NamesTheAttribute) {
+  const Topology topology = Make({Adapter(1, "A", "S", 3, 40150, VALUES + Choice(30468, 40410))});
+  EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object),
+            "degraded (normalized attribute EA below 100)");
+}
+
+TEST(Topology, Lookup_KnowsIdSerialPathAndHostNumber) {
+  const Topology topology = TwoAdapters();
+  for (const char* const name : {"0x0000000000000002", "0x2", "SER-LONG", "/dev/nvme4", "12"}) {
+    ASSERT_NE(topology.Lookup(name), nullptr) << name;
+    EXPECT_EQ(topology.Lookup(name)->m_ID, 2U) << name;
+  }
+  EXPECT_EQ(topology.Lookup("0xB")->m_ID, 11U);
+  for (const char* const name : {"", "2", "-1", "0x", "0x99", "ser-a", "/dev/nvme9"}) {
+    EXPECT_EQ(topology.Lookup(name), nullptr) << name;
+  }
+}
+
+TEST(Topology, Links_WinOverSerialNumbers) {
+  std::string drive = Drive(11, "SER-A", 40099);
+  drive.insert(drive.size() - 1, R"(,"parents":[2])");
+  const Topology topology = Make({Adapter(1, "A", "SER-A", 3, 40024, VALUES),
+                                  Adapter(2, "B", "SER-B", 4, 40024, VALUES), drive});
+  EXPECT_TRUE(topology.Adapters()[0].m_Drives.empty());
+  EXPECT_EQ(topology.Adapters()[1].m_Drives.size(), 1U);
+}
+
+PI::CEvent Event(unsigned int id, unsigned long object, const std::string& first,
+                 const std::string& second) {
+  PI::CEvent event(id, 3, object, 0, first);
+  event.SetPlaceHolder1(first);
+  event.SetPlaceHolder2(second);
+  return event;
+}
+
+TEST(EventLines, NewcomerWithoutName_IsFoundByTheIdsNotKnownBefore) {
+  const Topology before = Make({Adapter(1, "A", "SER-A", 3, 40024, VALUES)});
+  const Topology after = Make(
+      {Adapter(1, "A", "SER-A", 3, 40024, VALUES), Adapter(2, "", "SER-NEW", 9, 40024, VALUES)});
+  const auto reports = vxhost::MakeReports({Event(11093, 19002, "", " ")}, before, after, "");
+  ASSERT_EQ(reports.size(), 1U);
+  EXPECT_EQ(reports[0].m_Text, "Adapter added: SER-NEW at PCI:Bus=9");
+  EXPECT_EQ(reports[0].m_Serial, "SER-NEW");
+}
+
+TEST(EventLines, RemovalWhileTheToolFailed_IsShownWithThatReason) {
+  const Topology before = Make({Adapter(1, "A", "SER-A", 3, 40024, VALUES)});
+  const Topology after = Make({PLUGIN});
+  const auto good = vxhost::MakeReports({Event(11094, 19002, "A", " ")}, before, after, "");
+  EXPECT_EQ(good.at(0).m_Remark, "");
+  EXPECT_EQ(good.at(0).m_Serial, "SER-A");
+  const auto failed = vxhost::MakeReports({Event(11094, 19002, "A", " ")}, before, after, "gone");
+  EXPECT_EQ(failed.at(0).m_Remark, "in a scan in which the drive tool failed: gone");
+}
+
+TEST(EventLines, SilenceAndReturn_AreReportedThoughNoEventTells) {
+  const Topology answering = Make({Adapter(1, "A", "S", 3, 40024, VALUES)});
+  const Topology silent = Make({Adapter(1, "A", "S", 3, 40024, "")});
+  const auto lost = vxhost::MakeReports({Event(10980, 1, "A", "")}, answering, silent, "");
+  ASSERT_EQ(lost.size(), 2U);
+  EXPECT_EQ(lost[0].m_Remark, "not answering");
+  EXPECT_EQ(lost[1].m_Text, "Drive not answering: A");
+  EXPECT_TRUE(lost[1].m_IsNotice);
+  const auto back = vxhost::MakeReports({}, silent, answering, "");
+  ASSERT_EQ(back.size(), 1U);
+  EXPECT_EQ(back[0].m_Text, "Drive answers again: A");
+  EXPECT_TRUE(vxhost::MakeReports({}, silent, silent, "").empty());
+}
+
+TEST(EventLines, Json_HasTheEventAndWhatTheHostKnows) {
+  const Topology topology = Make({Adapter(1, "A", "S", 3, 40024, VALUES)});
+  const auto reports = vxhost::MakeReports({Event(10967, 1, "A", "")}, topology, topology, "");
+  EXPECT_EQ(vxhost::ReportJson(reports.at(0), "fixture"),
+            R"({"plugin":"fixture","id":10967,"severity":3,"object":"0x0000000000000001","time":0,)"
+            R"("name":"A","placeholder1":"A","placeholder2":"",)"
+            R"("text":"Temperature is close to its limit, 78 °C or more: A","serial":"S",)"
+            R"("location":"PCI:Bus=3"})");
+}
+
+TEST(EventLines, Line_HasTimeSeverityTextAndDrive) {
+  const Topology topology = Make({Adapter(1, "A", "S", 3, 40024, VALUES)});
+  const auto reports = vxhost::MakeReports({Event(10967, 1, "A", "")}, topology, topology, "");
+  const std::string line = vxhost::ReportLine(reports.at(0), false);
+  EXPECT_NE(line.find(" warning      Temperature is close to its limit, 78 °C or more: A  "
+                      "[S, PCI:Bus=3]"),
+            std::string::npos)
+      << line;
+  EXPECT_NE(vxhost::ReportLine(reports.at(0), true).find("\x1b[33mwarning\x1b[0m      Temp"),
+            std::string::npos);
+}
+
+}  // namespace
