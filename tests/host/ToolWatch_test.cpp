@@ -2,6 +2,9 @@
 
 #include "support/Files.h"
 
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
 #include <string>
 
 #include <gtest/gtest.h>

@@ -84,13 +84,13 @@ Topology TwoAdapters() {
 TEST(TreeView, Tree_IsAlignedWithHealthFirst) {
   EXPECT_EQ(vxhost::RenderTree(TwoAdapters(), "fixture", false),
             "Fixture 1.2, 2 adapters\n"
-            "├─ good                    1  SSD A (1)             MODEL  SER-A     PCI:Bus=3  36 °C"
+            "├─ good                   1  SSD A (1)              MODEL  SER-A     PCI:Bus=3  36 °C"
             "  98 % life left  9.47 TB written  1549 h on\n"
-            "│  └─ working                 DRIVE SER-A     1.60 TB  4096 B per sector\n"
-            "├─ degraded (spare low)   12  SER-LONG at PCI:Bus=4  MODEL  SER-LONG  PCI:Bus=4  36 °C"
+            "│  └─ working                DRIVE SER-A     1.60 TB  4096 B per sector\n"
+            "├─ degraded (spare low)  12  SER-LONG at PCI:Bus=4  MODEL  SER-LONG  PCI:Bus=4  36 °C"
             "  98 % life left  9.47 TB written  1549 h on\n"
-            "│  └─ working                 DRIVE SER-LONG  1.60 TB  4096 B per sector\n"
-            "└─ critical                   DRIVE OTHER     1.60 TB  4096 B per sector\n");
+            "│  └─ working                DRIVE SER-LONG  1.60 TB  4096 B per sector\n"
+            "└─ critical                  DRIVE OTHER     1.60 TB  4096 B per sector\n");
 }
 
 TEST(TreeView, Colour_IsOnTheHealthAlone) {
@@ -108,7 +108,7 @@ TEST(Topology, AdapterWithoutValues_IsNotAnsweringWhateverItsState) {
       Make({PLUGIN, Adapter(1, "A", "S", 3, 40024, ""), Drive(2, "S", 40099)});
   EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object), "not answering");
   const std::string tree = vxhost::RenderTree(topology, "fixture", false);
-  EXPECT_NE(tree.find("└─ not answering  1  A"), std::string::npos) << tree;
+  EXPECT_NE(tree.find("└─ not answering     1  A"), std::string::npos) << tree;
   EXPECT_NE(tree.find("   └─ not answering     DRIVE S"), std::string::npos) << tree;
 }
 
