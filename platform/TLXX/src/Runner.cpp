@@ -46,8 +46,11 @@ bool IsPassing(int error) {
   }
 }
 
+// Never, where there is no limit and where the clock does not reach that far.
 Clock::time_point After(Clock::time_point start, std::chrono::milliseconds limit) {
-  return limit.count() > 0 ? start + limit : Clock::time_point::max();
+  constexpr auto never = Clock::time_point::max();
+  const auto room = std::chrono::floor<std::chrono::milliseconds>(never - start);
+  return limit.count() > 0 && limit < room ? start + limit : never;
 }
 
 // As poll takes it: -1 for ever, rounded up so that the deadline has passed on return.
@@ -216,7 +219,8 @@ CRunResult RunOnce(const CCommand& command, const CRunBounds& bounds) {
 }
 
 bool Pause(std::chrono::milliseconds pause) {
-  const auto deadline = Clock::now() + pause;
+  if (pause.count() <= 0) return !CCancellation::Requested();
+  const auto deadline = After(Clock::now(), pause);
   while (!CCancellation::Requested()) {
     const int time = PollTime(deadline);
     if (time == 0) return true;

@@ -304,6 +304,20 @@ TEST_F(SystemTest, Run_ThatOutlivesTheLimit_IsKilledWithItsWholeGroup) {
   EndShortLimit();
 }
 
+TEST_F(SystemTest, Run_WithLimitsBeyondTheEndOfTheClock_HasNone) {
+  CRunLimits limits;
+  limits.m_QueryTimeout = std::chrono::milliseconds::max();
+  limits.m_LinesTimeout = std::chrono::milliseconds::max();
+  limits.m_LingerTimeout = std::chrono::milliseconds::max();
+  CSystem::SetRunLimits(limits);
+  const std::string tool = scripts_.Add("tool", "(sleep 0.05; echo text) & exit 0");
+  EXPECT_EQ(Run(tool), 1);
+  EXPECT_EQ(output_, "text\n");
+  std::vector<std::string> lines;
+  EXPECT_EQ(CSystem::ExecuteCommand(tool, "", lines), 1);
+  EXPECT_THAT(lines, testing::ElementsAre("text"));
+}
+
 TEST_F(SystemTest, Run_OfAStoppedProgram_IsKilledAtTheLimit) {
   Limit(500ms);
   EXPECT_EQ(Run(scripts_.Add("tool", "kill -STOP $$"), "stopped"), 0);

@@ -32,7 +32,7 @@ struct CRunLimits {
   // The same for the lines overload, which changes drives: no limit, since a killed format can
   // leave a drive half done.
   std::chrono::milliseconds m_LinesTimeout{0};
-  // More output than this is a failure.
+  // More output than this is a failure; 0: no limit.
   std::size_t m_MaxOutput = std::size_t{64} << 20U;
   // The pause before a query that failed at once and said nothing is run a second time; 0: never.
   std::chrono::milliseconds m_RepeatPause{200};
