@@ -8,11 +8,14 @@
 #include <string>
 #include <utility>
 
+#include <boost/convert.hpp>
+#include <boost/convert/stream.hpp>
 #include <boost/format.hpp>
 #include <boost/variant.hpp>
 #include <cxxabi.h>
 
 #include <DB/DatabaseException.h>
+#include <TLX/Threading/Cancellation.h>
 
 namespace NAMESPACE_piTorvex {
 
@@ -110,8 +113,8 @@ constexpr auto COMMANDS = std::to_array<CCommand>({
 });
 static_assert(COMMANDS.size() == PI::COMMAND_EXECUTE_OPERATION);
 
-unsigned int Run(const CCommand& command, IPLUGINAPI_IMPL& plugin, unsigned long objectId,
-                 void* data) {
+VX_CATCHES_CANCELLATION unsigned int Run(const CCommand& command, IPLUGINAPI_IMPL& plugin,
+                                         unsigned long objectId, void* data) {
   try {
     return command.m_Run(plugin, objectId, data);
   } catch (const abi::__forced_unwind&) {
@@ -264,6 +267,20 @@ std::string FormatValues(const char* format, std::initializer_list<CFormatValue>
     std::visit([&text](const auto& held) { text % held; }, value);
   }
   return text.str();
+}
+
+boost::optional<unsigned long> ParseNumber(const std::string& text,
+                                           std::ios_base& (*base)(std::ios_base&)) {
+  // The converter alone would take a minus sign and wrap around: a typing error in an options file
+  // would stop the scans for good, and a counter of "-1" would read as "not reported".
+  const std::size_t first = text.find_first_not_of(" \t\n\v\f\r");
+  if (first != std::string::npos && text[first] == '-') return boost::none;
+  boost::cnv::cstream converter;
+  converter(std::locale::classic());
+  converter(base)(std::skipws);
+  boost::optional<unsigned long> number;
+  converter(text, number);
+  return number;
 }
 
 PI::COperation MakeOperation(const COperationDescriptor& descriptor) {
@@ -426,7 +443,7 @@ bool StoreValue(const PI::CPropertyValue& value, std::vector<std::string>& field
 
 // --- The two exported functions
 
-extern "C" VX_EXPORT unsigned int createIf(IPLUGINAPI** out) {
+extern "C" VX_EXPORT VX_CATCHES_CANCELLATION unsigned int createIf(IPLUGINAPI** out) {
   using namespace NAMESPACE_piTorvex;
   if (out == nullptr) return ERR_OUT_OF_MEMORY;
   *out = nullptr;

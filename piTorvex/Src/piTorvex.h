@@ -8,6 +8,7 @@
 #include <array>
 #include <atomic>
 #include <initializer_list>
+#include <ios>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -16,6 +17,7 @@
 
 #include <boost/filesystem/path.hpp>
 #include <boost/function.hpp>
+#include <boost/optional.hpp>
 #include <rapidjson/fwd.h>
 
 #include <DB/Database.h>
@@ -233,6 +235,12 @@ struct COperationDescriptor {
 };
 
 PI::COperation MakeOperation(const COperationDescriptor& descriptor);
+
+// A whole text as an unsigned number, written in the base that the manipulator stands for
+// (std::dec, std::hex: an optional "0x"): leading white space is skipped, nothing may follow, and a
+// minus sign is refused. In the classic locale, whatever the host's is. [any thread]
+boost::optional<unsigned long> ParseNumber(const std::string& text,
+                                           std::ios_base& (*base)(std::ios_base&));
 
 // The object that an id names; at most one member is set.
 struct CFoundObject {

@@ -72,7 +72,7 @@ class CTorvexAdapter : public PI::CObject {
   std::string ExtraText;  // estimated end-of-life date, year-month-day
 
   // Not compared:
-  int ToolIndex = -1;       // the tool's index at the last scan
+  int ToolIndex = -1;         // the tool's index at the last scan
   bool RowIsStale = false;    // the database row shows older values: write it at the next scan
   bool RowIsMissing = false;  // the row could not be inserted: insert it at the next scan
 };

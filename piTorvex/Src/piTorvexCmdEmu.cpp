@@ -10,8 +10,6 @@
 #include <utility>
 
 #include <boost/algorithm/string/predicate.hpp>
-#include <boost/convert.hpp>
-#include <boost/convert/stream.hpp>
 #include <boost/optional.hpp>
 #include <rapidjson/document.h>
 
@@ -430,14 +428,7 @@ void ReadVersion(const rapidjson::Value& root, std::string& version) {
 }
 
 unsigned long HexadecimalToNumber(const std::string& text) {
-  boost::cnv::cstream converter;
-  converter(std::locale::classic());
-  converter(std::hex)(std::skipws);
-  boost::optional<unsigned long> number = boost::convert<unsigned long>(text, converter);
-  // The converter takes "-1" as all ones, which would read as "not reported".
-  const std::size_t first = text.find_first_not_of(" \t\n\v\f\r");
-  if (first != std::string::npos && text[first] == '-') number = boost::none;
-  return number.value();
+  return ParseNumber(text, std::hex).value();
 }
 
 // --- Running -----------------------------------------------------------------------------------

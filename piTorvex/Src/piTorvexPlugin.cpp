@@ -15,8 +15,6 @@
 #include <utility>
 
 #include <boost/bind/bind.hpp>
-#include <boost/convert.hpp>
-#include <boost/convert/stream.hpp>
 #include <boost/filesystem/path.hpp>
 #include <boost/optional.hpp>
 #include <cxxabi.h>
@@ -27,6 +25,7 @@
 #include <PI/PluginHelper.h>
 #include <TLX/Misc/Application.h>
 #include <TLX/Misc/Clock.h>
+#include <TLX/Threading/Cancellation.h>
 #include <TLX/Threading/Waiter.h>
 #include <TLXX/ConfigManager.h>
 #include <TLXX/System.h>
@@ -192,25 +191,14 @@ unsigned int ClampPollInterval(unsigned long seconds) {
       std::clamp<unsigned long>(seconds, LOWEST_POLL_INTERVAL, HIGHEST_POLL_INTERVAL));
 }
 
-// A whole text as a decimal number; leading white space is skipped. The converter alone would take
-// a minus sign and wrap around, so that a typing error could stop the scans for good.
-template <class Number>
-boost::optional<Number> ParseDecimal(const std::string& text) {
-  boost::cnv::cstream converter;
-  converter(std::locale::classic());
-  converter(std::dec)(std::skipws);
-  boost::optional<Number> number = boost::convert<Number>(text, converter);
-  const std::size_t first = text.find_first_not_of(" \t\n\v\f\r");
-  if (first != std::string::npos && text[first] == '-') number = boost::none;
-  return number;
-}
-
 // The number under the key, or the default when there is none.
 template <class Number>
 Number ReadNumber(const PI::CConfigFile& file, const char* key, Number byDefault) {
   std::string text;
   if (file.ReadKeyValue(key, text, -1, -1) != SUCCESS) return byDefault;
-  return ParseDecimal<Number>(text).value_or(byDefault);
+  const boost::optional<unsigned long> number = ParseNumber(text, std::dec);
+  if (!number || *number > std::numeric_limits<Number>::max()) return byDefault;
+  return static_cast<Number>(*number);
 }
 
 // The one thing that goes to standard output. Flushed, so that it is seen in a pipe at once.
@@ -912,7 +900,7 @@ void IPLUGINAPI_IMPL::UnlockObjectsUnguarded() {
 
 // Nothing but a cancellation leaves a wake-up. A scan that failed counts as done, so that a tool
 // that always fails is not run more often than the intervals say.
-void IPLUGINAPI_IMPL::RefreshGuarded(CWorkerState& state) {
+VX_CATCHES_CANCELLATION void IPLUGINAPI_IMPL::RefreshGuarded(CWorkerState& state) {
   try {
     Refresh(state);
     return;
@@ -1034,7 +1022,7 @@ bool IPLUGINAPI_IMPL::PauseBetweenRecords() {
 }
 
 // Called with no lock held, so that the host may call back. What the callback throws is dropped.
-void IPLUGINAPI_IMPL::NotifyHost() {
+VX_CATCHES_CANCELLATION void IPLUGINAPI_IMPL::NotifyHost() {
   const auto notify = m_NotifyHost;
   if (!notify) return;
   try {
