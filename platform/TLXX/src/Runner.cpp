@@ -177,7 +177,8 @@ class CCollector {
 std::string ExplainStart(int error, const std::string& program) {
   std::string text = "cannot start " + program + ": " + std::generic_category().message(error);
   struct stat info {};
-  if (stat(program.c_str(), &info) != 0) return text;
+  const bool isPath = program.find('/') != std::string::npos;
+  if (!isPath || stat(program.c_str(), &info) != 0) return text;
   if (S_ISDIR(info.st_mode)) return text + " (it is a directory)";
   if (error == ENOENT) return text + " (the file is there, its interpreter is not)";
   return text;

@@ -171,23 +171,23 @@ TEST_F(SystemTest, Run_LeaksNoDescriptorIntoTheChild) {
 
 TEST_F(SystemTest, Run_InAProcessWithClosedStandardStreams_Works) {
   const std::string tool = scripts_.Add("tool", "readlink /proc/$$/fd/0; echo err >&2");
-  const int input = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
-  const int standard = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-  const int errors = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
-  close(STDIN_FILENO);
-  close(STDOUT_FILENO);
-  close(STDERR_FILENO);
-  const int result = Run(tool);
-  const std::string apart = output_;
-  const int joinedResult = Run(tool, "2>&1");
-  dup2(input, STDIN_FILENO);
-  dup2(standard, STDOUT_FILENO);
-  dup2(errors, STDERR_FILENO);
-  for (const int saved : {input, standard, errors}) close(saved);
-  EXPECT_EQ(result, 1);
-  EXPECT_EQ(apart, "/dev/null\n");
-  EXPECT_EQ(joinedResult, 1);
-  EXPECT_EQ(output_, "/dev/null\nerr\n");
+  const std::vector<std::vector<int>> closed{{0}, {1}, {2}, {0, 1}, {1, 2}, {0, 2}, {0, 1, 2}};
+  for (const std::vector<int>& streams : closed) {
+    std::vector<int> saved;
+    for (const int stream : streams) saved.push_back(fcntl(stream, F_DUPFD_CLOEXEC, 3));
+    for (const int stream : streams) close(stream);
+    const int result = Run(tool);
+    const std::string apart = output_;
+    const int joinedResult = Run(tool, "2>&1");
+    for (std::size_t index = 0; index < streams.size(); ++index) {
+      dup2(saved[index], streams[index]);
+      close(saved[index]);
+    }
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(apart, "/dev/null\n");
+    EXPECT_EQ(joinedResult, 1);
+    EXPECT_EQ(output_, "/dev/null\nerr\n");
+  }
 }
 
 // --- What comes back ---

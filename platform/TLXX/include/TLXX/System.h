@@ -32,12 +32,13 @@ struct CRunLimits {
   // The same for the lines overload, which changes drives: no limit, since a killed format can
   // leave a drive half done.
   std::chrono::milliseconds m_LinesTimeout{0};
-  // More output than this is a failure; 0: no limit.
+  // More output, in bytes, than this is a failure; 0: no limit.
   std::size_t m_MaxOutput = std::size_t{64} << 20U;
   // The pause before a query that failed at once and said nothing is run a second time; 0: never.
   std::chrono::milliseconds m_RepeatPause{200};
-  // How long after its end something that the program left running may hold its output open; the
-  // run then fails. Only the limits above kill: what is left then goes on running. 0: no limit.
+  // How long after its end something that the program left running may hold its output open before
+  // the run fails; 0: no limit. What is left is killed with the process group if the run has a time
+  // limit, and goes on running if it has none.
   std::chrono::milliseconds m_LingerTimeout{60'000};
 };
 
@@ -76,7 +77,7 @@ class VX_EXPORT CSystem {
   // failed in the statistics.
   //
   // Delivers a pending cancellation of the calling thread after it has killed and reaped the
-  // program and closed all descriptors; output is then untouched. [any thread]
+  // program and closed all descriptors. [any thread]
   static int ExecuteCommand(const std::string& command, const std::string& arguments,
                             std::string& output);
 
