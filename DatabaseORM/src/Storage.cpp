@@ -40,9 +40,12 @@ std::string Name(const tableBase_t* table) {
 // Joins what is there with the separator behind each, then cuts exactly two characters: the length
 // that the separator is meant to have, whatever it has.
 std::string Joined(const std::vector<std::string>& slots) {
+  std::size_t size = 0;
+  for (const std::string& slot : slots) size += slot.size() + MIDDLE_SEPARATOR.size();
   std::string list;
+  list.reserve(size);
   for (const std::string& slot : slots) {
-    if (!slot.empty()) list += slot + MIDDLE_SEPARATOR;
+    if (!slot.empty()) list.append(slot).append(MIDDLE_SEPARATOR);
   }
   list.resize(list.size() - std::min<std::size_t>(2, list.size()));
   return list;
@@ -61,9 +64,9 @@ std::size_t Position(const table_t<Record>& table, const column_t<Record>& colum
 }
 
 template <class Record>
-std::string RenderField(const Record& record, const column_t<Record>& column, CPlace place) {
-  return std::visit([&](auto member) { return Values::Render(record.*member, place); },
-                    column.field);
+void RenderField(std::string& out, const Record& record, const column_t<Record>& column,
+                 CPlace place) {
+  std::visit([&](auto member) { Values::Render(out, record.*member, place); }, column.field);
 }
 
 template <class Record>
@@ -85,7 +88,9 @@ std::string Decimal(const Record& record, const column_t<Record>& column) {
   if (const auto* member = std::get_if<int Record::*>(&column.field)) {
     return std::to_string(record.**member);
   }
-  return RenderField(record, column, CPlace::Assignment);
+  std::string text;
+  RenderField(text, record, column, CPlace::Assignment);
+  return text;
 }
 
 template <class Record>
@@ -94,8 +99,9 @@ CAssignments Assignments(const Record& record, const table_t<Record>* table) {
   if (table == nullptr) return result;
   result.Slots.resize(table->columns.size());
   for (const auto& column : table->columns) {
-    result.Slots[Position(*table, *column)] =
-        column->name + "=" + RenderField(record, *column, CPlace::Assignment);
+    std::string& slot = result.Slots[Position(*table, *column)];
+    slot.assign(column->name).push_back('=');
+    RenderField(slot, record, *column, CPlace::Assignment);
     if (column->position == 0) result.Identity = Decimal(record, *column);
   }
   return result;
@@ -116,7 +122,8 @@ CInsertion Insertion(const Record& record, const table_t<Record>& table, bool na
     const std::size_t position = Position(table, *column);
     if (named && position == 0) continue;
     if (named) result.Names[position] = column->name;
-    result.Cells[position] = RenderField(record, *column, CPlace::Insertion);
+    result.Cells[position].clear();
+    RenderField(result.Cells[position], record, *column, CPlace::Insertion);
   }
   return result;
 }

@@ -35,24 +35,36 @@ std::string WithoutNul(const std::string& text) {
   return kept;
 }
 
-std::string Doubled(std::string text, const std::string& quotation) {
-  if (quotation.empty()) return text;
-  for (std::size_t at = text.find(quotation); at != std::string::npos;
-       at = text.find(quotation, at + 2 * quotation.size())) {
-    text.insert(at, quotation);
+// Appends the text with every quotation in it doubled.
+void AppendDoubled(std::string& out, const std::string& text, const std::string& quotation) {
+  std::size_t begin = 0;
+  if (!quotation.empty()) {
+    for (std::size_t at = text.find(quotation); at != std::string::npos;
+         at = text.find(quotation, begin)) {
+      out.append(text, begin, at + quotation.size() - begin).append(quotation);
+      begin = at + quotation.size();
+    }
   }
-  return text;
-}
-
-std::string Quoted(const std::string& text) {
-  return QUOTATION + Doubled(text, QUOTATION) + QUOTATION;
+  out.append(text, begin, std::string::npos);
 }
 
 // text is free of NUL bytes.
-std::string RenderText(const std::string& text, CPlace place) {
-  if (text == NULL_DB_STRING) return NULL_DB_ENTRY;
-  if (text.empty() && place == CPlace::Insertion) return "''";
-  return Quoted(text);
+void AppendText(std::string& out, const std::string& text, CPlace place) {
+  if (text == NULL_DB_STRING) {
+    out += NULL_DB_ENTRY;
+  } else if (text.empty() && place == CPlace::Insertion) {
+    out += "''";
+  } else {
+    out += QUOTATION;
+    AppendDoubled(out, text, QUOTATION);
+    out += QUOTATION;
+  }
+}
+
+template <class Number>
+void AppendDecimal(std::string& out, Number value) {
+  char text[std::numeric_limits<Number>::digits10 + 3];
+  out.append(text, std::to_chars(text, text + sizeof text, value).ptr);
 }
 
 // std::stod in the classic locale.
@@ -71,26 +83,40 @@ double ToReal(const std::string& cell) {
 
 }  // namespace
 
-std::string Render(int value, CPlace) {
-  return value == RaidDataModels::NULL_INTEGER ? NULL_DB_ENTRY : std::to_string(value);
+void Render(std::string& out, int value, CPlace) {
+  if (value == RaidDataModels::NULL_INTEGER) {
+    out += NULL_DB_ENTRY;
+  } else {
+    AppendDecimal(out, value);
+  }
 }
 
-std::string Render(unsigned long value, CPlace) {
-  return value == RaidDataModels::NULL_UNSIGNED ? NULL_DB_ENTRY : std::to_string(value);
+void Render(std::string& out, unsigned long value, CPlace) {
+  if (value == RaidDataModels::NULL_UNSIGNED) {
+    out += NULL_DB_ENTRY;
+  } else {
+    AppendDecimal(out, value);
+  }
 }
 
-std::string Render(double value, CPlace) {
-  if (value == RaidDataModels::NULL_REAL) return NULL_DB_ENTRY;
+void Render(std::string& out, double value, CPlace) {
+  if (value == RaidDataModels::NULL_REAL) {
+    out += NULL_DB_ENTRY;
+    return;
+  }
   char text[REAL_TEXT_SIZE];
-  const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 6).ptr;
-  return {text, end};
+  out.append(text, std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 6).ptr);
 }
 
-std::string Render(const std::string& value, CPlace place) {
-  return RenderText(WithoutNul(value), place);
+void Render(std::string& out, const std::string& value, CPlace place) {
+  if (value.find('\0') == std::string::npos) {
+    AppendText(out, value, place);
+  } else {
+    AppendText(out, WithoutNul(value), place);
+  }
 }
 
-std::string Render(const std::vector<std::string>& value, CPlace place) {
+void Render(std::string& out, const std::vector<std::string>& value, CPlace place) {
   std::string joined;
   for (const std::string& raw : value) {
     const std::string item = WithoutNul(raw);
@@ -98,10 +124,11 @@ std::string Render(const std::vector<std::string>& value, CPlace place) {
       throw DatabaseException("The list item \"" + item + "\" holds \"" + delimiter +
                               "\", which separates the items of a list.");
     }
-    joined += item + delimiter;
+    joined += item;
+    joined += delimiter;
   }
   if (!joined.empty()) joined.resize(joined.size() - delimiter.size());
-  return RenderText(joined, place);
+  AppendText(out, joined, place);
 }
 
 void Read(const std::string& cell, int& value) {
@@ -138,7 +165,9 @@ std::string InCondition(int value) {
 }
 
 std::string InCondition(const std::string& value) {
-  return Doubled(WithoutNul(value), "'");
+  std::string text;
+  AppendDoubled(text, WithoutNul(value), "'");
+  return text;
 }
 
 std::string InCondition(const char* value) {

@@ -10,12 +10,13 @@ namespace DatabaseORM::Values {
 // Where a value is written; the two differ in the empty text alone.
 enum class CPlace { Assignment, Insertion };
 
-std::string Render(int value, CPlace place);
-std::string Render(unsigned long value, CPlace place);
-std::string Render(double value, CPlace place);
-std::string Render(const std::string& value, CPlace place);
+// Append the text of a value.
+void Render(std::string& out, int value, CPlace place);
+void Render(std::string& out, unsigned long value, CPlace place);
+void Render(std::string& out, double value, CPlace place);
+void Render(std::string& out, const std::string& value, CPlace place);
 // Throws DatabaseException when an item holds the delimiter.
-std::string Render(const std::vector<std::string>& value, CPlace place);
+void Render(std::string& out, const std::vector<std::string>& value, CPlace place);
 
 // Overwrite value unless the cell is null. Throw what the standard conversions throw.
 void Read(const std::string& cell, int& value);
