@@ -38,6 +38,12 @@ if(VX_SANITIZE)
   endif()
 endif()
 
+option(VX_COVERAGE "Count which lines run" OFF)
+if(VX_COVERAGE)
+  target_compile_options(vx_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(vx_options INTERFACE --coverage)
+endif()
+
 # vx_add_library(NAME folder-sources...): a shared library lib<NAME>.so of the runtime tree, with public
 # headers in include/ of the calling folder.
 function(vx_add_library name)
