@@ -479,7 +479,8 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   void ReplaceLists(CMerge& merge) VX_REQUIRES(m_DataLock, m_EventsLock);
 
   // --- piTorvexPlugin: rows; holds m_DataLock
-  // Runs one database operation; whatever it throws is traced. Whether it succeeded.
+  // Runs one database operation; whatever it throws is traced. False when it has to be sent again;
+  // where there is no database nothing has.
   template <class Object>
   bool WriteRow(CRowWork work, Object& object) VX_REQUIRES(m_DataLock);
   template <class Object>

@@ -1306,20 +1306,24 @@ void IPLUGINAPI_IMPL::ReplaceLists(CMerge& merge) {
 
 template <class Object>
 bool IPLUGINAPI_IMPL::WriteRow(CRowWork work, Object& object) {
+  unsigned int result = ERR_GENERAL_FAILURE;
   try {
     switch (work) {
       case CRowWork::Insert:
-        return InsertObjectToDatabase(object, false) == SUCCESS;
+        result = InsertObjectToDatabase(object, false);
+        break;
       case CRowWork::Update:
-        return UpdateObjectInDatabase(object) == SUCCESS;
+        result = UpdateObjectInDatabase(object);
+        break;
       case CRowWork::Delete:
-        return DeleteObjectFromDatabase(object) == SUCCESS;
+        result = DeleteObjectFromDatabase(object);
+        break;
     }
   } catch (const std::exception& error) {
     // A row that cannot be read must not stop the others.
     TraceStopped("WriteRow", error.what());
   }
-  return false;
+  return result == SUCCESS || m_Database == nullptr;
 }
 
 template <class Object>

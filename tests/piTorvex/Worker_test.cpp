@@ -1,0 +1,575 @@
+#include "Frame_fixtures.h"
+
+#include <atomic>
+#include <thread>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <TLX/Delegates_and_Calls/Delegate.h>
+
+namespace {
+
+using frametest::Eventually;
+using frametest::FakeDrive;
+using frametest::FasterClock;
+using frametest::FrameDatabase;
+using frametest::FrameTrace;
+using frametest::Guest;
+using frametest::IdsOf;
+using frametest::IPLUGINAPI_IMPL;
+using frametest::Machine;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* WAKE_UP_ENDED = "Worker() before restart interval";
+constexpr const char* RELEASE_DATA = "Before m_DataLock.Release ()";
+
+// The host's end of the notification callback.
+class Listener : public TLX::Delegates_and_Calls::CDelegateTarget {
+ public:
+  void Attach(IPLUGINAPI& api) {
+    api.m_NotifyHost =
+        TLX::Delegates_and_Calls::CDelegate<void(IPLUGINAPI*)>(this, &Listener::OnNotify);
+  }
+  int Count() const { return count_; }
+
+  std::function<void(IPLUGINAPI*)> action;
+
+ private:
+  void OnNotify(IPLUGINAPI* api) {
+    if (action) action(api);
+    ++count_;
+  }
+  std::atomic<int> count_{0};
+};
+
+// A running worker over two drives, fifty times faster than life. Unless a test says otherwise it
+// does nothing by itself after the first scan: the intervals are too long.
+class WorkerTest : public testing::Test {
+ protected:
+  WorkerTest() : trace(2 | 4 | 8 | 16) {
+    machine.AddDrive("SERIAL-A");
+    machine.AddDrive("SERIAL-B");
+    machine.Option("piTorvex.ini", "PollInterval=255\n");
+    machine.Option("CustomOpOpts.ini", "IntelPCIeTopologologyRefreshRate=1000000000\n");
+    guest = std::make_unique<Guest>();
+    listener.Attach(guest->Api());
+    if (guest->Initialize() != 0) throw std::runtime_error("Initialize failed");
+  }
+  ~WorkerTest() override { guest.reset(); }
+
+  IPLUGINAPI_IMPL& Plugin() { return guest->Impl(); }
+
+  // Starts the worker and waits for its first scan.
+  void Start() {
+    guest->SetAdapterIDs();
+    ASSERT_TRUE(Eventually([this] { return WakeUps() >= 1; }));
+    guest->FetchEvents();
+    trace.Clear();
+  }
+
+  std::size_t WakeUps() const { return trace.Count(WAKE_UP_ENDED); }
+
+  // Sets the event and waits for the end of the wake-up.
+  void WakeUp(TLX::Threading::CEvent& event) {
+    const std::size_t before = WakeUps();
+    event.Set();
+    ASSERT_TRUE(Eventually([this, before] { return WakeUps() > before; }));
+  }
+  void Scan() { WakeUp(Plugin().m_ForceWorker); }
+
+  // Lets the worker make log passes, and waits until one that began after this call has ended.
+  void LogPass() {
+    Plugin().PollInterval = 2;
+    WakeUp(Plugin().m_PrivateEvent);
+    const std::size_t wakeUps = WakeUps();
+    ASSERT_TRUE(Eventually([this, wakeUps] { return WakeUps() > wakeUps; }));
+  }
+
+  void Change(std::size_t drive, const std::function<void(FakeDrive&)>& change) {
+    machine.tool.Change([&](std::vector<FakeDrive>& all) { change(all.at(drive)); });
+  }
+
+  // The lines from the first wake-up on, of some levels, without the tool's.
+  std::vector<std::string> WorkerLines(unsigned int mask) const {
+    std::vector<std::string> texts;
+    for (const frametest::TraceLine& line : trace.Lines()) {
+      if (line.function == "Worker" && (line.level & mask) != 0) texts.push_back(line.text);
+    }
+    return texts;
+  }
+
+  FrameTrace trace;
+  Machine machine;
+  Listener listener;
+  std::unique_ptr<Guest> guest;
+  FasterClock clock{50};
+};
+
+TEST_F(WorkerTest, Start_ScansOnceAtOnce) {
+  machine.tool.ClearCalls();
+  guest->SetAdapterIDs();
+  ASSERT_TRUE(Eventually([this] { return WakeUps() >= 1; }));
+  EXPECT_EQ(machine.tool.CountCalls("show -all -o json -torvex"), 1U + 2U);  // and log 203 of two
+  EXPECT_THAT(WorkerLines(2 | 4),
+              ElementsAre("ENTER Worker()", "Worker() timeout event received",
+                          "Worker() after bscan", "Worker() before restart interval"));
+}
+
+TEST_F(WorkerTest, ForcedScan_FollowsAtOnceAndLocksInOrder) {
+  Start();
+  Scan();
+  EXPECT_THAT(WorkerLines(31),
+              ElementsAre("Worker() m_ForceWorker event received, force scan",
+                          "Before m_DataLock.Wait(INFINITE)", "After m_DataLock.Wait(INFINITE)",
+                          "Before m_EventsLock.Wait(INFINITE)", "After m_EventsLock.Wait(INFINITE)",
+                          "Before ScanSystem()", "After ScanSystem() ret = 0",
+                          "Before UpdateSystem()", "After UpdateSystem() ret = 20000",
+                          "Worker() after bscan", "Before m_EventsLock.Release ()",
+                          "After m_EventsLock.Release ()", "Before m_DataLock.Release ()",
+                          "After m_DataLock.Release ()", "Worker() before restart interval"));
+}
+
+TEST_F(WorkerTest, Scan_CountsAsAReadOfPluginAndAdapters) {
+  Start();
+  const std::vector<PI::CObject> before = guest->Topology();
+  Scan();
+  const std::vector<PI::CObject> after = guest->Topology();
+  EXPECT_EQ(after[0].m_ReadCounter, before[0].m_ReadCounter + 1);
+  EXPECT_EQ(after[1].m_ReadCounter, before[1].m_ReadCounter + 1);
+  EXPECT_EQ(after[3].m_ReadCounter, before[3].m_ReadCounter);
+}
+
+TEST_F(WorkerTest, Notification_FollowsChangesAndUnfetchedEvents) {
+  Start();
+  const int quiet = listener.Count();
+  Scan();
+  EXPECT_EQ(listener.Count(), quiet);  // nothing changed, nothing queued
+  Change(0, [](FakeDrive& drive) { drive.temperature = 31; });
+  Scan();
+  EXPECT_EQ(listener.Count(), quiet + 1);  // changed, without an event
+  Change(0, [](FakeDrive& drive) { drive.warnings = 4; });
+  Scan();
+  EXPECT_EQ(listener.Count(), quiet + 2);
+  Scan();
+  EXPECT_EQ(listener.Count(), quiet + 3);  // the event still waits
+  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11088U));
+  Scan();
+  EXPECT_EQ(listener.Count(), quiet + 3);
+}
+
+TEST_F(WorkerTest, Notification_TakesObjectLocksBack) {
+  Start();
+  Plugin().m_Adapters[0].m_LockFlag = true;
+  Scan();
+  EXPECT_TRUE(guest->Topology()[1].m_LockFlag);  // nothing to tell, nothing unlocked
+  Change(0, [](FakeDrive& drive) { drive.temperature = 31; });
+  Scan();
+  EXPECT_FALSE(guest->Topology()[1].m_LockFlag);
+}
+
+TEST_F(WorkerTest, PulledAndPluggedDrives_ComeAndGoWithOneEventEach) {
+  Start();
+  FakeDrive pulled;
+  machine.tool.Change([&pulled](std::vector<FakeDrive>& all) {
+    pulled = all.front();
+    all.erase(all.begin());
+  });
+  Scan();
+  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11094U));
+  machine.tool.Change([&pulled](std::vector<FakeDrive>& all) { all.insert(all.begin(), pulled); });
+  Scan();
+  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11093U));
+  const std::vector<PI::CObject> objects = guest->Topology();
+  ASSERT_EQ(objects.size(), 5U);
+  EXPECT_EQ(frametest::TextOf(objects[1], 30022), "SERIAL-B");  // kept its place, the other one not
+  EXPECT_THAT(objects[0].m_ChildIDs, ElementsAre(objects[1].m_ID, objects[2].m_ID));
+}
+
+TEST_F(WorkerTest, AToolThatFails_EmptiesTheListsUntilItAnswers) {
+  Start();
+  machine.tool.FailInventory(true);
+  Scan();
+  EXPECT_EQ(guest->Topology().size(), 1U);
+  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11094U, 11094U));
+  machine.tool.FailInventory(false);
+  Scan();
+  EXPECT_EQ(guest->Topology().size(), 5U);
+  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11093U, 11093U));
+}
+
+TEST_F(WorkerTest, PrivateEvent_NotifiesWithoutToolOrLock) {
+  Start();
+  machine.tool.ClearCalls();
+  const int before = listener.Count();
+  WakeUp(Plugin().m_PrivateEvent);
+  EXPECT_EQ(listener.Count(), before + 1);
+  EXPECT_THAT(machine.tool.Calls(), IsEmpty());
+  EXPECT_THAT(WorkerLines(31), ElementsAre("Worker() m_PrivateEvent event received",
+                                           "Worker() before restart interval"));
+}
+
+TEST_F(WorkerTest, ANewPollInterval_CountsFromTheNextWait) {
+  Start();
+  PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30005), true);
+  property.SetValue(2, 2, 255, 1U);
+  ASSERT_EQ(guest->Call(7, guest->PluginId(), &property), 0U);
+  ASSERT_TRUE(Eventually([this] { return trace.Has("Worker() timeout event received"); }));
+  EXPECT_TRUE(trace.Has("Worker() m_PrivateEvent event received"));
+}
+
+TEST_F(WorkerTest, Callback_MayCallEveryRequest) {
+  std::vector<unsigned int> results;
+  std::atomic<bool> called{false};
+  listener.action = [&](IPLUGINAPI* api) {
+    if (called) return;
+    std::vector<PI::CObject> objects;
+    std::vector<PI::CProperty> properties;
+    std::vector<PI::COperation> operations;
+    PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30007), false);
+    PI::COperation operation;
+    operation.SetOperationID(50002);
+    const auto call = [&](unsigned int command, unsigned long object, void* data) {
+      results.push_back(api->Execute(static_cast<PI::_COMMAND>(command), object, data));
+    };
+    call(4, 0, &objects);
+    const unsigned long plugin = objects.front().m_ID;
+    call(5, plugin, &properties);
+    call(6, plugin, &property);
+    call(7, plugin, &property);
+    call(8, plugin, &operations);
+    call(9, plugin, &operation);
+    call(10, plugin, &operation);
+    called = true;
+  };
+  Start();
+  Change(0, [](FakeDrive& drive) { drive.warnings = 4; });
+  Scan();
+  ASSERT_TRUE(called);
+  EXPECT_THAT(results, ElementsAre(0U, 0U, 0U, 20004U, 0U, 0U, 0U));
+}
+
+TEST_F(WorkerTest, CallbackThatThrows_DoesNotEndTheWorker) {
+  listener.action = [](IPLUGINAPI*) { throw std::runtime_error("host"); };
+  Start();
+  WakeUp(Plugin().m_PrivateEvent);
+  WakeUp(Plugin().m_PrivateEvent);
+  EXPECT_TRUE(trace.Has("Exception stopped: host"));
+}
+
+// --- Log pass
+
+TEST_F(WorkerTest, LogPass_RefreshesValuesThatRaiseNoEvent) {
+  Start();
+  Change(1, [](FakeDrive& drive) {
+    drive.temperature = 41;
+    drive.percentageUsed = 7;
+    drive.unitsRead = "10";
+    drive.unitsWritten = "20";
+    drive.hours = "30";
+    drive.spare = 90;
+    drive.spareThreshold = 11;
+    drive.mediaErrors = "5";
+  });
+  machine.tool.ClearCalls();
+  LogPass();
+  guest->DeInitialize();
+  const auto& adapter = Plugin().m_Adapters[1];
+  EXPECT_FLOAT_EQ(adapter.Temperature, 41.0F);
+  EXPECT_EQ(adapter.PercentageUsed, 7U);
+  EXPECT_EQ(adapter.DataUnitsRead, 16UL);
+  EXPECT_EQ(adapter.DataUnitsWritten, 32UL);
+  EXPECT_EQ(adapter.PowerOnHours, 48UL);
+  EXPECT_EQ(adapter.ReserveSpace, 90U);
+  EXPECT_EQ(adapter.WarningThreshold, 11U);
+  EXPECT_EQ(adapter.StatusWord3, 5UL);
+  EXPECT_TRUE(adapter.RowIsStale);
+  EXPECT_FLOAT_EQ(Plugin().m_PhysicalDrives[1].Temperature, 41.0F);
+  EXPECT_FALSE(Plugin().m_Adapters[0].RowIsStale);
+  EXPECT_TRUE(Plugin().m_Events.empty());
+  EXPECT_EQ(machine.tool.CountCalls("SmartHealthInfo") % 2, 0U);
+}
+
+TEST_F(WorkerTest, LogPass_ThatSeesAWarning_LetsTheScanRaiseItAtOnce) {
+  Start();
+  Change(0, [](FakeDrive& drive) { drive.warnings = 4; });
+  LogPass();
+  ASSERT_TRUE(Eventually([this] { return trace.Has("Before ScanSystem()"); }));
+  std::vector<unsigned int> events;
+  EXPECT_TRUE(Eventually([&] {
+    for (const unsigned int id : IdsOf(guest->FetchEvents())) events.push_back(id);
+    return !events.empty();
+  }));
+  EXPECT_THAT(events, ElementsAre(11088U));
+}
+
+TEST_F(WorkerTest, LogPass_ThatFindsDrivesRenumbered_ScansInTheSameWakeUp) {
+  Start();
+  Plugin().m_Adapters[0].ToolIndex = 77;
+  LogPass();
+  guest->DeInitialize();
+  const std::vector<std::string> lines = WorkerLines(8 | 16);
+  const auto scan = std::find(lines.begin(), lines.end(), "Before ScanSystem()");
+  ASSERT_NE(scan, lines.end());
+  EXPECT_EQ(std::count(lines.begin(), scan, RELEASE_DATA), 0);
+  EXPECT_EQ(Plugin().m_Adapters[0].ToolIndex, 0);  // and it does not happen again
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "Before ScanSystem()"), 1);
+}
+
+TEST_F(WorkerTest, LogPass_OverARecordThatFails_LeavesItAndGoesOn) {
+  Start();
+  Change(0, [](FakeDrive& drive) { drive.temperature = 50, drive.healthFails = true; });
+  Change(1, [](FakeDrive& drive) { drive.temperature = 51; });
+  LogPass();
+  guest->DeInitialize();
+  EXPECT_FLOAT_EQ(Plugin().m_Adapters[0].Temperature, 30.0F);
+  EXPECT_FLOAT_EQ(Plugin().m_Adapters[1].Temperature, 51.0F);
+}
+
+TEST_F(WorkerTest, ACounterThatIsNoNumber_EndsNeitherPassNorScan) {
+  Start();
+  Change(0, [](FakeDrive& drive) { drive.temperature = 50, drive.hours = "twelve"; });
+  LogPass();
+  Scan();
+  Scan();
+  EXPECT_FLOAT_EQ(Plugin().m_Adapters[0].Temperature, -1.0F);
+  EXPECT_EQ(guest->Topology().size(), 5U);
+}
+
+TEST_F(WorkerTest, WhatAPassChanged_ReachesTheDatabaseAtTheNextScan) {
+  FrameDatabase database;
+  Plugin().m_Database = getDatabasePointer();
+  ASSERT_EQ(guest->Initialize(), 0U);
+  Start();
+  Change(0, [](FakeDrive& drive) { drive.temperature = 44; });
+  LogPass();
+  Scan();
+  guest->DeInitialize();
+  EXPECT_THAT(database.Column("Adapter", "Temperature"), ElementsAre("44", "30"));
+}
+
+TEST(Worker, WithAManagedDriveFirst_ScansEveryTimeAndLives) {
+  FrameTrace trace(2 | 16);
+  FasterClock clock(50);
+  Machine machine;
+  machine.AddManagedDrive("MANAGED");
+  machine.AddDrive("PLAIN");
+  machine.Option("piTorvex.ini", "PollInterval=2\n");
+  machine.Option("CustomOpOpts.ini", "IntelPCIeTopologologyRefreshRate=1000000000\n");
+  Guest guest;
+  ASSERT_EQ(guest.Initialize(), 0U);
+  guest.SetAdapterIDs();
+  EXPECT_TRUE(Eventually([&trace] { return trace.Count("Before ScanSystem()") >= 3; }));
+  EXPECT_EQ(guest.Topology().size(), 3U);
+}
+
+TEST(Worker, OnShortIntervals_PassesBetweenScans) {
+  FrameTrace trace(16);
+  FasterClock clock(100);
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  machine.Option("piTorvex.ini", "PollInterval=2\n");
+  machine.Option("CustomOpOpts.ini", "IntelPCIeTopologologyRefreshRate=9000\n");
+  Guest guest;
+  ASSERT_EQ(guest.Initialize(), 0U);
+  trace.Clear();
+  guest.SetAdapterIDs();
+  // A wake-up every three seconds or somewhat more: 2 s wait, 1 s pass.
+  ASSERT_TRUE(Eventually([&trace] { return trace.Count("Before ScanSystem()") >= 3; }));
+  const std::vector<std::string> lines = trace.Texts();
+  EXPECT_EQ(std::find_if(lines.begin(), lines.end(),
+                         [](const std::string& line) {
+                           return line == "Worker GetLogPageInformation()" ||
+                                  line == "Before ScanSystem()";
+                         })
+                ->substr(0, 6),
+            "Before");
+  EXPECT_GE(trace.Count("Worker GetLogPageInformation()"), 2U);
+}
+
+TEST(Worker, WithoutRefreshPause_ScansAtEveryWakeUp) {
+  FrameTrace trace(16);
+  FasterClock clock(100);
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  machine.Option("piTorvex.ini", "PollInterval=2\n");
+  machine.Option("CustomOpOpts.ini", "IntelPCIeTopologologyRefreshRate=0\n");
+  Guest guest;
+  ASSERT_EQ(guest.Initialize(), 0U);
+  guest.SetAdapterIDs();
+  EXPECT_TRUE(Eventually([&trace] { return trace.Count("Before ScanSystem()") >= 4; }));
+  EXPECT_EQ(trace.Count("Worker GetLogPageInformation()"), 0U);
+}
+
+// --- Stopping
+
+TEST_F(WorkerTest, StopRequest_EndsAnIdleWorker) {
+  Start();
+  EXPECT_EQ(guest->DeInitialize(), 0U);
+  const std::vector<std::string> lines = WorkerLines(2 | 4);
+  EXPECT_THAT(lines,
+              ElementsAre("Worker() something else perhaps m_StopRequest", "LEAVE Worker()"));
+  EXPECT_FALSE(trace.Has("Kill Worker"));
+}
+
+TEST_F(WorkerTest, StopRequest_EndsAPassBetweenTwoRecords) {
+  TLX::Misc::CClock::SetTimeScale(1);  // the pause is a whole second now
+  Plugin().PollInterval = 2;
+  std::atomic<bool> inPass{false};
+  guest->SetAdapterIDs();
+  ASSERT_TRUE(Eventually([this] { return WakeUps() >= 1; }));
+  machine.tool.SetHook([&inPass](const std::string& arguments) {
+    if (arguments.find("-torvex 0") != std::string::npos) inPass = true;
+  });
+  ASSERT_TRUE(Eventually([&inPass] { return inPass.load(); }));
+  machine.tool.ClearCalls();
+  guest->DeInitialize();
+  EXPECT_EQ(machine.tool.CountCalls("-torvex 1"), 0U);
+  EXPECT_EQ(trace.Count("Before ScanSystem()"), 1U);  // the pass asked for no scan
+}
+
+TEST_F(WorkerTest, StopRequest_InAScan_MergesNothing) {
+  Start();
+  Change(1, [](FakeDrive& drive) { drive.warnings = 4; });
+  machine.tool.SetHook([this](const std::string& arguments) {
+    if (arguments.find("-torvex 0") != std::string::npos) Plugin().m_StopRequest.Set();
+  });
+  Plugin().m_ForceWorker.Set();
+  ASSERT_TRUE(Eventually([this] { return trace.Has("LEAVE Worker()"); }));
+  EXPECT_TRUE(trace.Has("After ScanSystem() ret = 20000"));
+  EXPECT_FALSE(trace.Has("Before UpdateSystem()"));
+  EXPECT_EQ(Plugin().m_Adapters[1].StatusBits, 0U);
+}
+
+// A tool that does not answer; only a cancellation ends it.
+void Hang(const std::string&) {
+  TLX::Misc::Sleep(1'000'000'000);
+}
+
+class HangingTool : public WorkerTest {
+ protected:
+  void CancelAndUseAgain() {
+    ASSERT_TRUE(Eventually([this] { return trace.Has("After m_DataLock.Wait(INFINITE)"); }));
+    ASSERT_TRUE(Eventually([this] { return !machine.tool.Calls().empty(); }));
+    EXPECT_EQ(guest->DeInitialize(), 0U);
+    EXPECT_TRUE(trace.Has("Kill Worker"));
+    EXPECT_FALSE(trace.Has("LEAVE Worker()"));
+    machine.tool.SetHook(nullptr);
+    EXPECT_EQ(guest->Topology().size(), 5U);  // the lock is free
+    EXPECT_THAT(guest->FetchEvents(), IsEmpty());
+    EXPECT_EQ(guest->Initialize(), 0U);
+    guest.reset();
+    guest = std::make_unique<Guest>();
+    EXPECT_EQ(guest->Initialize(), 0U);
+  }
+};
+
+TEST_F(HangingTool, InAScan_IsCancelledAndThePluginStaysUsable) {
+  Start();
+  machine.tool.ClearCalls();
+  machine.tool.SetHook(Hang);
+  Plugin().m_ForceWorker.Set();
+  CancelAndUseAgain();
+}
+
+TEST_F(HangingTool, InALogPass_IsCancelledAndThePluginStaysUsable) {
+  Start();
+  machine.tool.ClearCalls();
+  machine.tool.SetHook(Hang);
+  Plugin().PollInterval = 2;
+  Plugin().m_PrivateEvent.Set();
+  CancelAndUseAgain();
+}
+
+TEST_F(HangingTool, KeepsRequestsWaitingUntilItAnswers) {
+  Start();
+  std::atomic<bool> release{false};
+  std::atomic<bool> inTool{false};
+  machine.tool.SetHook([&](const std::string&) {
+    inTool = true;
+    Eventually([&release] { return release.load(); });
+  });
+  Plugin().m_ForceWorker.Set();
+  ASSERT_TRUE(Eventually([&inTool] { return inTool.load(); }));
+  std::atomic<int> answered{0};
+  std::vector<std::thread> hosts;
+  for (int i = 0; i < 2; ++i) {
+    hosts.emplace_back([this, &answered] {
+      std::vector<PI::CProperty> properties;
+      if (guest->Call(5, 0x0135000000000001UL, &properties) == 0 && !properties.empty()) ++answered;
+    });
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  EXPECT_EQ(answered, 0);
+  release = true;
+  for (std::thread& host : hosts) host.join();
+  EXPECT_EQ(answered, 2);
+}
+
+// --- What goes wrong
+
+TEST_F(WorkerTest, AScanThatThrows_CountsAsDoneAndTheWorkerLives) {
+  Start();
+  machine.tool.SetHook([](const std::string& arguments) {
+    if (arguments == "show -all -o json -torvex") throw std::runtime_error("no memory");
+  });
+  Scan();
+  EXPECT_TRUE(trace.Has("Exception stopped: no memory"));
+  machine.tool.SetHook(nullptr);
+  EXPECT_EQ(guest->Topology().size(), 5U);  // both locks are free
+  EXPECT_THAT(guest->FetchEvents(), IsEmpty());
+  Scan();
+}
+
+// A worker of its own, over locks of which some were never initialised.
+class HalfInitialised : public testing::Test {
+ protected:
+  HalfInitialised() : trace(2 | 4 | 8) {
+    plugin.m_ForceWorker.Init(true, false);
+    plugin.m_StopRequest.Init(false, true);
+    plugin.m_PrivateEvent.Init(false, false);
+    plugin.PollInterval = 255;
+  }
+
+  std::vector<std::string> RunOneWakeUp() {
+    std::thread worker([this] { plugin.Worker(); });
+    EXPECT_TRUE(Eventually([this] { return trace.Has(WAKE_UP_ENDED); }));
+    plugin.m_StopRequest.Set();
+    worker.join();
+    return trace.Texts();
+  }
+
+  FrameTrace trace;
+  Machine machine;
+  IPLUGINAPI_IMPL plugin;
+};
+
+TEST_F(HalfInitialised, WithoutTheDataLock_SkipsTheWakeUp) {
+  EXPECT_THAT(RunOneWakeUp(),
+              ElementsAre("ENTER Worker()", "Worker() m_ForceWorker event received, force scan",
+                          "Before m_DataLock.Wait(INFINITE)", "After m_DataLock.Wait(INFINITE)",
+                          "Worker() before restart interval",
+                          "Worker() something else perhaps m_StopRequest", "LEAVE Worker()"));
+}
+
+TEST_F(HalfInitialised, WithoutTheEventsLock_GivesTheDataLockBack) {
+  plugin.m_DataLock.Init();
+  EXPECT_THAT(RunOneWakeUp(),
+              ElementsAre("ENTER Worker()", "Worker() m_ForceWorker event received, force scan",
+                          "Before m_DataLock.Wait(INFINITE)", "After m_DataLock.Wait(INFINITE)",
+                          "Before m_EventsLock.Wait(INFINITE)", "After m_EventsLock.Wait(INFINITE)",
+                          "Before m_DataLock.Release ()", "After m_DataLock.Release ()",
+                          "Worker() before restart interval",
+                          "Worker() something else perhaps m_StopRequest", "LEAVE Worker()"));
+  EXPECT_THAT(machine.tool.Calls(), IsEmpty());
+}
+
+TEST(Worker, WithoutItsEvents_EndsAtOnce) {
+  FrameTrace trace(2);
+  IPLUGINAPI_IMPL plugin;
+  plugin.Worker();
+  EXPECT_THAT(trace.Texts(), ElementsAre("ENTER Worker()", "LEAVE Worker()"));
+}
+
+}  // namespace
