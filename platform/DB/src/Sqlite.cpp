@@ -53,7 +53,11 @@ std::string Resolved(const std::string& path) {
   if (path.empty()) throw DatabaseException("The database has no path; name a file.");
   std::error_code failure;
   const auto resolved = std::filesystem::weakly_canonical(path, failure);
-  return failure ? std::filesystem::absolute(path).string() : resolved.string();
+  if (failure) {
+    throw DatabaseException("The database \"" + path + "\" cannot be opened (" + failure.message() +
+                            "); name another file.");
+  }
+  return resolved.string();
 }
 
 void RequireFile(const std::string& path) {
@@ -64,6 +68,11 @@ void RequireFile(const std::string& path) {
 
 void RemoveLogs(const std::string& path) {
   for (const char* suffix : LOG_SUFFIXES) unlink((path + suffix).c_str());
+}
+
+void Remove(const std::string& path) {
+  unlink(path.c_str());
+  RemoveLogs(path);
 }
 
 // Nobody has the file open for writing, and the last writer left nothing in the log.
@@ -161,9 +170,13 @@ bool CSqliteDatabase::Impl::RestoreIfMoved() {
 void CSqliteDatabase::Impl::WriteBack() {
   const std::string aside = m_Path + RESTORE_SUFFIX;
   m_Lock->Renew();
-  unlink(aside.c_str());
-  RemoveLogs(aside);
-  m_Connection->CopyTo(aside);
+  Remove(aside);
+  try {
+    m_Connection->CopyTo(aside);
+  } catch (const DatabaseException&) {
+    Remove(aside);  // half a copy would only take room
+    throw;
+  }
   // The log that lies there belongs to the file that is gone: it must not be replayed into this
   // one.
   RemoveLogs(m_Path);

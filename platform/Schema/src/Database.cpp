@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include <Schema/Database.h>
@@ -105,7 +106,7 @@ COpened OpenForWriting(const std::string& path, const COptions& options) {
     database->RemoveEarlierRun();
     DatabaseWrapper::registerDatabase(database->HostDatabase());
     return {std::move(database), ""};
-  } catch (const DatabaseException& failure) {
+  } catch (const std::exception& failure) {
     return {nullptr, failure.what()};
   }
 }
@@ -113,7 +114,7 @@ COpened OpenForWriting(const std::string& path, const COptions& options) {
 COpened OpenReadOnly(const std::string& path, const COptions& options) {
   try {
     return {COpening::Open(path, options, true), ""};
-  } catch (const DatabaseException& failure) {
+  } catch (const std::exception& failure) {
     return {nullptr, failure.what()};
   }
 }

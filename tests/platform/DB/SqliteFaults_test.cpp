@@ -273,6 +273,33 @@ TEST(SqliteFull, FileThatMayNotGrow_FailsClearlyAndGoesOnWhenItMay) {
   EXPECT_EQ(RawSqlite(path).One("PRAGMA integrity_check"), "ok");
 }
 
+TEST(SqliteFull, WritingBackWithoutRoom_LeavesNoHalfCopyAndIsTriedAgain) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  const std::string told = vxtest::InChild([&] {
+    std::signal(SIGXFSZ, SIG_IGN);
+    CSqliteDatabase engine(path);
+    engine.query("CREATE TABLE t(a)");
+    engine.query("INSERT INTO t VALUES(zeroblob(100000))");
+    fs::remove(path);
+    rlimit limit{};
+    getrlimit(RLIMIT_FSIZE, &limit);
+    const rlim_t before = limit.rlim_cur;
+    limit.rlim_cur = 40000;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::string text = FailureOf([&] { engine.query("DELETE FROM t WHERE a = 1"); });
+    limit.rlim_cur = before;
+    setrlimit(RLIMIT_FSIZE, &limit);
+    text += fs::exists(path + ".restore") ? " / half a copy" : " / nothing left";
+    return text + " / " + engine.query("SELECT length(a) FROM t").at(0);
+  });
+  EXPECT_THAT(told,
+              testing::StartsWith("The database is gone from its path and was not written back: "));
+  EXPECT_THAT(told, HasSubstr("finds no room"));
+  EXPECT_THAT(told, EndsWith(" / nothing left / 100000"));
+  EXPECT_EQ(RawSqlite(path).One("PRAGMA integrity_check"), "ok");
+}
+
 // --- files that cannot be opened
 
 TEST(SqliteOpen, NoDatabase_IsRefusedAndLeftAlone) {
@@ -320,6 +347,15 @@ TEST(SqliteOpen, Directory_CannotBeOpened) {
   const vxtest::TempDir dir;
   EXPECT_THAT(Attempt(dir.Path().string(), false, "SELECT 1"), HasSubstr("cannot be opened"));
   fs::remove(dir.Path().string() + ".lock");
+}
+
+TEST(SqliteOpen, PathThroughALoopOfLinks_SaysSo) {
+  const vxtest::TempDir dir;
+  fs::create_symlink("loop", dir / "loop");
+  const std::string path = (dir / "loop" / "vx.db").string();
+  EXPECT_EQ(Attempt(path, false, "SELECT 1"),
+            "The database \"" + path +
+                "\" cannot be opened (Too many levels of symbolic links); name another file.");
 }
 
 TEST(SqliteOpen, EmptyPath_IsRefused) {
