@@ -81,8 +81,9 @@ std::string DriveState(const PI::CObject& drive, const PI::CObject* adapter) {
 std::string PluginLine(const Topology& topology, const std::string& pluginName) {
   std::string line = pluginName;
   if (const PI::CObject* const plugin = topology.Plugin()) {
-    line = fmt::format("{} {}", Printable(TextValue(*plugin, property::NAME).value_or(pluginName)),
-                       Printable(TextValue(*plugin, property::VERSION).value_or("")));
+    line = Printable(TextValue(*plugin, property::NAME).value_or(pluginName));
+    const std::string version = Printable(TextValue(*plugin, property::VERSION).value_or(""));
+    if (!version.empty()) line += " " + version;
     const std::string tool = Printable(TextValue(*plugin, property::TOOL_VERSION).value_or(""));
     if (!tool.empty()) line += ", tool " + tool;
     const std::string interval = Shown(*plugin, property::POLL_INTERVAL);

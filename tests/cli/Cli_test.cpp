@@ -1,0 +1,249 @@
+#include "HostProcess.h"
+#include "support/Files.h"
+
+#include <algorithm>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+const std::string FIXTURE_OBJECTS =
+    R"("adapters":[{"numbers":[0,3,0,0],"hostNumber":-1}],"objects":[)"
+    R"({"id":1,"type":19006,"children":[2],"properties":[{"id":30007,"value":"Fixture"},)"
+    R"({"id":30005,"label":23336,"settable":true,"value":{"value":30,"min":2,"max":255,"step":1}}]},)"
+    R"({"id":2,"type":19038,"properties":[{"id":30007,"value":"SSD"},{"id":30022,"value":"SER"},)"
+    R"({"id":30017,"value":{"selected":40024,"choices":[40024]}},)"
+    R"({"id":30479,"value":0},{"id":30037,"value":3},{"id":30038,"value":0},{"id":30039,"value":0},)"
+    R"({"id":30442,"unit":21000,"value":36.5}]}])";
+
+class Cli : public testing::Test {
+ protected:
+  vxtest::HostRun Run(const std::vector<std::string>& words, const std::string& script) {
+    vxtest::WriteFile(directory_ / "script", script);
+    return vxtest::RunHost(words, "",
+                           {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()},
+                            {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}});
+  }
+  vxtest::HostRun RunFixture(std::vector<std::string> words,
+                             const std::string& script = "{" + FIXTURE_OBJECTS + "}") {
+    words.insert(words.end(), {"--plugin", VXTEST_PLUGIN});
+    return Run(words, script);
+  }
+
+  // A runtime tree elsewhere, with the given plug-ins.
+  std::filesystem::path CopyTree(const std::string& name,
+                                 const std::vector<std::filesystem::path>& plugins) {
+    const std::filesystem::path copy = directory_ / name;
+    std::filesystem::create_directories(copy / "plugins");
+    std::filesystem::copy(vxtest::HostProcess::Tree() / "lib", copy / "lib");
+    std::filesystem::copy(vxtest::HostProcess::Program(), copy / "vxhost");
+    int number = 0;
+    for (const auto& plugin : plugins) {
+      std::filesystem::copy(plugin, copy / "plugins" / ("lib" + std::to_string(++number) + ".so"));
+    }
+    return copy / "vxhost";
+  }
+
+  std::size_t OurLines(const std::string& errors) {
+    std::size_t lines = 0;
+    for (std::size_t at = errors.find("vxhost: "); at != std::string::npos;
+         at = errors.find("vxhost: ", at + 1)) {
+      ++lines;
+    }
+    return lines;
+  }
+
+  vxtest::TempDir directory_;
+};
+
+TEST_F(Cli, Tree_NumbersTheAdaptersAndEndsInOrder) {
+  const auto run = RunFixture({"tree"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("└─ good  1  SSD"));
+  const std::string log = vxtest::ReadFile(directory_ / "log");
+  EXPECT_THAT(log, HasSubstr("adapter 0:3:0:0 number 1\n"));
+  EXPECT_TRUE(log.ends_with("command 3 object 0 data false\nreleaseIf object\n")) << log;
+}
+
+TEST_F(Cli, TreeJson_IsTheWholeTopology) {
+  const auto run = RunFixture({"--json", "tree"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, testing::StartsWith(R"({"plugins":[{"plugin":"vxtest_plugin","result":0,)"));
+  EXPECT_THAT(run.out, HasSubstr(R"("hostNumber":1)"));
+  EXPECT_THAT(run.out, HasSubstr(R"("value":36.5)"));
+}
+
+TEST_F(Cli, NoSupportedHardware_IsOneLineAndStatus3) {
+  const auto run = RunFixture({"tree"}, R"({"initialize":20001})");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err,
+            "vxhost: plug-in vxtest_plugin: no supported hardware: no drive that it serves is "
+            "there\n");
+  EXPECT_THAT(vxtest::ReadFile(directory_ / "log"), Not(HasSubstr("command 3")));
+}
+
+TEST_F(Cli, FailedStart_IsStatus1) {
+  const auto run = RunFixture({"tree"}, R"({"initialize":20012})");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("(20012)"));
+}
+
+TEST_F(Cli, PluginOfAnotherInterface_IsRefused) {
+  const auto run = RunFixture({"tree"}, R"({"interface":3})");
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(run.err, HasSubstr("speaks interface version 3, this host speaks 2"));
+}
+
+TEST_F(Cli, WhatIsNoPlugin_IsNamedWithTheReason) {
+  const auto missing = vxtest::RunHost({"tree", "--plugin", "/nowhere/libx.so"});
+  EXPECT_EQ(missing.status, 3);
+  EXPECT_EQ(missing.err, "vxhost: /nowhere/libx.so: no such plug-in\n");
+  vxtest::WriteFile(directory_ / "text.so", "no library");
+  const auto text = vxtest::RunHost({"tree", "--plugin", (directory_ / "text.so").string()});
+  EXPECT_EQ(text.status, 3);
+  EXPECT_EQ(OurLines(text.err), 1U) << text.err;
+  EXPECT_THAT(text.err, HasSubstr("cannot be loaded"));
+  const auto library = (vxtest::HostProcess::Tree() / "lib" / "libvxTLX.so").string();
+  const auto other = vxtest::RunHost({"rpc", "--plugin", library});
+  EXPECT_EQ(other.status, 3);
+  EXPECT_THAT(other.err, HasSubstr("does not export createIf"));
+}
+
+TEST_F(Cli, ShowGetSetOps_WorkOnOneObject) {
+  EXPECT_THAT(RunFixture({"show", "SER"}).out, HasSubstr("30442  Temperature    36.5 °C"));
+  EXPECT_EQ(RunFixture({"get", "1", "temperature"}).out, "36.5 °C\n");
+  EXPECT_THAT(RunFixture({"--json", "get", "0x2", "30442"}).out, HasSubstr("\"value\":36.5}"));
+  EXPECT_EQ(RunFixture({"ops", "SER"}).out, "no operations\n");
+  const auto unknown = RunFixture({"show", "OTHER"});
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_THAT(unknown.err, HasSubstr("no object OTHER"));
+}
+
+TEST_F(Cli, Set_TakesOnlyWhatIsSettableAndAllowed) {
+  const auto fixed = RunFixture({"set", "SER", "temperature", "3"});
+  EXPECT_EQ(fixed.status, 1);
+  EXPECT_THAT(fixed.err, HasSubstr("Temperature cannot be set"));
+  const auto outside = RunFixture({"set", "0x1", "poll interval", "1"});
+  EXPECT_EQ(outside.status, 1);
+  EXPECT_THAT(outside.err, HasSubstr("allowed is 2 to 255 s"));
+  EXPECT_THAT(vxtest::ReadFile(directory_ / "log"), Not(HasSubstr("command 7")));
+  const auto good = RunFixture({"set", "vxtest_plugin", "poll-interval", "60"});
+  EXPECT_EQ(good.status, 0) << good.err;
+  EXPECT_EQ(good.out, "Poll interval: 60 s\n");
+  EXPECT_THAT(good.err, HasSubstr("takes it at its next start"));
+  EXPECT_THAT(vxtest::ReadFile(directory_ / "log"), HasSubstr("command 7 object 1 data true"));
+}
+
+TEST_F(Cli, WrongUsage_IsStatus2) {
+  for (const auto& words :
+       std::vector<std::vector<std::string>>{{},
+                                             {"frob"},
+                                             {"tree", "--db", "mysql:x"},
+                                             {"tree", "--db", "sqlite:/tmp/x"},
+                                             {"tree", "--config-dir", "/nowhere"},
+                                             {"tree", "--sysfs", "/nowhere"}}) {
+    const auto run = vxtest::RunHost(words);
+    EXPECT_EQ(run.status, 2) << run.err;
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(OurLines(run.err), 1U) << run.err;
+  }
+}
+
+TEST_F(Cli, VersionAndHelp_GoToStandardOutput) {
+  EXPECT_EQ(vxtest::RunHost({"--version"}).out, "vxhost 7.22.0\n");
+  const auto help = vxtest::RunHost({"--help"});
+  EXPECT_EQ(help.status, 0);
+  for (const char* const command :
+       {"tree", "show", "get", "set", "ops", "run", "rpc", "db", "simulate"}) {
+    EXPECT_THAT(help.out, HasSubstr(std::string("\n  ") + command + " "));
+  }
+}
+
+TEST_F(Cli, CopiedTree_RunsItsOwnPlugins) {
+  const auto program = CopyTree("elsewhere", {VXTEST_PLUGIN});
+  vxtest::WriteFile(directory_ / "script", "{" + FIXTURE_OBJECTS + "}");
+  const auto run = vxtest::RunHost(
+      {"tree"}, "", {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()}}, program);
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("1  SSD"));
+  EXPECT_EQ(run.err, "");
+}
+
+TEST_F(Cli, TreeInAPathWithABlank_IsWarnedAbout) {
+  const auto run = vxtest::RunHost({"tree"}, "", {}, CopyTree("my host", {}));
+  EXPECT_EQ(run.status, 3);
+  EXPECT_THAT(run.err, HasSubstr("warning: the path "));
+  EXPECT_THAT(run.err, HasSubstr("no plug-in in "));
+}
+
+TEST_F(Cli, BadPluginBesideAGoodOne_IsSaidAndDoesNotStopIt) {
+  vxtest::WriteFile(directory_ / "bad.so", "no library");
+  const auto program = CopyTree("two", {directory_ / "bad.so", VXTEST_PLUGIN});
+  vxtest::WriteFile(directory_ / "script", "{" + FIXTURE_OBJECTS + "}");
+  const vxtest::HostProcess::Environment environment = {
+      {"VXTEST_PLUGIN_FILE", (directory_ / "script").string()}};
+  const auto run = vxtest::RunHost({"tree"}, "", environment, program);
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, HasSubstr("1  SSD"));
+  EXPECT_EQ(OurLines(run.err), 1U) << run.err;
+  const auto rpc = vxtest::RunHost({"rpc"}, "", environment, program);
+  EXPECT_EQ(rpc.status, 2);
+  EXPECT_THAT(rpc.err, HasSubstr("choose one with --plugin"));
+}
+
+TEST_F(Cli, TraceFile_ThatCannotBeWritten_IsSaid) {
+  const auto run = RunFixture({"tree", "--trace-file", "/nowhere/trace"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("--trace-file"));
+}
+
+TEST_F(Cli, Service_PrintsEventsAndEndsOnASignal) {
+  vxtest::WriteFile(directory_ / "script",
+                    R"({"notify":1,"events":[{"id":10968,"severity":4,"object":2,"name":"SSD",)"
+                    R"("placeholder1":"SSD"}],)" +
+                        FIXTURE_OBJECTS + "}");
+  vxtest::HostProcess host({"run", "--db", "none", "--json", "--plugin", VXTEST_PLUGIN},
+                           {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()},
+                            {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}});
+  EXPECT_THAT(host.Line(), HasSubstr(R"("id":10968,"severity":4,"object":"0x0000000000000002")"));
+  EXPECT_TRUE(host.WaitForError("running with 1 adapter"));
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 0);
+  EXPECT_TRUE(vxtest::ReadFile(directory_ / "log")
+                  .ends_with("command 3 object 0 data false\nreleaseIf object\n"));
+}
+
+TEST_F(Cli, Service_TriesAFailedStartAgainOnAFreshObject) {
+  vxtest::WriteFile(directory_ / "script", R"({"initialize":20012})");
+  vxtest::HostProcess host({"run", "--db", "none", "--time-scale", "50", "--plugin", VXTEST_PLUGIN},
+                           {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()},
+                            {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}});
+  ASSERT_TRUE(host.WaitForError("trying again"));
+  vxtest::WriteFile(directory_ / "script.new", "{" + FIXTURE_OBJECTS + "}");
+  std::filesystem::rename(directory_ / "script.new", directory_ / "script");
+  EXPECT_TRUE(host.WaitForError("running with 1 adapter")) << host.Errors();
+  EXPECT_EQ(OurLines(host.Errors()), 2U) << host.Errors();
+  host.Signal(SIGINT);
+  EXPECT_EQ(host.Wait(), 0);
+  const std::string log = vxtest::ReadFile(directory_ / "log");
+  EXPECT_TRUE(
+      log.starts_with("createIf mask 0\ncommand 1 object 0 data true\nreleaseIf object\n"
+                      "createIf mask 0\n"))
+      << log;
+}
+
+TEST_F(Cli, Service_GivesUpOnAPluginThatCanNeverRun) {
+  const auto run = RunFixture({"run", "--db", "none"}, R"({"initialize":20011})");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("(20011)"));
+}
+
+}  // namespace

@@ -1,0 +1,145 @@
+// The host with the real plug-in on simulated drives.
+#include "HostProcess.h"
+#include "support/Files.h"
+
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using vxtest::HostProcess;
+using vxtest::RunHost;
+
+const std::string FIRST = "CVFT7203005M400LGN";  // the serial numbers of the fleet
+const std::string SECOND = "CVFT7383007K400BGN";
+
+class Simulated : public testing::Test {
+ protected:
+  Simulated() {
+    std::filesystem::copy(VXTEST_FLEET, fleet_);
+    vxtest::WriteFile(directory_ / "etc" / "piTorvex.ini", "PollInterval=2\n");
+    vxtest::WriteFile(directory_ / "etc" / "CustomOpOpts.ini",
+                      "IntelPCIeTopologologyRefreshRate=0\n");
+    std::filesystem::create_directory(directory_ / "tmp");
+  }
+
+  // The words with the options of the simulation, whose working directory lies in ours.
+  std::vector<std::string> Words(std::vector<std::string> words) const {
+    words.insert(words.end(),
+                 {"--simulate", fleet_.string(), "--config-dir", (directory_ / "etc").string()});
+    return words;
+  }
+  HostProcess::Environment Environment() const {
+    return {{"TMPDIR", (directory_ / "tmp").string()}};
+  }
+  vxtest::HostRun Run(const std::vector<std::string>& words) const {
+    return RunHost(Words(words), "", Environment());
+  }
+  void Edit(std::vector<std::string> words) const {
+    words.insert(words.begin(), "simulate");
+    words.insert(words.end(), {"--fleet", fleet_.string()});
+    const auto run = RunHost(words);
+    EXPECT_EQ(run.status, 0) << run.err;
+  }
+  bool NothingIsLeft() const { return std::filesystem::is_empty(directory_ / "tmp"); }
+
+  vxtest::TempDir directory_;
+  const std::filesystem::path fleet_ = directory_ / "fleet.json";
+};
+
+TEST_F(Simulated, Tree_ShowsEveryDriveWithHealthAndSize) {
+  const auto run = Run({"tree"});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, testing::StartsWith("Torvex-Plugin 7.22.0"));
+  EXPECT_THAT(run.out, HasSubstr(", 6 adapters\n├─ good        1  "));
+  EXPECT_THAT(run.out, HasSubstr("PCI:Bus=23&Device=0&Function=0   35 °C  100 % life left"));
+  EXPECT_THAT(run.out, HasSubstr("Intel SSD DC P4600, SSDPE2KE020T7              2.00 TB"));
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 13);
+  EXPECT_TRUE(NothingIsLeft());
+}
+
+TEST_F(Simulated, FleetWithoutServedDrive_IsStatus3) {
+  for (int drive = 0; drive < 6; ++drive) Edit({"pull", std::to_string(drive)});
+  const auto run = Run({"tree"});
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_THAT(run.err, HasSubstr("no supported hardware"));
+}
+
+TEST_F(Simulated, BadFleet_IsSaidAndNothingIsLeft) {
+  vxtest::WriteFile(fleet_, "{\"drives\": 5}");
+  const auto run = Run({"tree"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("vxhost: fleet "));
+  EXPECT_TRUE(NothingIsLeft());
+}
+
+TEST_F(Simulated, SignalDuringAnyCommand_LeavesNothingBehind) {
+  HostProcess host(Words({"rpc"}), Environment());
+  host.Send("{\"id\":1,\"command\":1}\n");
+  EXPECT_THAT(host.Line(), HasSubstr("\"result\":0"));
+  EXPECT_FALSE(NothingIsLeft());
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), -SIGTERM);
+  EXPECT_TRUE(NothingIsLeft());
+}
+
+TEST_F(Simulated, PollInterval_IsSetForTheNextStart) {
+  const auto set = Run({"set", "piTorvex", "poll interval", "77"});
+  EXPECT_EQ(set.status, 0) << set.err;
+  EXPECT_EQ(vxtest::ReadFile(directory_ / "etc" / "piTorvex.ini"), "PollInterval=77\n");
+  EXPECT_EQ(Run({"get", "piTorvex", "30005"}).out, "77 s\n");
+}
+
+TEST_F(Simulated, Objects_AreFoundByWhatPeopleCallThem) {
+  for (const std::string name : {FIRST, std::string("1"), std::string("/dev/nvme0")}) {
+    EXPECT_EQ(Run({"get", name, "serial number"}).out, FIRST + "\n") << name;
+  }
+  EXPECT_THAT(Run({"ops", "piTorvex"}).out, HasSubstr("50002 (fetch events)"));
+}
+
+// The events that people care about, each once, in the order in which things happened.
+TEST_F(Simulated, Service_TellsWhatHappensAndMirrorsIt) {
+  const std::string database = "sqlite:" + (directory_ / "mirror.db").string();
+  HostProcess host(Words({"run", "--time-scale", "20", "--db", database}), Environment());
+  ASSERT_TRUE(host.WaitForError("running with 6 adapters")) << host.Errors();
+  Edit({"pull", FIRST});
+  EXPECT_THAT(host.Line(), HasSubstr("warning      Adapter removed: "));
+  Edit({"heat", SECOND, "--to", "79"});
+  EXPECT_THAT(host.Line(), HasSubstr("warning      Temperature is close to its limit"));
+  Edit({"heat", SECOND, "--to", "40"});
+  EXPECT_THAT(host.Line(), HasSubstr("information  Back to normal"));
+  Edit({"plug", FIRST});
+  EXPECT_THAT(host.Line(), HasSubstr("information  Adapter added: "));
+  const auto rows = RunHost({"db", "--json", "--db", database});
+  EXPECT_EQ(rows.status, 0) << rows.err;
+  EXPECT_THAT(rows.out, HasSubstr("\"SerialNumber\":\"" + FIRST + "\""));
+  host.Signal(SIGTERM);
+  std::string rest;
+  EXPECT_EQ(host.Wait(&rest), 0);
+  EXPECT_EQ(rest, "");
+  EXPECT_THAT(host.Errors(), HasSubstr("show -all -o json -torvex N"));
+  EXPECT_TRUE(NothingIsLeft());
+}
+
+TEST_F(Simulated, SecondWriter_SaysWhoIsFirstAndGoesOn) {
+  const std::string database = "sqlite:" + (directory_ / "mirror.db").string();
+  HostProcess first(Words({"rpc", "--db", database}), Environment());
+  first.Send("{\"id\":1,\"command\":1}\n");
+  EXPECT_THAT(first.Line(), HasSubstr("\"result\":0"));
+  const auto second =
+      RunHost(Words({"rpc", "--db", database}), "{\"id\":1,\"command\":1}\n", Environment());
+  EXPECT_EQ(second.status, 0);
+  EXPECT_THAT(second.out, HasSubstr("\"result\":0"));
+  EXPECT_THAT(second.err, HasSubstr("no mirror in a database: "));
+  first.EndInput();
+  EXPECT_EQ(first.Wait(), 0);
+}
+
+}  // namespace
