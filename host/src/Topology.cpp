@@ -37,6 +37,14 @@ std::optional<unsigned long> ParseId(std::string_view text) {
   return result.ec == std::errc() && result.ptr == end ? std::optional(id) : std::nullopt;
 }
 
+// "/dev/nvme0" for the paths of the controller, its namespaces and their partitions; other texts as
+// they are. People name whichever they see.
+std::string ControllerPath(const std::string& path) {
+  constexpr std::string_view PREFIX = "/dev/nvme";
+  if (!path.starts_with(PREFIX)) return path;
+  return path.substr(0, path.find_first_not_of("0123456789", PREFIX.size()));
+}
+
 bool HasParent(const PI::CObject& object, unsigned long id) {
   return std::find(object.m_ParentIDs.begin(), object.m_ParentIDs.end(), id) !=
          object.m_ParentIDs.end();
@@ -131,10 +139,12 @@ const PI::CObject* Topology::Lookup(const std::string& name) const {
       return adapter.m_Object;
     }
   }
-  for (const unsigned int id : {property::SERIAL_NUMBER, property::DEVICE_PATH}) {
-    for (const PI::CObject& object : objects_) {
-      if (!name.empty() && TextValue(object, id) == name) return &object;
-    }
+  for (const PI::CObject& object : objects_) {
+    if (!name.empty() && TextValue(object, property::SERIAL_NUMBER) == name) return &object;
+  }
+  for (const PI::CObject& object : objects_) {
+    const auto path = TextValue(object, property::DEVICE_PATH);
+    if (path && !path->empty() && ControllerPath(*path) == ControllerPath(name)) return &object;
   }
   return nullptr;
 }

@@ -98,7 +98,7 @@ TEST_F(Simulated, PollInterval_IsSetForTheNextStart) {
 }
 
 TEST_F(Simulated, Objects_AreFoundByWhatPeopleCallThem) {
-  for (const std::string name : {FIRST, std::string("1"), std::string("/dev/nvme0")}) {
+  for (const std::string& name : {FIRST, std::string("1"), std::string("/dev/nvme0")}) {
     EXPECT_EQ(Run({"get", name, "serial number"}).out, FIRST + "\n") << name;
   }
   EXPECT_THAT(Run({"ops", "piTorvex"}).out, HasSubstr("50002 (fetch events)"));

@@ -127,12 +127,14 @@ TEST(Topology, DegradedWithoutReason_NamesTheAttribute) {
 
 TEST(Topology, Lookup_KnowsIdSerialPathAndHostNumber) {
   const Topology topology = TwoAdapters();
-  for (const char* const name : {"0x0000000000000002", "0x2", "SER-LONG", "/dev/nvme4", "12"}) {
+  for (const char* const name :
+       {"0x0000000000000002", "0x2", "SER-LONG", "/dev/nvme4", "/dev/nvme4n1p2", "12"}) {
     ASSERT_NE(topology.Lookup(name), nullptr) << name;
     EXPECT_EQ(topology.Lookup(name)->m_ID, 2U) << name;
   }
   EXPECT_EQ(topology.Lookup("0xB")->m_ID, 11U);
-  for (const char* const name : {"", "2", "-1", "0x", "0x99", "ser-a", "/dev/nvme9"}) {
+  for (const char* const name :
+       {"", "2", "-1", "0x", "0x99", "ser-a", "/dev/nvme9", "/dev/nvme40"}) {
     EXPECT_EQ(topology.Lookup(name), nullptr) << name;
   }
 }
