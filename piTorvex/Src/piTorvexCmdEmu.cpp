@@ -361,12 +361,14 @@ bool NestsTooDeeply(const std::string& text) {
 // --- Reading -----------------------------------------------------------------------------------
 
 bool ParseToolOutput(const std::string& text, rapidjson::Document& document) {
-  document.SetNull();  // a failed parse would leave an earlier root in place
-  if (text.size() > MAX_OUTPUT || NestsTooDeeply(text)) return false;
-  document.Parse(text.c_str(), text.size());
-  if (!document.HasParseError()) return true;
   document.SetNull();
-  return false;
+  if (text.size() > MAX_OUTPUT || NestsTooDeeply(text)) return false;
+  // Parsed aside, in the caller's memory: a failed parse leaves nothing in the caller's document.
+  rapidjson::Document parsed(&document.GetAllocator());
+  parsed.Parse(text.c_str(), text.size());
+  if (parsed.HasParseError()) return false;
+  document.rapidjson::Value::Swap(parsed);
+  return true;
 }
 
 void ReadInventory(const rapidjson::Value& root, std::vector<CCmdEmuAdapter>& drives) {
@@ -529,6 +531,7 @@ unsigned int IPLUGINAPI_IMPL::CmdEmu_delete(int index) {
   return result;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the interface takes the name by value
 unsigned int IPLUGINAPI_IMPL::CmdEmu_set(int index, std::string name, int kind, int value) {
   const std::string arguments = FormatText(SET_ARGUMENTS, index) + SettingText(name, kind, value);
   std::vector<std::string> lines;
