@@ -35,6 +35,10 @@ if(VX_SANITIZE)
   target_link_options(vx_options INTERFACE -fsanitize=${VX_SANITIZE})
   if(VX_SANITIZE MATCHES "undefined")
     target_compile_options(vx_options INTERFACE -fno-sanitize-recover=undefined)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+      target_compile_options(vx_options INTERFACE
+        "-fsanitize-ignorelist=${CMAKE_SOURCE_DIR}/cmake/sanitizer-ignore.txt")
+    endif()
   endif()
 endif()
 
@@ -42,6 +46,12 @@ option(VX_COVERAGE "Count which lines run" OFF)
 if(VX_COVERAGE)
   target_compile_options(vx_options INTERFACE --coverage -fprofile-update=atomic)
   target_link_options(vx_options INTERFACE --coverage)
+endif()
+
+# The fuzzers are led by what they reach in the code under test, not in their own file alone.
+if(VX_FUZZ)
+  target_compile_options(vx_options INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(vx_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
 # vx_add_library(NAME folder-sources...): a shared library lib<NAME>.so of the runtime tree, with public
