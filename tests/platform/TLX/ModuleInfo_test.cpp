@@ -1,11 +1,14 @@
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <TLX/Internals/TraceSink.h>
 #include <TLX/Misc/ModuleInfo.h>
 
 namespace {
@@ -50,6 +53,31 @@ TEST_F(ModuleInfo, RegistersItselfForItsLife) {
     EXPECT_TRUE(IsRegistered("passing"));
   }
   EXPECT_FALSE(IsRegistered("passing"));
+}
+
+class LastLineSink final : public TLX::Internals::ITraceSink {
+ public:
+  void Write(const TLX::Internals::CTraceLine& line) override {
+    text_ = std::string(line.m_Module) + ": " + line.m_Text;
+  }
+  std::string text_;
+};
+
+TEST_F(ModuleInfo, OfAnUnloadedLibrary_TracesToTheLastAndIsGone) {
+  const auto sink = std::make_shared<LastLineSink>();
+  TLX::Internals::SetTraceSink(sink);
+  for (int round = 0; round < 3; ++round) {
+    CModuleInfo::SetPluginTraceMask(2);
+    void* const library = dlopen(VX_TRACING_MODULE, RTLD_NOW | RTLD_LOCAL);
+    ASSERT_NE(library, nullptr) << dlerror();
+    EXPECT_TRUE(IsRegistered("unloadable"));
+    sink->text_.clear();
+    ASSERT_EQ(dlclose(library), 0);
+    EXPECT_EQ(sink->text_, "unloadable: unloadable is unloaded");
+    EXPECT_FALSE(IsRegistered("unloadable"));
+    CModuleInfo::SetPluginTraceMask(0);
+  }
+  TLX::Internals::SetTraceSink(nullptr);
 }
 
 TEST_F(ModuleInfo, TheLibraryItselfIsRegisteredAndSilent) {
