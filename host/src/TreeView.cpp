@@ -62,7 +62,8 @@ std::vector<std::string> AdapterCells(const PI::CObject& adapter) {
           Printable(TextValue(adapter, property::LOCATION).value_or("")),
           Shown(adapter, property::TEMPERATURE),
           Before(Shown(adapter, property::REMAINING_LIFE), "life left"),
-          Before(Shown(adapter, property::AVAILABLE_SPARE), "spare"),
+          // A drive that does not answer has told no spare either: the value would be a default.
+          IsNotAnswering(adapter) ? "" : Before(Shown(adapter, property::AVAILABLE_SPARE), "spare"),
           Before(Short(Shown(adapter, property::DATA_WRITTEN)), "written"),
           Before(Shown(adapter, property::POWER_ON_HOURS), "on")};
 }
