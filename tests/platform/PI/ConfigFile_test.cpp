@@ -182,6 +182,14 @@ TEST_F(ConfigFile, NoName_IsNeitherReadNorWritten) {
   EXPECT_EQ(Write("key", "1"), FAILED);
 }
 
+TEST_F(ConfigFile, NameTooLong_IsNeitherReadNorWritten) {
+  for (const std::size_t length : {256UL, 5000UL}) {
+    file_.SetFileName(path_ + std::string(length, 'x'));
+    EXPECT_EQ(Read("key"), UNTOUCHED);
+    EXPECT_EQ(Write("key", "2"), FAILED);
+  }
+}
+
 TEST_F(ConfigFile, NameWithZeroByte_IsNeitherReadNorWritten) {
   WriteFile(path_, "key=1\n");
   file_.SetFileName(path_ + std::string("\0x", 2));

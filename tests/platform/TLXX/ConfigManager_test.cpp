@@ -116,6 +116,12 @@ TEST_F(ConfigManagerTest, Location_ThroughDeviceLinksOfPlainDirectories_IsFound)
   EXPECT_EQ(Of("/dev/nvme7n1"), (Location{0, 1, 0, 0}));
 }
 
+TEST_F(ConfigManagerTest, Location_OfANameThatIsTooLong_IsNotFound) {
+  for (const std::size_t length : {256UL, 5000UL}) {
+    EXPECT_EQ(Of("/dev/nvme0n1p" + std::string(length, '1')), std::nullopt);
+  }
+}
+
 TEST_F(ConfigManagerTest, Location_OfAMultipathHead_IsNotFound) {
   sysfs_.File("devices/virtual/nvme-subsystem/nvme-subsys2/model", "P4500\n");
   sysfs_.Block("devices/virtual/nvme-subsystem/nvme-subsys2", "nvme2n1");

@@ -244,6 +244,17 @@ TEST_F(SystemTest, Run_OfAMissingProgram_FailsAndSaysWhy) {
                                          HasSubstr("No such file or directory")));
 }
 
+TEST_F(SystemTest, Run_OfAPathThatIsNoUtf8_Works) {
+  EXPECT_EQ(Run(scripts_.Add("t\xFF\xC3ol", "echo \"$1\""), "a\xFE"), 1);
+  EXPECT_EQ(output_, "a\xFE\n");
+}
+
+TEST_F(SystemTest, Run_OfAPathThatIsTooLong_FailsAndSaysWhy) {
+  EXPECT_EQ(Run(scripts_.Path(std::string(5000, 'x')), "long"), 0);
+  EXPECT_EQ(output_, "");
+  EXPECT_THAT(LastFailure("long"), HasSubstr("File name too long"));
+}
+
 TEST_F(SystemTest, Run_OfAFileThatIsNotExecutable_Fails) {
   vxtest::WriteFile(scripts_.Path("data"), "#!/bin/sh\necho ran\n");
   EXPECT_EQ(Run(scripts_.Path("data"), "data-test"), 0);
