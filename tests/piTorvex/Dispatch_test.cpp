@@ -1,6 +1,5 @@
 #include "Frame_fixtures.h"
 
-#include <cstdlib>
 #include <new>
 #include <set>
 
@@ -18,20 +17,12 @@ bool refuseMemory = false;  // of the allocation that may fail without an except
 
 // The program's own, so that a test can let the door run out of memory.
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return refuseMemory ? nullptr : std::malloc(size == 0 ? 1 : size);
-}
-void* operator new(std::size_t size) {
-  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, const std::nothrow_t&) noexcept {
-  std::free(memory);
+  if (refuseMemory) return nullptr;
+  try {
+    return ::operator new(size);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
 }
 
 namespace {

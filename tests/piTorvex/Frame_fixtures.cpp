@@ -1,7 +1,6 @@
 #include "Frame_fixtures.h"
 
 #include <algorithm>
-#include <regex>
 #include <thread>
 
 #include <boost/variant.hpp>
@@ -248,15 +247,30 @@ FrameDatabase::~FrameDatabase() {
   DatabaseWrapper::registerDatabase(nullptr);
 }
 
+namespace {
+
+// "INSERT Adapter" of a statement that writes; empty for others.
+std::string WriteIn(std::string statement) {
+  const std::string pragma = "PRAGMA foreign_keys = ON; ";
+  if (statement.starts_with(pragma)) statement.erase(0, pragma.size());
+  for (const char* start : {"INSERT INTO ", "UPDATE ", "DELETE FROM "}) {
+    const std::string begin = start;
+    if (!statement.starts_with(begin)) continue;
+    const std::size_t end = statement.find_first_of(" (", begin.size());
+    return begin.substr(0, begin.find(' ')) + " " +
+           statement.substr(begin.size(), end - begin.size());
+  }
+  return {};
+}
+
+}  // namespace
+
 std::vector<std::string> FrameDatabase::Writes() const {
   const std::lock_guard<std::mutex> guard(dao_->mutex);
-  static const std::regex write("(INSERT|UPDATE|DELETE)(?: INTO| FROM)? (Plugin|Adapter|PD)\\b");
   std::vector<std::string> writes;
   for (const std::string& statement : dao_->statements) {
-    std::smatch match;
-    if (std::regex_search(statement, match, write)) {
-      writes.push_back(match[1].str() + " " + match[2].str());
-    }
+    const std::string write = WriteIn(statement);
+    if (!write.empty()) writes.push_back(write);
   }
   return writes;
 }

@@ -136,7 +136,7 @@ class FrameDatabase {
   FrameDatabase(const FrameDatabase&) = delete;
   FrameDatabase& operator=(const FrameDatabase&) = delete;
 
-  // The statements that write, as "INSERT Adapter 1", "UPDATE PD SERIAL", "DELETE Plugin".
+  // The statements that write, as "INSERT Adapter", "UPDATE PD", "DELETE Plugin".
   std::vector<std::string> Writes() const;
   std::size_t SentCount() const;
   void ClearWrites();
