@@ -25,10 +25,10 @@ struct PropertyRow {
 // "{}" is where the names that the event carries stand.
 constexpr auto EVENTS = std::to_array<Text>({
     {10957, "The backup of the drive's volatile memory has failed: {}"},
-    {10959, "Temperature is critical, 80 °C or more: {}"},
+    {10959, "Temperature is critical, 80 to 83 °C: {}"},
     {10960, "Temperature is at the shutdown limit, 84 °C or more: {}"},
     {10962, "Temperature is above its limit: {}"},
-    {10967, "Temperature is close to its limit, 78 °C or more: {}"},
+    {10967, "Temperature is close to its limit, 78 or 79 °C: {}"},
     {10968, "Available spare is below its threshold: {}"},
     {10980, "Back to normal, no warning is left: {}"},
     {10985, "Drive state or sector size has changed: {}"},

@@ -120,6 +120,8 @@ std::string RpcServer::Call(RpcRequest& request) {
   if (interface_ == nullptr) {
     return ProblemAnswer({request.m_Id, "no interface object lives: create one first"});
   }
+  // What an earlier command 3 has set back. Setting it wakes every wait, so only where it differs.
+  if (TLX::Misc::CClock::TimeScale() != timeScale_) TLX::Misc::CClock::SetTimeScale(timeScale_);
   if (request.m_Command == PI::COMMAND_SET_ADAPTER_IDS) workerMayRun_ = true;
   const unsigned int result = ExecuteCommand(*interface_, request.m_Command, request.m_Object,
                                              std::visit(DataPointer{}, request.m_Data));

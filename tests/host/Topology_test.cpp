@@ -196,7 +196,7 @@ TEST(EventLines, Json_HasTheEventAndWhatTheHostKnows) {
   EXPECT_EQ(vxhost::ReportJson(reports.at(0), "fixture"),
             R"({"plugin":"fixture","id":10967,"severity":3,"object":"0x0000000000000001","time":0,)"
             R"("name":"A","placeholder1":"A","placeholder2":"",)"
-            R"("text":"Temperature is close to its limit, 78 °C or more: A","serial":"S",)"
+            R"("text":"Temperature is close to its limit, 78 or 79 °C: A","serial":"S",)"
             R"("location":"PCI:Bus=3"})");
 }
 
@@ -204,7 +204,7 @@ TEST(EventLines, Line_HasTimeSeverityTextAndDrive) {
   const Topology topology = Make({Adapter(1, "A", "S", 3, 40024, VALUES)});
   const auto reports = vxhost::MakeReports({Event(10967, 1, "A", "")}, topology, topology, "");
   const std::string line = vxhost::ReportLine(reports.at(0), false);
-  EXPECT_NE(line.find(" warning      Temperature is close to its limit, 78 °C or more: A  "
+  EXPECT_NE(line.find(" warning      Temperature is close to its limit, 78 or 79 °C: A  "
                       "[S, PCI:Bus=3]"),
             std::string::npos)
       << line;
