@@ -304,6 +304,7 @@ namespace {
 // The lowest integer is the null of a field, so the one above it is the lowest value.
 constexpr long LOWEST_INT = -std::numeric_limits<int>::max();
 constexpr long HIGHEST_INT = std::numeric_limits<int>::max();
+constexpr unsigned long HIGHEST_UNSIGNED = std::numeric_limits<long>::max();
 constexpr float UNKNOWN_NUMBER = -1.0F;
 
 int Saturate(long value) {
@@ -380,11 +381,14 @@ bool StoreValue(const PI::CPropertyValue& value, unsigned long& field) {
       field = static_cast<unsigned long>(std::max(number.m_Signed, 0L));
       return true;
     case CNumber::CKind::Unsigned:
-      field = number.m_Unsigned;
+      // Above the end the database would keep an approximation, which no row is read back from.
+      field = number.m_Unsigned == RaidDataModels::NULL_UNSIGNED
+                  ? number.m_Unsigned
+                  : std::min(number.m_Unsigned, HIGHEST_UNSIGNED);
       return true;
     case CNumber::CKind::Real:
       field = static_cast<unsigned long>(
-          std::clamp(number.m_Real, 0.0, static_cast<double>(std::numeric_limits<long>::max())));
+          std::clamp(number.m_Real, 0.0, static_cast<double>(HIGHEST_UNSIGNED)));
       return true;
   }
   return false;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <string>
 #include <tuple>
 
@@ -134,11 +135,16 @@ static_assert(HasUniqueIDs(ADAPTER_PROPERTIES), "an adapter property stands twic
 
 // --- Rows --------------------------------------------------------------------------------------
 
+// The number as its row holds it, at the width of the field.
+int RowNumberOf(const CTorvexAdapter& adapter) {
+  constexpr unsigned int highest = std::numeric_limits<int>::max();
+  return static_cast<int>(std::min(adapter.AdapterNumber, highest));
+}
+
 // Finds the adapter's row.
 auto RowOf(const CTorvexAdapter& adapter) {
   return DatabaseORM::where(
-      DatabaseORM::is_equal(&RaidDataModels::Adapter::AdapterNumber,
-                            static_cast<int>(adapter.AdapterNumber)) &&
+      DatabaseORM::is_equal(&RaidDataModels::Adapter::AdapterNumber, RowNumberOf(adapter)) &&
       DatabaseORM::is_equal(&RaidDataModels::Adapter::Host, PI::LOOPBACK_HOST_NAME));
 }
 
@@ -210,7 +216,7 @@ unsigned int IPLUGINAPI_IMPL::SetDatabaseObjectProperties(RaidDataModels::Adapte
                                                           CTorvexAdapter& adapter) {
   record = RaidDataModels::Adapter();
   record.ObjectID = adapter.m_ID;
-  record.AdapterNumber = static_cast<int>(adapter.AdapterNumber);
+  record.AdapterNumber = RowNumberOf(adapter);
   record.Host = PI::LOOPBACK_HOST_NAME;
   record.Flag = 1;
   std::vector<PI::CProperty> properties;

@@ -108,8 +108,11 @@ TEST(StoreValue, IntoAnInteger_SaturatesAndNeverGivesItsNull) {
   EXPECT_EQ(Stored(PI::CBoolData{true}, 5), 1);
 }
 
-TEST(StoreValue, IntoAnUnsigned_KeepsSixtyFourBits) {
-  EXPECT_EQ(Stored(PI::CLongData{1UL << 63U}, 1UL), 1UL << 63U);
+TEST(StoreValue, IntoAnUnsigned_SaturatesAtTheHighestSigned) {
+  EXPECT_EQ(Stored(PI::CLongData{(1UL << 63U) - 1}, 1UL), (1UL << 63U) - 1);
+  EXPECT_EQ(Stored(PI::CLongData{1UL << 63U}, 1UL), (1UL << 63U) - 1);
+  EXPECT_EQ(Stored(PI::CLongData{~0UL - 1}, 1UL), (1UL << 63U) - 1);
+  EXPECT_EQ(Stored(PI::CLongData{~0UL}, 1UL), ~0UL);  // the null
   EXPECT_EQ(Stored(PI::CSignedLongData{-5}, 1UL), 0UL);
   EXPECT_EQ(Stored(PI::CFloatData{2.75F}, 1UL), 2UL);
   EXPECT_EQ(Stored(PI::CChoiceData{3, {}}, 1UL), 3UL);
