@@ -196,9 +196,11 @@ void WalkProperties(const Rows& rows, const Object& object, unsigned long proper
   }
 }
 
-// Converts a property's value to the width of a record's field: numbers saturate and never become
-// the null of an integer, choices and ranges give the selected value, multiple choices the decimal
-// texts of the selected codes, texts stand as they are. False, field untouched, for a floating -1.0
+// Converts a property's value to the width of a record's field: numbers saturate (unsigned ones at
+// the highest signed one, which is the database's own end; all ones stay what they are, the null)
+// and never become the null of an integer, choices and ranges give the selected value, multiple
+// choices the decimal texts of the selected codes, texts stand as they are. False, field untouched,
+// for a floating -1.0
 // ("unknown") and for a value that has no such form.
 bool StoreValue(const PI::CPropertyValue& value, int& field);
 bool StoreValue(const PI::CPropertyValue& value, unsigned long& field);
@@ -485,6 +487,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   bool WriteRow(CRowWork work, Object& object) VX_REQUIRES(m_DataLock);
   template <class Object>
   void InsertRow(Object& object) VX_REQUIRES(m_DataLock);
+  void InsertDriveRow(CTorvexPhysicalDrive& drive) VX_REQUIRES(m_DataLock);
   template <class Object>
   void UpdateRow(Object& object) VX_REQUIRES(m_DataLock);
   void WriteMergedRows(CMerge& merge) VX_REQUIRES(m_DataLock);

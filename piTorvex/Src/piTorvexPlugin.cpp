@@ -617,11 +617,11 @@ bool IsHardwarePresent() {
 // Inventory and version of the tool. The lock is taken without trace lines: nobody else is there
 // yet unless the host starts up twice, and then it keeps the worker away from the records.
 unsigned int IPLUGINAPI_IMPL::QueryTool() {
+  const CFastMutexGuard guard(m_DataLock);
   const boost::filesystem::path process(TLX::Misc::CTlxApplication::GetProcessPath());
   m_ToolPath = process.parent_path() / "bin" / "isdct";
   m_CommandPrefix = "LD_PRELOAD=" + m_ToolPath.parent_path().string() +
                     "/libIntel.SSDFeatures.so.2.0.0 " + m_ToolPath.string();
-  const CFastMutexGuard guard(m_DataLock);
   const unsigned int result = GetAdaptersInfo();
   m_AdapterCount = m_ToolRecords.size();
   TORVEX_TRACE_IN("Initialize", TRACE_TOOL, "Initialize, CmdEmu_getAdapterCount returned = %d",
@@ -656,6 +656,7 @@ void IPLUGINAPI_IMPL::WithdrawObjects() {
   for (CTorvexAdapter& adapter : m_Adapters) (void)WriteRow(CRowWork::Delete, adapter);
   m_Adapters.clear();
   m_PhysicalDrives.clear();
+  m_Plugin.m_ChildIDs.clear();  // of an earlier start-up
   ++m_Plugin.m_ReadCounter;
   m_AdapterCount = 0;
 }
@@ -729,7 +730,11 @@ void IPLUGINAPI_IMPL::TakeAdapterIDs(const std::vector<PI::CAdapterID>& ids) {
     const PI::CAdapterID* const id = FindHostRecord(adapter);
     if (id == nullptr) continue;
     adapter.Name = FormatText("%s (%d)", MarketingNameOf(*id), id->m_HostNumber);
-    UpdateRow(adapter);
+    if (IsDeletePending(adapter.AdapterNumber)) {
+      adapter.RowIsStale = true;  // the row under its number is still another's
+    } else {
+      UpdateRow(adapter);
+    }
   }
 }
 
@@ -1332,6 +1337,16 @@ void IPLUGINAPI_IMPL::InsertRow(Object& object) {
   if (!object.RowIsMissing) object.RowIsStale = false;
 }
 
+// A serial number that reads like the database's null is stored as null, and no key finds the row
+// again: each time the drive is plugged in one more would stay. Only start-up inserts such drives.
+void IPLUGINAPI_IMPL::InsertDriveRow(CTorvexPhysicalDrive& drive) {
+  if (drive.SerialNumber == DatabaseWrapper::NULL_DB_STRING) {
+    drive.RowIsMissing = false;
+  } else {
+    InsertRow(drive);
+  }
+}
+
 template <class Object>
 void IPLUGINAPI_IMPL::UpdateRow(Object& object) {
   object.RowIsStale = !WriteRow(CRowWork::Update, object);
@@ -1371,7 +1386,7 @@ void IPLUGINAPI_IMPL::WriteMergedRows(CMerge& merge) {
     if (adapter.RowIsMissing && !IsDeletePending(adapter.AdapterNumber)) InsertRow(adapter);
     const std::size_t drive = driveIndex.Find(adapter.SerialNumber);
     if (drive != CSerialIndex::NONE && m_PhysicalDrives[drive].RowIsMissing) {
-      InsertRow(m_PhysicalDrives[drive]);
+      InsertDriveRow(m_PhysicalDrives[drive]);
     }
   }
   WritePluginRow(merge.m_IsChanged);
