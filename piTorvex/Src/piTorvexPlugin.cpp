@@ -8,10 +8,10 @@
 #include <cstdio>
 #include <limits>
 #include <mutex>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include <boost/bind/bind.hpp>
@@ -277,6 +277,8 @@ class CSerialIndex {
     return found == m_Positions.end() ? NONE : found->second;
   }
 
+  std::size_t Size() const { return m_Positions.size(); }  // different serial numbers
+
   static constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
 
  private:
@@ -486,15 +488,16 @@ class CAdapterNumbers {
   unsigned int Take(unsigned int wanted) {
     unsigned int number = wanted;
     if (number == 0 || m_Used.count(number) != 0) {
-      number = 1;
-      while (m_Used.count(number) != 0) ++number;
+      while (m_Used.count(m_LowestFree) != 0) ++m_LowestFree;
+      number = m_LowestFree;
     }
     m_Used.insert(number);
     return number;
   }
 
  private:
-  std::set<unsigned int> m_Used;
+  std::unordered_set<unsigned int> m_Used;
+  unsigned int m_LowestFree = 1;  // none below is free: numbers are only taken
 };
 
 // --- Merge
@@ -549,14 +552,18 @@ void ClearMarks(std::vector<Object>& objects) {
   }
 }
 
+// Keeps the first object of each serial number.
 template <class Object>
-std::vector<Object> WithoutDuplicates(const std::vector<Object>& objects) {
-  std::set<std::string_view> seen;
+void DropLaterDuplicates(std::vector<Object>& objects) {
   std::vector<Object> kept;
-  for (const Object& object : objects) {
-    if (seen.insert(object.SerialNumber).second) kept.push_back(object);
+  {
+    const CSerialIndex index(objects);
+    if (index.Size() == objects.size()) return;
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+      if (index.Find(objects[i].SerialNumber) == i) kept.push_back(objects[i]);
+    }
   }
-  return kept;
+  objects.swap(kept);
 }
 
 }  // namespace
@@ -1161,8 +1168,8 @@ void IPLUGINAPI_IMPL::BuildDrive(CScan& scan, CCmdEmuAdapter& record, bool healt
 void IPLUGINAPI_IMPL::DropDuplicates(std::vector<CTorvexAdapter>& adapters,
                                      std::vector<CTorvexPhysicalDrive>& drives) {
   const std::size_t reported = adapters.size();
-  adapters = WithoutDuplicates(adapters);
-  drives = WithoutDuplicates(drives);
+  DropLaterDuplicates(adapters);
+  DropLaterDuplicates(drives);
   if (adapters.size() != reported) {
     TORVEX_TRACE_IN(SCAN, TRACE_TOOL, "Dropped %d adapters whose serial number is taken",
                     reported - adapters.size());
@@ -1298,13 +1305,16 @@ void IPLUGINAPI_IMPL::ReplaceLists(CMerge& merge) {
   }
   for (const std::size_t added : merge.m_Added) adapters.push_back(merge.m_NewAdapters[added]);
   std::vector<CTorvexPhysicalDrive> drives(merge.m_NewDrives);
-  std::vector<PI::CEvent> events(m_Events);
-  events.insert(events.end(), merge.m_Events.begin(), merge.m_Events.end());
+  std::vector<PI::CEvent> events;
+  if (!merge.m_Events.empty()) {
+    events = m_Events;
+    events.insert(events.end(), merge.m_Events.begin(), merge.m_Events.end());
+  }
 
   m_Plugin.m_ChildIDs.swap(children);
   m_Adapters.swap(adapters);
   m_PhysicalDrives.swap(drives);
-  m_Events.swap(events);
+  if (!merge.m_Events.empty()) m_Events.swap(events);
 }
 
 // --- Rows. A statement that fails is sent again at the next scan: the object keeps its mark.
