@@ -192,4 +192,141 @@ TEST_F(RowsTest, OfCountersBeyondTheDatabase_HoldItsHighestNumber) {
   EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), 0U);
 }
 
+// --- From one scan to the next
+
+// A machine that has started up; scans are made one by one, without a worker.
+class RescanTest : public testing::Test {
+ protected:
+  RescanTest() {
+    machine.AddDrive("SERIAL-A");
+    machine.AddDrive("SERIAL-B");
+  }
+
+  void Change(std::size_t drive, const std::function<void(frametest::FakeDrive&)>& change) {
+    machine.tool.Change([&](auto& drives) { change(drives.at(drive)); });
+  }
+
+  unsigned long Rescan() {
+    IPLUGINAPI_IMPL& plugin = guest.Impl();
+    (void)plugin.GetAdaptersInfo();
+    std::vector<CTorvexAdapter> adapters;
+    std::vector<CTorvexPhysicalDrive> drives;
+    if (const unsigned long result = plugin.ScanSystem(adapters, drives, false); result != 0) {
+      return result;
+    }
+    return plugin.UpdateSystem(adapters, drives);
+  }
+
+  std::vector<unsigned int> Events() { return frametest::IdsOf(guest.FetchEvents()); }
+
+  FrameDatabase database;
+  Machine machine;
+  Guest guest;
+};
+
+TEST_F(RescanTest, WarningsThatWereThereFromTheStart_RaiseNothing) {
+  Change(0, [](auto& drive) { drive.warnings = 4; });
+  ASSERT_EQ(guest.Initialize(), 0U);
+  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_THAT(Events(), IsEmpty());
+}
+
+TEST_F(RescanTest, ADriveThatComesWithAWarning_IsOnlyAdded) {
+  ASSERT_EQ(guest.Initialize(), 0U);
+  machine.AddDrive("SERIAL-C");
+  Change(2, [](auto& drive) { drive.warnings = 4; });
+  EXPECT_EQ(Rescan(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11093U));
+  EXPECT_EQ(guest.Impl().m_PhysicalDrives[2].ParentAdapterNumber,
+            guest.Impl().m_Adapters[2].GlobalAdapterNumber);
+  EXPECT_EQ(Rescan(), 20000UL);  // and its numbers stay what they are
+}
+
+// The values of a drive that does not answer are unknown, and unknown reads like good.
+TEST_F(RescanTest, AHealthQueryThatFails_LooksLikeAllClear_AndTheWarningComesBack) {
+  Change(0, [](auto& drive) { drive.warnings = 4, drive.unreliable = true; });
+  ASSERT_EQ(guest.Initialize(), 0U);
+  Change(0, [](auto& drive) { drive.healthFails = true; });
+  EXPECT_EQ(Rescan(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(10980U, 10985U));
+  EXPECT_EQ(guest.Impl().m_Adapters[0].Temperature, -1.0F);
+  EXPECT_EQ(Rescan(), 20000UL);
+  Change(0, [](auto& drive) { drive.healthFails = false; });
+  EXPECT_EQ(Rescan(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11088U, 10985U));
+}
+
+TEST_F(RescanTest, APlaceThatCannotBeFound_TakesTheNameForAsLong) {
+  ASSERT_EQ(guest.Initialize(), 0U);
+  guest.Impl().m_HostAdapterIDs = guest.ids;
+  guest.Impl().m_HostAdapterIDs[1].m_HostNumber = 2;
+  ASSERT_EQ(Rescan(), 0UL);
+  EXPECT_EQ(guest.Impl().m_Adapters[1].Name, "Intel PCIe Device Adapter (SERIAL-B)");
+  Change(1, [](auto& drive) { drive.devicePath = "/dev/gone"; });
+  ASSERT_EQ(Rescan(), 0UL);
+  EXPECT_EQ(guest.Impl().m_Adapters[1].Name, "");
+  EXPECT_EQ(guest.Impl().m_Adapters[1].Location, "PCI:Bus=0&Device=0&Function=0");
+  Change(1, [](auto& drive) { drive.devicePath = "/dev/nvme1"; });
+  ASSERT_EQ(Rescan(), 0UL);
+  EXPECT_EQ(guest.Impl().m_Adapters[1].Name, "Intel PCIe Device Adapter (SERIAL-B)");
+  EXPECT_THAT(Events(), IsEmpty());
+}
+
+TEST_F(RescanTest, ALogPassThatChangedNothingElse_LeavesTheResultAndRefreshesTheRows) {
+  ASSERT_EQ(guest.Initialize(), 0U);
+  Change(0, [](auto& drive) { drive.temperature = 41; });
+  guest.Impl().m_Adapters[0].Temperature = guest.Impl().m_PhysicalDrives[0].Temperature = 41.0F;
+  guest.Impl().m_Adapters[0].RowIsStale = guest.Impl().m_PhysicalDrives[0].RowIsStale = true;
+  database.FailWhen([](const std::string& text) { return Holds(text, "UPDATE PD"); });
+  EXPECT_EQ(Rescan(), 20000UL);
+  database.FailWhen(nullptr);
+  database.ClearWrites();
+  EXPECT_EQ(Rescan(), 20000UL);  // what failed, and nothing else
+  EXPECT_THAT(database.Writes(), ElementsAre("UPDATE PD"));
+  EXPECT_THAT(database.Column("Adapter", "Temperature"), ElementsAre("41", "30"));
+  EXPECT_THAT(database.Column("PD", "Temperature"), ElementsAre("41", "30"));
+  EXPECT_EQ(guest.Impl().m_Adapters[0].m_ReadCounter, 0UL);
+}
+
+TEST_F(RescanTest, InsertsThatFailedAtStartUp_AreSentAgain) {
+  database.FailWhen([](const std::string& text) { return Holds(text, "INSERT"); });
+  ASSERT_EQ(guest.Initialize(), 0U);
+  database.FailWhen(nullptr);
+  database.ClearWrites();
+  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_THAT(database.Writes(), ElementsAre("INSERT Adapter", "INSERT PD", "INSERT Adapter",
+                                             "INSERT PD", "INSERT Plugin"));
+  database.ClearWrites();
+  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_THAT(database.Writes(), IsEmpty());
+}
+
+TEST_F(RescanTest, AScanThatThrowsAtStartUp_EndsLikeOneWithoutAdapters) {
+  frametest::FrameTrace trace(16);
+  const boost::function<void()> callback = guest.Impl().m_RecordCallback;
+  guest.Impl().m_RecordCallback.clear();
+  EXPECT_EQ(guest.Initialize(), 20001U);
+  EXPECT_TRUE(trace.Has("ScanSystem() ret = 20000 m_PhysicalDrives=0"));
+  EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin", "DELETE Plugin"));
+  guest.Impl().m_RecordCallback = callback;
+  EXPECT_EQ(guest.Initialize(), 0U);
+}
+
+// A setting stored before the worker starts is what it sees first: the scan has to wait for a whole
+// interval.
+TEST_F(RescanTest, APrivateEventBeforeTheWorker_PutsItsFirstScanOff) {
+  ASSERT_EQ(guest.Initialize(), 0U);
+  PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30005), true);
+  property.SetValue(255, 2, 255, 1U);
+  ASSERT_EQ(guest.Call(7, guest.PluginId(), &property), 0U);
+  machine.tool.ClearCalls();
+  frametest::FrameTrace trace(2 | 4);
+  guest.SetAdapterIDs();
+  ASSERT_TRUE(frametest::Eventually([&] { return trace.Has("Worker() before restart interval"); }));
+  EXPECT_EQ(guest.DeInitialize(), 0U);
+  EXPECT_FALSE(trace.Has("Worker() timeout event received"));
+  EXPECT_TRUE(trace.Has("Worker() m_PrivateEvent event received"));
+  EXPECT_THAT(machine.tool.Calls(), IsEmpty());
+}
+
 }  // namespace
