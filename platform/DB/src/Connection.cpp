@@ -102,12 +102,8 @@ CConnection::CConnection(const std::string& path, CAccess access,
       break;
   }
   sqlite3_busy_timeout(m_Handle.get(), static_cast<int>(busyTimeout.count()));
-  try {
-    if (access == CAccess::Write) PrepareForWriting();
-    Run("PRAGMA schema_version");  // the first look into the file
-  } catch (const CBusy& busy) {
-    throw DatabaseException(busy.Message);
-  }
+  if (access == CAccess::Write) PrepareForWriting();
+  Run("PRAGMA schema_version");  // the first look into the file
 }
 
 void CConnection::PrepareForWriting() {
@@ -126,7 +122,7 @@ void CConnection::Fail() const {
       primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN ? SystemError(m_Handle.get()) : 0;
   const DatabaseException failure =
       Failure(m_Path, code, systemError, sqlite3_errmsg(m_Handle.get()));
-  if (primary == SQLITE_BUSY && code != SQLITE_BUSY_SNAPSHOT) throw CBusy{failure.what()};
+  if (primary == SQLITE_BUSY && code != SQLITE_BUSY_SNAPSHOT) throw CBusy(failure.what());
   throw failure;
 }
 

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include <DB/DatabaseException.h>
+
 struct sqlite3;
 
 namespace DatabaseWrapper {
@@ -18,12 +20,12 @@ class CConnection {
   // ReadUnchanging: nobody writes the file, so that neither log nor lock files are needed.
   CConnection(const std::string& path, CAccess access, std::chrono::milliseconds busyTimeout);
 
-  // A statement that waited for a locked file in vain.
-  struct CBusy {
-    std::string Message;
+  // A statement, or the opening, waited for a locked file in vain.
+  class CBusy : public DBEXCEPTION::DatabaseException {
+    using DatabaseException::DatabaseException;
   };
 
-  // Runs the one statement in text and returns its cells. Throws CBusy as well.
+  // Runs the one statement in text and returns its cells.
   std::vector<std::string> Run(std::string_view text);
 
   // Switches the enforcement of foreign keys on, once.

@@ -87,6 +87,8 @@ std::unique_ptr<CConnection> OpenToRead(const std::string& path,
   RequireFile(path);
   try {
     return std::make_unique<CConnection>(path, CAccess::Read, busyTimeout);
+  } catch (const CConnection::CBusy&) {
+    throw;  // somebody is changing the file
   } catch (const DatabaseException&) {
     // A reader who may not write into the directory cannot make the log's index, and needs none.
     if (access(path.c_str(), R_OK) != 0 || !LogIsEmpty(path)) throw;
@@ -151,8 +153,8 @@ std::vector<std::string> CSqliteDatabase::Impl::Run(std::string_view statement) 
     }
     return m_Connection->Run(statement);
   } catch (const CConnection::CBusy& busy) {
-    m_Pause = CPause{busy.Message, Now() + m_Options.PauseAfterBusy};
-    throw DatabaseException(busy.Message);
+    m_Pause = CPause{busy.what(), Now() + m_Options.PauseAfterBusy};
+    throw;
   }
 }
 
@@ -181,8 +183,10 @@ void CSqliteDatabase::Impl::WriteBack() {
   // one.
   RemoveLogs(m_Path);
   if (rename(aside.c_str(), m_Path.c_str()) != 0) {
-    throw DatabaseException("\"" + aside + "\" cannot be renamed to \"" + m_Path +
-                            "\": " + std::strerror(errno));
+    const std::string cause = std::strerror(errno);
+    Remove(aside);
+    throw DatabaseException("\"" + aside + "\" cannot be renamed to \"" + m_Path + "\": " + cause +
+                            ".");
   }
   // The old file is closed last; SQLite leaves what lies at the path alone then, as it is not its
   // own.
@@ -193,8 +197,7 @@ void CSqliteDatabase::Impl::RollBack() noexcept {
   if (!m_Connection->InTransaction()) return;
   try {
     m_Connection->Run("ROLLBACK");
-  } catch (const DatabaseException&) {  // a rollback that fails has nothing left to undo
-  } catch (const CConnection::CBusy&) {
+  } catch (const std::exception&) {  // a rollback that fails has nothing left to undo
   }
 }
 
@@ -236,10 +239,7 @@ void CTransaction::Commit() {
   }
   try {
     impl.m_Connection->Run("COMMIT");
-  } catch (const CConnection::CBusy& busy) {
-    impl.RollBack();
-    throw DatabaseException(busy.Message);
-  } catch (const DatabaseException&) {
+  } catch (...) {
     impl.RollBack();
     throw;
   }

@@ -25,7 +25,7 @@ std::string FailureOf(Function function) {
   return "(no failure)";
 }
 
-// Runs a function in a child process and returns its text. The child may change its user and its
+// Runs a function in a child process and returns its text. The child may change its
 // limits, which the test process keeps.
 inline std::string InChild(const std::function<std::string()>& function) {
   int ends[2];
@@ -51,18 +51,6 @@ inline std::string InChild(const std::function<std::string()>& function) {
   int status = 0;
   waitpid(child, &status, 0);
   return status == 0 ? text : text + " (ended with status " + std::to_string(status) + ")";
-}
-
-// The same as a user to whom permissions apply: root drops its rights first.
-inline std::string AsOrdinaryUser(const std::function<std::string()>& function) {
-  return InChild([&]() -> std::string {
-    constexpr uid_t NOBODY = 65534;
-    if (geteuid() == 0 &&
-        (setresgid(NOBODY, NOBODY, NOBODY) != 0 || setresuid(NOBODY, NOBODY, NOBODY) != 0)) {
-      return "cannot become an ordinary user";
-    }
-    return function();
-  });
 }
 
 // Opens for writing or reading, runs a statement, returns its first cell or the failure.
