@@ -51,8 +51,15 @@ class VX_SCOPED_CAPABILITY CGuard {
 std::string Resolved(const std::string& path) {
   if (path == IN_MEMORY) return path;
   if (path.empty()) throw DatabaseException("The database has no path; name a file.");
+  namespace fs = std::filesystem;
   std::error_code failure;
-  const auto resolved = std::filesystem::weakly_canonical(path, failure);
+  fs::path resolved = fs::weakly_canonical(path, failure);
+  // A link to a file that is not made yet; a loop has failed above.
+  std::error_code noLink;
+  for (fs::path target = fs::read_symlink(resolved, noLink); !failure && !noLink;
+       target = fs::read_symlink(resolved, noLink)) {
+    resolved = fs::weakly_canonical(resolved.parent_path() / target, failure);
+  }
   if (failure) {
     throw DatabaseException("The database \"" + path + "\" cannot be opened (" + failure.message() +
                             "); name another file.");
@@ -159,8 +166,13 @@ std::vector<std::string> CSqliteDatabase::Impl::Run(std::string_view statement) 
 }
 
 bool CSqliteDatabase::Impl::RestoreIfMoved() {
-  if (!KeepsFile() || m_Connection->InTransaction() || !m_Connection->HasMoved()) return false;
+  if (!KeepsFile() || m_Connection->InTransaction()) return false;
+  if (!m_Connection->HasMoved()) {
+    m_Lock->Renew();  // who removes the lock file lets nobody else in
+    return false;
+  }
   try {
+    m_Lock->Renew();
     WriteBack();
   } catch (const DatabaseException& failure) {
     throw DatabaseException("The database is gone from its path and was not written back: " +
@@ -171,7 +183,6 @@ bool CSqliteDatabase::Impl::RestoreIfMoved() {
 
 void CSqliteDatabase::Impl::WriteBack() {
   const std::string aside = m_Path + RESTORE_SUFFIX;
-  m_Lock->Renew();
   Remove(aside);
   try {
     m_Connection->CopyTo(aside);

@@ -200,6 +200,44 @@ TEST(Sqlite, SecondWriter_IsToldWhoIsTheFirst) {
   EXPECT_EQ(vxtest::Attempt(path, false, "SELECT 7"), "7");
 }
 
+TEST(Sqlite, SecondWriter_AfterTheLockFileWasRemoved_IsStillRefused) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  CSqliteDatabase first(path);
+  std::filesystem::remove(path + ".lock");
+  first.query("CREATE TABLE t(a)");
+  EXPECT_THAT(FailureOf([&] { CSqliteDatabase second(path); }),
+              testing::HasSubstr("is written by DB_Sqlite_test"));
+}
+
+TEST(Sqlite, Writer_WhoseLockAnotherTook_WritesNoMore) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  CSqliteDatabase first(path);
+  first.query("CREATE TABLE t(a)");
+  std::filesystem::remove(path + ".lock");
+  {
+    CSqliteDatabase second(path);
+    EXPECT_THAT(FailureOf([&] { first.query("INSERT INTO t VALUES(1)"); }),
+                testing::HasSubstr("is written by DB_Sqlite_test"));
+    EXPECT_EQ(Count(second), "0");
+  }
+  first.query("INSERT INTO t VALUES(1)");
+  EXPECT_EQ(Count(first), "1");
+}
+
+// The first one makes the file that the link leads to.
+TEST(Sqlite, SecondWriter_ThroughALinkToAFileThatWasMissing_IsRefused) {
+  const vxtest::TempDir dir;
+  std::filesystem::create_directory(dir / "data");
+  std::filesystem::create_symlink("data/real.db", dir / "link2.db");
+  std::filesystem::create_symlink("link2.db", dir / "link.db");
+  CSqliteDatabase first((dir / "link.db").string());
+  EXPECT_EQ(first.Path(), std::filesystem::canonical(dir.Path()) / "data" / "real.db");
+  EXPECT_THAT(FailureOf([&] { CSqliteDatabase second((dir / "link.db").string()); }),
+              testing::HasSubstr("is written by DB_Sqlite_test"));
+}
+
 TEST(Sqlite, SecondWriter_LockFileWithoutName_IsStillRefused) {
   const vxtest::TempDir dir;
   const std::string path = (dir / "vx.db").string();

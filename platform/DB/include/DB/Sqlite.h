@@ -31,7 +31,8 @@ struct CSqliteOptions {
 };
 
 // Who may write: one process at a time holds a lock on the file "<path>.lock" from construction to
-// destruction. Readers need none. No descriptor survives an exec.
+// destruction, and makes it again when it was removed; a statement fails while another process has
+// taken it meanwhile. Readers need none. No descriptor survives an exec.
 //
 // When the path no longer leads to the open file (deleted, renamed, replaced), the next statement
 // outside a transaction first writes the whole database back to the path.
