@@ -468,6 +468,8 @@ unsigned int IPLUGINAPI_IMPL::GetLogPageInformation(int index, CCmdEmuGetlog& lo
   log.ToolIndex = index;
   rapidjson::Document document;
   for (const CLogPage& page : LOG_PAGES) {
+    // A stop waits for the run in progress and for no further one.
+    if (IsStopRequested()) return ERR_TOOL_COMMAND_FAILED;
     // Set only here, so that a failure before it leaves the old value.
     if (page.m_Id == LOG_ATTRIBUTES) log.NormalizedAD = 100;
     const unsigned int result = GetLogPage(index, page.m_Id, document);

@@ -1103,12 +1103,13 @@ unsigned long IPLUGINAPI_IMPL::ScanSystem(std::vector<CTorvexAdapter>& adapters,
   unsigned long result = SUCCESS;
   m_RecordPosition = -1;
   for (CCmdEmuAdapter& record : m_ToolRecords) {
+    m_RecordCallback();
+    const bool healthKnown = QueryHealth(record.Index, record.Health);
     if (!freshIds && IsStopRequested()) {
+      // The query was cut short: its record must not be taken for a drive without warnings.
       result = ERR_GENERAL_FAILURE;
       break;
     }
-    m_RecordCallback();
-    const bool healthKnown = QueryHealth(record.Index, record.Health);
     if (IsBehindVolumeManagement(record.DevicePath)) continue;  // another plug-in's drive
     CTorvexAdapter adapter;
     CTorvexPhysicalDrive drive;

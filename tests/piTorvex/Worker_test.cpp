@@ -435,8 +435,12 @@ TEST_F(WorkerTest, StopRequest_InAScan_MergesNothing) {
   machine.tool.SetHook([this](const std::string& arguments) {
     if (arguments.find("-torvex 0") != std::string::npos) Plugin().m_StopRequest.Set();
   });
+  machine.tool.ClearCalls();
   Plugin().m_ForceWorker.Set();
   ASSERT_TRUE(Eventually([this] { return trace.Has("LEAVE Worker()"); }));
+  // The run in progress was the last one.
+  EXPECT_EQ(machine.tool.CountCalls("-torvex 0"), 1U);
+  EXPECT_EQ(machine.tool.CountCalls("-torvex 1"), 0U);
   EXPECT_TRUE(trace.Has("After ScanSystem() ret = 20000"));
   EXPECT_FALSE(trace.Has("Before UpdateSystem()"));
   EXPECT_EQ(Plugin().m_Adapters[1].StatusBits, 0U);
