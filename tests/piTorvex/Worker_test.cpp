@@ -413,6 +413,29 @@ TEST_F(WorkerTest, StopRequest_EndsAnIdleWorker) {
   EXPECT_FALSE(trace.Has("Kill Worker"));
 }
 
+// Each numbering of the adapters starts a worker; the earlier ones go on beside it.
+TEST_F(WorkerTest, SeveralWorkers_ShareTheListsAndEndTogether) {
+  Start();
+  ASSERT_EQ(guest->SetAdapterIDs(), 0U);
+  ASSERT_EQ(guest->SetAdapterIDs(), 0U);
+  Plugin().PollInterval = 2;
+  for (int round = 0; round < 5; ++round) {
+    Change(0, [round](FakeDrive& drive) { drive.warnings = round % 2 == 0 ? 4 : 0; });
+    Plugin().m_PrivateEvent.Set();
+    Plugin().m_ForceWorker.Set();
+    std::vector<unsigned int> ids;
+    ASSERT_TRUE(Eventually([&] {
+      ids = IdsOf(guest->FetchEvents());
+      return !ids.empty();
+    }));
+    EXPECT_THAT(ids, ElementsAre(round % 2 == 0 ? 11088U : 10980U));
+    EXPECT_EQ(guest->Topology().size(), 5U);
+  }
+  EXPECT_EQ(guest->DeInitialize(), 0U);
+  EXPECT_EQ(trace.Count("LEAVE Worker()"), 3U);
+  EXPECT_FALSE(trace.Has("Kill Worker"));
+}
+
 TEST_F(WorkerTest, StopRequest_EndsAPassBetweenTwoRecords) {
   TLX::Misc::CClock::SetTimeScale(1);  // the pause is a whole second now
   Plugin().PollInterval = 2;
