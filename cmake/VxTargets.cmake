@@ -31,7 +31,8 @@ add_library(vx_options INTERFACE)
 target_link_libraries(vx_options INTERFACE vx_flags)
 if(VX_SANITIZE)
   target_compile_options(vx_options INTERFACE
-    -fsanitize=${VX_SANITIZE} -fno-omit-frame-pointer -O1 -g1)
+    -fsanitize=${VX_SANITIZE} -fno-omit-frame-pointer -g1
+    $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VX_IS_TEST>>>:-O1>)
   target_link_options(vx_options INTERFACE -fsanitize=${VX_SANITIZE})
   if(VX_SANITIZE MATCHES "undefined")
     target_compile_options(vx_options INTERFACE -fno-sanitize-recover=undefined)
@@ -75,7 +76,10 @@ function(vx_add_test name)
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE vx_options ${arg_LIBS} vx_test_support GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  # Tests are what takes longest to compile, and nothing is gained by optimising them.
+  target_compile_options(${name} PRIVATE -O0 -g1)
   set_target_properties(${name} PROPERTIES
+    VX_IS_TEST ON
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests"
     INSTALL_RPATH "${VX_TREE}/lib")
   if(NOT arg_TIMEOUT)
