@@ -43,8 +43,9 @@ int RunCommand(const vxhost::Options& options) {
 
 int main(int argc, char** argv) {
   OpenStandardDescriptors();
-  // A reader that goes away shows as a failed write.
+  // A reader that goes away, or a file that may not grow, shows as a failed write.
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   try {
     const vxhost::ParseResult parsed = vxhost::ParseOptions(argc, argv, Rows());
     if (parsed.m_Ends) {
