@@ -75,9 +75,10 @@ void CConnection::CClose::operator()(sqlite3* database) const {
   sqlite3_close(database);
 }
 
-CConnection::CHandle CConnection::Open(const std::string& path, int flags) {
+CConnection::CHandle CConnection::Open(const std::string& name, int flags,
+                                       const std::string& path) {
   sqlite3* raw = nullptr;
-  const int result = sqlite3_open_v2(path.c_str(), &raw, flags | SQLITE_OPEN_EXRESCODE, nullptr);
+  const int result = sqlite3_open_v2(name.c_str(), &raw, flags | SQLITE_OPEN_EXRESCODE, nullptr);
   CHandle handle(raw);
   if (result != SQLITE_OK) {
     const int systemError = raw == nullptr ? 0 : sqlite3_system_errno(raw);
@@ -92,13 +93,13 @@ CConnection::CConnection(const std::string& path, CAccess access,
     : m_Path(path) {
   switch (access) {
     case CAccess::Write:
-      m_Handle = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+      m_Handle = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, path);
       break;
     case CAccess::Read:
-      m_Handle = Open(path, SQLITE_OPEN_READONLY);
+      m_Handle = Open(path, SQLITE_OPEN_READONLY, path);
       break;
     case CAccess::ReadUnchanging:
-      m_Handle = Open(UnchangingUri(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI);
+      m_Handle = Open(UnchangingUri(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, path);
       break;
   }
   sqlite3_busy_timeout(m_Handle.get(), static_cast<int>(busyTimeout.count()));
@@ -171,7 +172,7 @@ bool CConnection::HasMoved() const {
 }
 
 void CConnection::CopyTo(const std::string& path) const {
-  const CHandle copy = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  const CHandle copy = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, path);
   sqlite3_backup* backup = sqlite3_backup_init(copy.get(), "main", m_Handle.get(), "main");
   if (backup != nullptr) {
     sqlite3_backup_step(backup, -1);

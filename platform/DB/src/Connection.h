@@ -45,7 +45,8 @@ class CConnection {
   };
   using CHandle = std::unique_ptr<sqlite3, CClose>;
 
-  static CHandle Open(const std::string& path, int flags);
+  // name: what SQLite is to open, path: what people call it.
+  static CHandle Open(const std::string& name, int flags, const std::string& path);
   void PrepareForWriting();
   [[noreturn]] void Fail() const;
 

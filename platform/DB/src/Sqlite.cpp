@@ -68,9 +68,12 @@ std::string Resolved(const std::string& path) {
 }
 
 void RequireFile(const std::string& path) {
-  if (access(path.c_str(), F_OK) == 0) return;
+  int problem = access(path.c_str(), F_OK) == 0 ? 0 : errno;
+  std::error_code failure;
+  if (std::filesystem::is_directory(path, failure)) problem = EISDIR;
+  if (problem == 0) return;
   throw DatabaseException("The database \"" + path + "\" cannot be opened (" +
-                          std::strerror(errno) + "); name an existing file.");
+                          std::strerror(problem) + "); name an existing file.");
 }
 
 void RemoveLogs(const std::string& path) {

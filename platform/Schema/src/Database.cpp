@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 #include <utility>
 
 #include <Schema/Database.h>
@@ -24,6 +25,7 @@ struct COpening {
     engineOptions.ReadOnly = readOnly;
     engineOptions.BusyTimeout = options.BusyTimeout;
     engineOptions.PauseAfterBusy = options.PauseAfterBusy;
+    if (!readOnly) RefuseOfOthers(path, engineOptions);
     auto engine = std::make_shared<CSqliteDatabase>(path, engineOptions);
     try {
       readOnly ? RequireLatest(*engine) : Upgrade(*engine);
@@ -31,6 +33,25 @@ struct COpening {
       throw DatabaseException(Named(engine->Path(), failure.what()));
     }
     return std::unique_ptr<CDatabase>(new CDatabase(std::move(engine), options));
+  }
+
+  // Opening for writing changes the file, and a file that is not ours stays as it is: so one looks
+  // first. What cannot even be read the opening for writing tells.
+  static void RefuseOfOthers(const std::string& path, CSqliteOptions options) {
+    std::error_code failure;
+    if (std::filesystem::file_size(path, failure) == 0 || failure) return;
+    options.ReadOnly = true;
+    std::unique_ptr<CSqliteDatabase> engine;
+    try {
+      engine = std::make_unique<CSqliteDatabase>(path, options);
+    } catch (const DatabaseException&) {
+      return;
+    }
+    try {
+      RequireKnown(*engine);
+    } catch (const DatabaseException& refusal) {
+      throw DatabaseException(Named(engine->Path(), refusal.what()));
+    }
   }
 
   // The checks of the schema know no path; the engine's failures name it themselves.

@@ -268,6 +268,10 @@ void Upgrade(DatabaseDAO& database) {
   }
 }
 
+void RequireKnown(DatabaseDAO& database) {
+  KnownVersion(database);
+}
+
 void RequireLatest(DatabaseDAO& database) {
   const int version = KnownVersion(database);
   if (version == LatestVersion()) return;

@@ -38,6 +38,9 @@ VX_EXPORT int LatestVersion();
 // version and for a database of another program.
 VX_EXPORT void Upgrade(DatabaseWrapper::DatabaseDAO& database);
 
+// Throws DatabaseException for what Upgrade refuses. Reads only.
+VX_EXPORT void RequireKnown(DatabaseWrapper::DatabaseDAO& database);
+
 // Throws DatabaseException unless the database has the latest version.
 VX_EXPORT void RequireLatest(DatabaseWrapper::DatabaseDAO& database);
 
