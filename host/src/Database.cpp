@@ -57,10 +57,16 @@ MirrorDatabase::Bracket::Bracket(std::unique_ptr<DatabaseWrapper::CTransaction> 
     : transaction_(std::move(transaction)) {}
 
 MirrorDatabase::Bracket::~Bracket() {
+  Commit();
+}
+
+bool MirrorDatabase::Bracket::Commit() noexcept {
   try {
     transaction_->Commit();
-  } catch (const DBEXCEPTION::DatabaseException& error) {
+    return true;
+  } catch (const std::exception& error) {
     Say(fmt::format("the database has not taken the start: {}", error.what()));
+    return false;
   }
 }
 

@@ -25,6 +25,9 @@ class MirrorDatabase {
    public:
     explicit Bracket(std::unique_ptr<DatabaseWrapper::CTransaction> transaction);
     ~Bracket();
+
+    // Commits now. False, and a line on standard error, when nothing was kept.
+    bool Commit() noexcept;
     Bracket(const Bracket&) = delete;
     Bracket& operator=(const Bracket&) = delete;
 

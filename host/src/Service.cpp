@@ -34,23 +34,34 @@ ServedPlugin::ServedPlugin(std::unique_ptr<PluginLibrary> library, HostNumbers& 
       json_(json),
       colour_(colour) {}
 
-unsigned int ServedPlugin::Start(MirrorDatabase& database) {
+unsigned int ServedPlugin::Start(MirrorDatabase& database, bool alone) {
+  CStarted started = StartSession(database.BeginStart());
+  if (started.m_Result == 0 && !started.m_RowsKept) {
+    // The plug-in takes the lost rows for written and would never write them again. Without a
+    // transaction it learns of each row that cannot be written, and writes it when there is room.
+    Stop();
+    if (alone) database.RemoveEarlierRun();
+    started = StartSession(nullptr);
+  }
+  return started.m_Result;
+}
+
+ServedPlugin::CStarted ServedPlugin::StartSession(
+    std::unique_ptr<MirrorDatabase::Bracket> transaction) {
   session_ = std::make_unique<Session>(*library_, numbers_, [this] { OnNotify(); });
-  unsigned int result = 0;
+  CStarted started{0, true};
   try {
     // Held over the start, so that a notification of the new object waits for what was known first.
     const std::lock_guard lock(mutex_);
-    {
-      const auto transaction = database.BeginStart();
-      result = session_->Start();
-    }
-    if (result == 0) known_ = Topology(session_->GetTopology(), session_->Adapters());
+    started.m_Result = session_->Start();
+    started.m_RowsKept = transaction == nullptr || transaction->Commit();
+    if (started.m_Result == 0) known_ = Topology(session_->GetTopology(), session_->Adapters());
   } catch (const PluginError&) {
     session_.reset();
     throw;
   }
-  if (result != 0) session_.reset();
-  return result;
+  if (started.m_Result != 0) session_.reset();
+  return started;
 }
 
 void ServedPlugin::Stop() {
@@ -152,7 +163,7 @@ void Service::Try(Entry& entry) {
   try {
     // What command 3 of another plug-in may have set back.
     TLX::Misc::CClock::SetTimeScale(host_.Settings().m_TimeScale);
-    const unsigned int result = plugin.Start(database_);
+    const unsigned int result = plugin.Start(database_, alone);
     if (result != 0) return NoteFailedStart(entry, result);
     const std::size_t count = plugin.AdapterCount();
     Say(fmt::format("plug-in {}: running with {} {}", plugin.Name(), count,

@@ -21,8 +21,9 @@ class ServedPlugin {
   ServedPlugin(std::unique_ptr<PluginLibrary> library, HostNumbers& numbers, Output& output,
                bool json, bool colour);
 
-  // Starts a fresh interface object. Returns its result; throws PluginError. [service thread]
-  unsigned int Start(MirrorDatabase& database);
+  // Starts a fresh interface object, and once more when the database lost what the first start
+  // wrote. alone: no other plug-in runs. Returns its result; throws PluginError. [service thread]
+  unsigned int Start(MirrorDatabase& database, bool alone);
   void Stop();
 
   bool Runs() const { return session_ != nullptr; }
@@ -30,6 +31,11 @@ class ServedPlugin {
   std::size_t AdapterCount();
 
  private:
+  struct CStarted {
+    unsigned int m_Result;
+    bool m_RowsKept;
+  };
+  CStarted StartSession(std::unique_ptr<MirrorDatabase::Bracket> transaction);
   void OnNotify();
   void Report();
 

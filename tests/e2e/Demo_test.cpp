@@ -1,13 +1,17 @@
 // The host with the real plug-in on simulated drives.
+#include "DatabaseORM/RawSqlite.h"
 #include "HostProcess.h"
 #include "support/Files.h"
 
+#include <chrono>
 #include <csignal>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -180,6 +184,78 @@ TEST_F(Simulated, SecondWriter_SaysWhoIsFirstAndGoesOn) {
   EXPECT_THAT(second.err, HasSubstr("no mirror in a database: "));
   first.EndInput();
   EXPECT_EQ(first.Wait(), 0);
+}
+
+// A mirror with a long log, in which a reader keeps the next writer from beginning anew, so that
+// the size of the log says how much room is left.
+class FullLog {
+ public:
+  explicit FullLog(const std::filesystem::path& database) : database_(database), pin_(database) {
+    pin_.Run("PRAGMA wal_autocheckpoint = 0");
+    for (int row = 0; row < 12; ++row) pin_.Run("INSERT INTO PD(Host) VALUES('elsewhere')");
+    pin_.Run("BEGIN; SELECT COUNT(*) FROM PD");
+  }
+
+  // A limit that lets the log grow by so many pages.
+  std::uintmax_t SizeWithRoomFor(unsigned pages) const {
+    constexpr unsigned frame = 4096 + 24;
+    return std::filesystem::file_size(database_.string() + "-wal") + pages * frame;
+  }
+
+ private:
+  std::filesystem::path database_;
+  vxtest::RawSqlite pin_;
+};
+
+// Starts the host with a limit on the size of its files, which is a full disk that every machine
+// has.
+std::filesystem::path LimitedProgram(const std::filesystem::path& directory, std::uintmax_t size) {
+  vxtest::WriteFile(directory / "limited",
+                    "#!/bin/sh\ntrap '' XFSZ\necho $$ > '" + (directory / "pid").string() +
+                        "'\nulimit -S -f " + std::to_string(size / 512) + "\nexec '" +
+                        HostProcess::Program().string() + "' \"$@\"\n",
+                    true);
+  return directory / "limited";
+}
+
+void LiftLimit(const std::filesystem::path& directory) {
+  const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+  const pid_t host = std::stoi(vxtest::ReadFile(directory / "pid"));
+  ASSERT_EQ(prlimit(host, RLIMIT_FSIZE, &unlimited, nullptr), 0);
+}
+
+// Waits until the database holds the count; returns the last one seen after half a minute.
+std::string Awaited(const std::filesystem::path& database, const std::string& statement,
+                    const std::string& count) {
+  const vxtest::RawSqlite raw(database);
+  for (int attempt = 0; attempt < 300 && raw.One(statement) != count; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  return raw.One(statement);
+}
+
+TEST_F(Simulated, StartThatTheDatabaseLost_IsWrittenWhenThereIsRoom) {
+  const auto database = directory_ / "vx.db";
+  const auto words = Words({"run", "--db", "sqlite:" + database.string()});
+  {
+    HostProcess host(words, Environment());
+    ASSERT_TRUE(host.WaitForError("running with 6 adapters")) << host.Errors();
+    host.Signal(SIGTERM);
+    EXPECT_EQ(host.Wait(), 0);
+  }
+  const FullLog log(database);
+  // Enough for the removal of the earlier rows, too little for the start.
+  HostProcess host(words, Environment(),
+                   LimitedProgram(directory_.Path(), log.SizeWithRoomFor(3) + 512));
+  ASSERT_TRUE(host.WaitForError("running with 6 adapters")) << host.Errors();
+  EXPECT_THAT(host.Errors(), HasSubstr("the database has not taken the start: "));
+  LiftLimit(directory_.Path());
+  EXPECT_EQ(Awaited(database, "SELECT COUNT(*) FROM Adapter", "6"), "6");
+  EXPECT_EQ(Awaited(database, "SELECT COUNT(*) FROM Plugin", "1"), "1");
+  EXPECT_EQ(vxtest::RawSqlite(database).One("SELECT COUNT(*) FROM PD WHERE Host = 'localhost'"),
+            "6");
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 0);
 }
 
 }  // namespace
