@@ -1,6 +1,6 @@
 // An adapter's defaults, equality, status events, properties and operations.
 #include "CmdEmu_fixtures.h"
-#include "PhysicalDrive_fixtures.h"
+#include "Object_fixtures.h"
 
 #include <functional>
 #include <locale>
@@ -11,42 +11,11 @@
 #include <TLX/Misc/Clock.h>
 
 using namespace NAMESPACE_piTorvex;
+using vxtest::HealthyAdapter;
 
 namespace {
 
 using Ids = std::vector<unsigned int>;
-
-CTorvexAdapter HealthyAdapter() {
-  CTorvexAdapter adapter;
-  adapter.m_ID = 0x0135000000000001;
-  adapter.m_Type = 19038;
-  adapter.AdapterNumber = 3;
-  adapter.GlobalAdapterNumber = 5;
-  adapter.SerialNumber = "SN1";
-  adapter.Vendor = "INTEL";
-  adapter.ModelNumber = "INTEL SSDPE2KX010T7";
-  adapter.Name = "Intel PCIe Device Adapter (SN1)";
-  adapter.Location = "PCI:Bus=1&Device=2&Function=3";
-  adapter.DriverName = "nvme";
-  adapter.DriverVersion = "1.0";
-  adapter.Firmware = "QDV1";
-  adapter.Bootloader = "8B1B";
-  adapter.DevicePath = "/dev/nvme0n1";
-  adapter.PciSegment = 65537;
-  adapter.PciBus = 1;
-  adapter.PciDevice = 2;
-  adapter.PciFunction = 3;
-  adapter.PercentageUsed = 4;
-  adapter.StatusWord3 = 6;
-  adapter.Temperature = 35.0F;
-  adapter.DataUnitsRead = 500;
-  adapter.DataUnitsWritten = 1280;
-  adapter.PowerOnHours = 700;
-  adapter.ReserveSpace = 98;
-  adapter.WarningThreshold = 11;
-  adapter.ExtraText = "2035-01-02";
-  return adapter;
-}
 
 std::vector<PI::CEvent> EventsOf(unsigned int before, unsigned int after) {
   CTorvexAdapter published = HealthyAdapter();

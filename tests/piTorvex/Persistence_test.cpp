@@ -1,6 +1,7 @@
 // The rows of adapters and drives: what is sent to the database, and what a real one holds after
 // it.
 #include "CmdEmu_fixtures.h"
+#include "Object_fixtures.h"
 #include "support/Files.h"
 
 #include <functional>
@@ -17,6 +18,8 @@
 #include <Schema/Tables.h>
 
 using namespace NAMESPACE_piTorvex;
+using vxtest::HealthyAdapter;
+using vxtest::HealthyDrive;
 
 namespace {
 
@@ -35,51 +38,18 @@ class ScriptedDao : public DatabaseWrapper::DatabaseDAO {
   std::function<Strings(const std::string&)> answer;
 };
 
+// With a value in every field that has a column of its own.
 CTorvexAdapter FullAdapter() {
-  CTorvexAdapter adapter;
-  adapter.m_ID = 0x0135000000000001;
-  adapter.AdapterNumber = 3;
-  adapter.SerialNumber = "SN1";
-  adapter.Vendor = "INTEL";
-  adapter.ModelNumber = "INTEL SSDPE2KX010T7";
-  adapter.Name = "Intel PCIe Device Adapter (SN1)";
-  adapter.Location = "PCI:Bus=1&Device=2&Function=3";
-  adapter.DriverName = "nvme";
-  adapter.DriverVersion = "1.0";
-  adapter.Firmware = "QDV1";
-  adapter.Bootloader = "8B1B";
-  adapter.DevicePath = "/dev/nvme0n1";
+  CTorvexAdapter adapter = HealthyAdapter();
   adapter.PciSegment = 4;
-  adapter.PciBus = 1;
-  adapter.PciDevice = 2;
-  adapter.PciFunction = 3;
-  adapter.PercentageUsed = 4;
-  adapter.StatusWord3 = 6;
   adapter.Temperature = 35.5F;
   adapter.HealthState = 40150;
   adapter.HealthReasons = {40459, 40460};
-  adapter.DataUnitsRead = 500;
-  adapter.DataUnitsWritten = 1280;
-  adapter.PowerOnHours = 700;
-  adapter.ReserveSpace = 98;
-  adapter.WarningThreshold = 11;
-  adapter.ExtraText = "2035-01-02";
   return adapter;
 }
 
 CTorvexPhysicalDrive FullDrive() {
-  CTorvexPhysicalDrive drive;
-  drive.m_ID = 0x0135000000000002;
-  drive.SerialNumber = "SN1";
-  drive.Vendor = "INTEL";
-  drive.ModelNumber = "INTEL SSDPE2KX010T7";
-  drive.Name = "Intel SSD DC P4600, SSDPE2KX010T7";
-  drive.Location = "PCI:Bus=1&Device=2&Function=3&ID=0";
-  drive.SectorSize = 512;
-  drive.UsableSizeMiB = 953868;
-  drive.UsablePercent = 99;
-  drive.PhysicalSizeMiB = 953869;
-  drive.PhysicalSizeMiB2 = 953870;
+  CTorvexPhysicalDrive drive = HealthyDrive();
   drive.Temperature = 35.5F;
   return drive;
 }

@@ -1,6 +1,6 @@
 // A drive's defaults, equality, change event, properties and operations.
 #include "CmdEmu_fixtures.h"
-#include "PhysicalDrive_fixtures.h"
+#include "Object_fixtures.h"
 
 #include <functional>
 #include <string>
@@ -8,28 +8,9 @@
 #include <vector>
 
 using namespace NAMESPACE_piTorvex;
+using vxtest::HealthyDrive;
 
 namespace {
-
-CTorvexPhysicalDrive HealthyDrive() {
-  CTorvexPhysicalDrive drive;
-  drive.m_ID = 0x0135000000000002;
-  drive.m_Type = 19018;
-  drive.DriveNumber = 1;
-  drive.ParentAdapterNumber = 5;
-  drive.SerialNumber = "SN1";
-  drive.Vendor = "INTEL";
-  drive.ModelNumber = "INTEL SSDPE2KX010T7";
-  drive.Name = "Intel SSD DC P4600, SSDPE2KX010T7";
-  drive.Location = "PCI:Bus=1&Device=2&Function=3&ID=0";
-  drive.SectorSize = 512;
-  drive.UsableSizeMiB = 953868;
-  drive.UsablePercent = 99;
-  drive.PhysicalSizeMiB = 953869;
-  drive.PhysicalSizeMiB2 = 953870;
-  drive.Temperature = 35.0F;
-  return drive;
-}
 
 class PhysicalDriveTest : public ::testing::Test {
  protected:
