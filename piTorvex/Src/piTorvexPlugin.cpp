@@ -1100,16 +1100,13 @@ unsigned long IPLUGINAPI_IMPL::ScanSystem(std::vector<CTorvexAdapter>& adapters,
   static const std::vector<CTorvexPhysicalDrive> noDrives;
   CScan scan(freshIds ? noAdapters : m_Adapters, freshIds ? noDrives : m_PhysicalDrives);
 
-  unsigned long result = SUCCESS;
+  const auto isStopped = [&] { return !freshIds && IsStopRequested(); };
   m_RecordPosition = -1;
   for (CCmdEmuAdapter& record : m_ToolRecords) {
     m_RecordCallback();
     const bool healthKnown = QueryHealth(record.Index, record.Health);
-    if (!freshIds && IsStopRequested()) {
-      // The query was cut short: its record must not be taken for a drive without warnings.
-      result = ERR_GENERAL_FAILURE;
-      break;
-    }
+    // The query was cut short: its record must not be taken for a drive without warnings.
+    if (isStopped()) break;
     if (IsBehindVolumeManagement(record.DevicePath)) continue;  // another plug-in's drive
     CTorvexAdapter adapter;
     CTorvexPhysicalDrive drive;
@@ -1118,6 +1115,8 @@ unsigned long IPLUGINAPI_IMPL::ScanSystem(std::vector<CTorvexAdapter>& adapters,
     adapters.push_back(adapter);
     drives.push_back(drive);
   }
+  // Also without a record: the inventory may have failed because all around it is being ended.
+  const unsigned long result = isStopped() ? ERR_GENERAL_FAILURE : SUCCESS;
   TORVEX_TRACE(TRACE_STEPS, "LEAVE ScanSystem() -> %d", result);
   return result;
 }

@@ -256,6 +256,19 @@ TEST_F(RescanTest, AHealthQueryThatFails_LooksLikeAllClear_AndTheWarningComesBac
   EXPECT_THAT(Events(), ElementsAre(11088U, 10985U));
 }
 
+// Whoever ends the host may end the tool along with it: that is no empty machine.
+TEST_F(RescanTest, AnInventoryThatFailsWhileAStopIsRequested_RemovesNothing) {
+  ASSERT_EQ(guest.Initialize(), 0U);
+  machine.tool.FailInventory(true);
+  guest.Impl().m_StopRequest.Set();
+  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_EQ(guest.Topology().size(), 5U);
+  EXPECT_THAT(Events(), IsEmpty());
+  guest.Impl().m_StopRequest.Reset();
+  EXPECT_EQ(Rescan(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11094U, 11094U));
+}
+
 TEST_F(RescanTest, APlaceThatCannotBeFound_TakesTheNameForAsLong) {
   ASSERT_EQ(guest.Initialize(), 0U);
   guest.Impl().m_HostAdapterIDs = guest.ids;
