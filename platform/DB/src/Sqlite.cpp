@@ -257,7 +257,10 @@ void CTransaction::Commit() {
     impl.RollBack();
     throw;
   }
-  impl.RestoreIfMoved();
+  try {
+    impl.RestoreIfMoved();
+  } catch (const DatabaseException&) {  // the rows are kept: the next statement tries again
+  }
 }
 
 void CTransaction::Rollback() noexcept {

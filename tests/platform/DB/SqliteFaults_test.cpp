@@ -4,6 +4,7 @@
 #include "support/Unprivileged.h"
 
 #include <csignal>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -80,6 +81,21 @@ TEST_F(SqliteLocked, AfterAWaitInVain_EverythingFailsAlikeUntilThePauseIsOver) {
   now_ += std::chrono::milliseconds(1);
   EXPECT_EQ(Insert(), "(no failure)");
   EXPECT_EQ(outside_.One("SELECT COUNT(*) FROM t"), "2");
+}
+
+TEST_F(SqliteLocked, PauseWithoutAClockOfItsOwn_EndsInRealTime) {
+  CSqliteOptions options;
+  options.BusyTimeout = std::chrono::milliseconds(1);
+  options.PauseAfterBusy = std::chrono::milliseconds(50);
+  const std::string path = (dir_ / "real.db").string();
+  CSqliteDatabase engine(path, options);
+  engine.query("CREATE TABLE t(a)");
+  const RawSqlite outside(path);
+  outside.Run("BEGIN IMMEDIATE");
+  EXPECT_NE(FailureOf([&] { engine.query("INSERT INTO t VALUES(1)"); }), "(no failure)");
+  outside.Run("ROLLBACK");
+  std::this_thread::sleep_for(options.PauseAfterBusy);
+  EXPECT_EQ(FailureOf([&] { engine.query("INSERT INTO t VALUES(1)"); }), "(no failure)");
 }
 
 TEST_F(SqliteLocked, StillLockedAfterThePause_BeginsANewPause) {
@@ -240,6 +256,19 @@ TEST_F(SqliteMoved, InATransaction_IsWrittenBackAfterIt) {
   EXPECT_FALSE(fs::exists(path_));
   transaction.Commit();
   EXPECT_EQ(Rows(), "before,inside,still");
+}
+
+// What was committed is in the open file and comes back with it.
+TEST_F(SqliteMoved, CommitThatCannotBeWrittenBackYet_IsACommit) {
+  CTransaction transaction(engine_);
+  engine_.query("INSERT INTO t VALUES('inside')");
+  fs::remove_all(dir_ / "d");
+  EXPECT_EQ(FailureOf([&] { transaction.Commit(); }), "(no failure)");
+  EXPECT_THAT(FailureOf([&] { engine_.query("SELECT 1"); }),
+              HasSubstr("The database is gone from its path and was not written back: "));
+  fs::create_directory(dir_ / "d");
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,inside,after");
 }
 
 TEST_F(SqliteMoved, RepeatedDeletions_LeaveNoDescriptorBehind) {
