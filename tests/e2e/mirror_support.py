@@ -361,7 +361,7 @@ KEYS = {"Plugin": "Name", "Adapter": "AdapterNumber", "PD": "SerialNumber"}
 
 def same_cell(one, other):
     if isinstance(one, float) or isinstance(other, float):
-        return one is not None and other is not None and abs(one - other) < 1e-5
+        return isinstance(one, (int, float)) and isinstance(other, (int, float)) and abs(one - other) < 1e-5
     return one == other
 
 

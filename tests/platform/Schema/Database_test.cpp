@@ -198,8 +198,10 @@ TEST(SchemaDatabase, Open_DatabaseOfAnotherProgram_IsRefusedAndUntouched) {
   const vxtest::TempDir dir;
   const std::string path = (dir / "vx.db").string();
   RawSqlite(path).Run("CREATE TABLE bookmarks(a)");
+  const std::string before = vxtest::ReadFile(path);
   EXPECT_EQ(OpenForWriting(path).Error,
             "\"" + path + "\": The database belongs to another program; name another file.");
+  EXPECT_EQ(vxtest::ReadFile(path), before);  // its journal mode is its owner's affair as well
   EXPECT_EQ(RawSqlite(path).One("SELECT group_concat(name) FROM sqlite_master"), "bookmarks");
   RawSqlite(path).Run("PRAGMA user_version = 1");
   for (const auto& error : {OpenForWriting(path).Error, OpenReadOnly(path).Error}) {
