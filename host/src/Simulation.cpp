@@ -1,11 +1,16 @@
 #include "Simulation.h"
 
 #include "Child.h"
+#include "FleetUnion.h"
 #include "Host.h"
 
 #include <array>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <sstream>
+#include <system_error>
 #include <vector>
 
 #include <fcntl.h>
@@ -15,6 +20,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <TLX/Misc/Application.h>
 #include <TLXX/ConfigManager.h>
 
 namespace vxhost {
@@ -24,13 +30,69 @@ namespace {
 // What the stand-in says of itself first, and no other tool.
 constexpr std::string_view IDENTITY = "isdct simulator ";
 
+// How long a fleet file that is no JSON may be one that is being written, and how often to look.
+constexpr std::chrono::milliseconds PATIENCE{500};
+constexpr std::chrono::milliseconds LOOK_AGAIN{50};
+
 std::filesystem::path MakeDirectory() {
-  std::string name = (std::filesystem::temp_directory_path() / "vxhost-XXXXXX").string();
+  std::error_code error;
+  std::filesystem::path parent = std::filesystem::temp_directory_path(error);
+  if (error) {
+    const char* const given = std::getenv("TMPDIR");
+    throw Failure(EXIT_FAILED, fmt::format("no directory for the simulated drives: TMPDIR {}: {}",
+                                           given == nullptr ? "" : given, error.message()));
+  }
+  std::string name = (parent / "vxhost-XXXXXX").string();
   if (::mkdtemp(name.data()) == nullptr) {
     throw Failure(EXIT_FAILED, fmt::format("no directory for the simulated drives: {}: {}", name,
                                            std::strerror(errno)));
   }
   return name;
+}
+
+// The directory that plug-ins are told is the host's: the tool is bin/isdct below it.
+std::filesystem::path HomeOfStandIn(const std::filesystem::path& home) {
+  std::error_code error;
+  const bool own = std::filesystem::exists(home / "simulator" / "bin" / "isdct", error);
+  return own ? home / "simulator" : home;
+}
+
+bool ReadFile(const std::filesystem::path& path, std::string& text, std::string& problem) {
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  std::ostringstream content;
+  if (file && content << file.rdbuf()) {
+    text = content.str();
+    return true;
+  }
+  std::error_code error;
+  problem = std::filesystem::is_directory(path, error) ? "a directory, not a fleet file"
+            : errno != 0                               ? std::strerror(errno)
+                                                       : "empty";
+  return false;
+}
+
+// The file's text. One that is no JSON is looked at again for a while: editors write in place.
+bool ReadFleet(const std::filesystem::path& path, std::string& text, std::string& problem) {
+  for (auto waited = std::chrono::milliseconds(0);; waited += LOOK_AGAIN) {
+    const bool read = ReadFile(path, text, problem);
+    if ((read && IsJson(text)) || waited >= PATIENCE) return read;
+    std::this_thread::sleep_for(LOOK_AGAIN);
+  }
+}
+
+// Written aside and renamed, so that a reader finds the old text or the new one.
+bool Publish(const std::filesystem::path& path, const std::string& text, std::string& problem) {
+  const std::filesystem::path aside = path.string() + ".new";
+  std::ofstream file(aside, std::ios::binary);
+  file << text;
+  file.close();
+  std::error_code error;
+  if (file) std::filesystem::rename(aside, path, error);
+  if (file && !error) return true;
+  problem = fmt::format("{} cannot be written: {}", aside.string(),
+                        error ? error.message() : std::strerror(errno));
+  return false;
 }
 
 // Whether one of the events in the buffer is about the file.
@@ -53,35 +115,55 @@ bool Names(const char* buffer, std::size_t length, const std::string& file) {
 Simulation::Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet)
     : tool_(CheckedTool(home)), fleet_(std::filesystem::absolute(fleet)) {
   directory_ = MakeDirectory();
-  std::filesystem::create_directory(directory_ / "sys");
-  std::filesystem::create_directory(directory_ / "state");
-  // Watched before the first reading, so that no edit falls between the two.
-  watch_ = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
-  wake_ = ::eventfd(0, EFD_CLOEXEC);
-  ::inotify_add_watch(watch_, fleet_.parent_path().c_str(), IN_CLOSE_WRITE | IN_MOVED_TO);
+  for (const char* const part : {"sys", "state", "fleet"}) {
+    std::filesystem::create_directory(directory_ / part);
+  }
+  snapshot_ = directory_ / "fleet" / fleet_.filename();
+  StartFollowing();
   std::string problem;
-  if (!Lay(problem)) {
+  if (!Update(problem)) {
     StopFollowing();
     Remove();
     throw Failure(EXIT_FAILED, problem);
   }
-  ::setenv("VXSIM_FLEET", fleet_.c_str(), 1);
-  ::setenv("VXSIM_STATE", (directory_ / "state").c_str(), 1);
-  TLXX::CConfigManager::SetSysfsRoot((directory_ / "sys").string());
+  Enter();
   follower_ = std::thread([this] { Follow(); });
 }
 
 Simulation::~Simulation() {
   StopFollowing();
   Remove();
+  TLX::Misc::CTlxApplication::SetProcessPath("");
+}
+
+// What the platform, the plug-ins and the stand-in look at from now on.
+void Simulation::Enter() {
+  ::setenv("VXSIM_FLEET", snapshot_.c_str(), 1);
+  ::setenv("VXSIM_STATE", (directory_ / "state").c_str(), 1);
+  TLXX::CConfigManager::SetSysfsRoot((directory_ / "sys").string());
+  const std::filesystem::path home = std::filesystem::path(tool_).parent_path().parent_path();
+  TLX::Misc::CTlxApplication::SetProcessPath((home / "vxhost").string());
 }
 
 std::string Simulation::CheckedTool(const std::filesystem::path& home) {
-  const std::string tool = (home / "bin" / "isdct").string();
+  const std::string tool = (HomeOfStandIn(home) / "bin" / "isdct").string();
   const ChildResult identity = RunChild({tool, "simulator", "identify"});
   if (identity.m_Status == 0 && identity.m_Output.starts_with(IDENTITY)) return tool;
   throw Failure(EXIT_FAILED,
                 fmt::format("simulated drives need the simulator, and {} is not it", tool));
+}
+
+// Watched before the first reading, so that no edit falls between the two.
+void Simulation::StartFollowing() {
+  watch_ = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
+  wake_ = ::eventfd(0, EFD_CLOEXEC);
+  const std::filesystem::path directory = fleet_.parent_path();
+  if (::inotify_add_watch(watch_, directory.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO) >= 0) return;
+  const int reason = errno;
+  std::error_code error;
+  if (!std::filesystem::exists(fleet_, error)) return;  // said when it is read
+  Say(fmt::format("changes of the fleet {} will not be seen: {}: {}", fleet_.string(),
+                  directory.string(), std::strerror(reason)));
 }
 
 void Simulation::StopFollowing() {
@@ -115,17 +197,51 @@ void Simulation::Follow() {
       changed |= Names(buffer.data(), static_cast<std::size_t>(got), fleet_.filename().string());
     }
     std::string problem;
-    if (changed && !Lay(problem)) Say(problem);
+    if (changed && !Update(problem)) Say(problem + "; the simulated drives stay as they were");
   }
 }
 
-bool Simulation::Lay(std::string& problem) {
+// Takes over what the fleet file says now.
+bool Simulation::Update(std::string& problem) {
   const std::lock_guard lock(mutex_);
   if (removed_) return true;
-  const ChildResult result = RunChild({tool_, "simulator", "sysfs", "--fleet", fleet_.string(),
-                                       "--root", (directory_ / "sys").string()});
+  std::string text;
+  if (!ReadFleet(fleet_, text, problem)) {
+    problem = fmt::format("fleet {}: {}", fleet_.string(), problem);
+    return false;
+  }
+  return text == published_ || TakeOver(text, problem);
+}
+
+// Drives that come are in sysfs before the stand-in lists them; drives that leave stay there until
+// it has ceased to. A union that cannot be laid is done without.
+bool Simulation::TakeOver(const std::string& text, std::string& problem) {
+  if (!RunOn(text, {"check"}, problem)) return false;
+  const std::vector<std::string> lay = {"sysfs", "--root", (directory_ / "sys").string(),
+                                        "--fleet"};
+  std::string unused;
+  const auto both = UnionOfFleets(published_, text);
+  const bool stepwise = both && RunOn(*both, lay, unused);
+  if (!stepwise && !RunOn(text, lay, problem)) return false;
+  if (!Publish(snapshot_, text, problem)) return false;
+  published_ = text;
+  return !stepwise || RunOn(text, lay, problem);
+}
+
+// Runs a command of the stand-in on a fleet that is not published, named last.
+bool Simulation::RunOn(const std::string& text, std::vector<std::string> command,
+                       std::string& problem) {
+  const std::string draft = (directory_ / "draft.json").string();
+  if (!Publish(draft, text, problem)) return false;
+  command.insert(command.begin(), {tool_, "simulator"});
+  command.push_back(draft);
+  const ChildResult result = RunChild(command);
   if (result.m_Status == 0) return true;
-  problem = fmt::format("fleet {}: {}", fleet_.string(), WithoutLineEnd(result.m_Output));
+  problem = WithoutLineEnd(result.m_Output);
+  if (const auto at = problem.find(draft); at != std::string::npos) {
+    problem.replace(at, draft.size(), fleet_.string());
+  }
+  problem = fmt::format("fleet {}: {}", fleet_.string(), problem);
   return false;
 }
 

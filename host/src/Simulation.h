@@ -4,16 +4,19 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace vxhost {
 
 // Simulated drives in place of real ones: lays a sysfs tree for a fleet file with the tool's
-// stand-in, points the platform's sysfs root and the stand-in's environment at it, and lays the
-// tree anew whenever the fleet file changes. One per process.
+// stand-in and points the platform's sysfs root, the stand-in's environment and the place where
+// plug-ins look for the tool at it. The stand-in reads a snapshot of the fleet file. When the file
+// changes, tree and snapshot follow in an order in which every drive that the stand-in lists has
+// its place in sysfs. A file that is wrong leaves everything as it was. One per process.
 class Simulation {
  public:
-  // home: the runtime tree, whose tool must be the stand-in. Throws Failure, with what the stand-in
-  // says about the fleet. [before plug-ins are loaded]
+  // home: the runtime tree. The fleet is only read and may lie anywhere. Throws Failure, with what
+  // the stand-in says about the fleet. [before plug-ins are loaded]
   Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet);
   ~Simulation();  // Remove
   Simulation(const Simulation&) = delete;
@@ -22,20 +25,26 @@ class Simulation {
   // Removes the tree; it is not laid again. [any thread]
   void Remove();
 
-  // The path of the runtime tree's tool. Throws Failure unless it is the stand-in.
+  // The path of the stand-in: simulator/bin/isdct of the runtime tree if there is one, otherwise
+  // bin/isdct. Throws Failure when that does not say that it is the stand-in.
   static std::string CheckedTool(const std::filesystem::path& home);
 
  private:
   void StartFollowing();
   void StopFollowing();
   void Follow();
-  bool Lay(std::string& problem);
+  void Enter();
+  bool Update(std::string& problem);
+  bool TakeOver(const std::string& text, std::string& problem);
+  bool RunOn(const std::string& text, std::vector<std::string> command, std::string& problem);
 
   const std::string tool_;
   const std::filesystem::path fleet_;
   std::filesystem::path directory_;
+  std::filesystem::path snapshot_;  // what the stand-in reads, named like the fleet
   std::mutex mutex_;
-  bool removed_ = false;  // guarded by mutex_
+  bool removed_ = false;   // guarded by mutex_
+  std::string published_;  // text of the snapshot; guarded by mutex_
   int watch_ = -1;
   int wake_ = -1;
   std::thread follower_;
