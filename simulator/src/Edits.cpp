@@ -3,6 +3,7 @@
 #include "Files.h"
 
 #include <chrono>
+#include <map>
 #include <thread>
 #include <utility>
 
@@ -153,6 +154,18 @@ void FleetEditor::RemoveFaults(const std::function<bool(const Fault&)>& test) {
     Value& faults = json_->document["faults"];
     faults.Erase(faults.Begin() + i);
   }
+}
+
+bool FleetEditor::RenewFaults(std::uint64_t firstId) {
+  std::map<std::string, std::uint64_t> ids;  // by the fault's counter
+  for (std::size_t i = 0; i < fleet_.faults.size(); ++i) {
+    const Fault& fault = fleet_.faults[i];
+    if (!fault.firstCalls && !fault.fromCall) continue;
+    const std::uint64_t id = ids.try_emplace(fault.key, firstId + ids.size()).first->second;
+    Value& entry = json_->document["faults"][static_cast<rapidjson::SizeType>(i)];
+    MemberOf(entry, "id", json_->document.GetAllocator()).SetUint64(id);
+  }
+  return !ids.empty();
 }
 
 std::string FleetEditor::Text() const {

@@ -45,6 +45,9 @@ class FleetEditor {
   void AddFault(const std::string& json);
   // Removes the faults that the test picks.
   void RemoveFaults(const std::function<bool(const Fault&)>& test);
+  // Gives the faults that are limited to certain calls new counters, with ids from firstId up;
+  // those that shared one still do. False when there are none.
+  bool RenewFaults(std::uint64_t firstId);
 
   // The edited file; throws FleetError when it is no fleet any more.
   std::string Text() const;

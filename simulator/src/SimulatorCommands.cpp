@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdio>
 #include <functional>
+#include <iostream>
 #include <memory>
 #include <optional>
 
@@ -117,7 +118,15 @@ void HeatDrive(const Options& options) {
   });
 }
 
+bool NamesWear(const Options& options) {
+  return options.number || options.spare || options.mediaErrors || options.attributeEA ||
+         options.attributeAD || options.unitsRead || options.unitsWritten || options.hours;
+}
+
 void Wear(const Options& options) {
+  if (!NamesWear(options)) {
+    throw CLI::ValidationError("wear", "say what to set, as with --used PERCENT");
+  }
   EditDrive(options, [&](FleetEditor& editor, const Drive& drive) {
     const auto set = [&](const char* path, const auto& value) {
       if (value) editor.Set(drive, path, *value);
@@ -231,7 +240,11 @@ void InjectFault(const Options& options) {
   });
 }
 
+// A program that is running may keep its counters elsewhere, so the faults get new ones as well.
 void Reset(const Options& options) {
+  EditFleet(options.fleet, [](FleetEditor& editor) {
+    return editor.RenewFaults(static_cast<std::uint64_t>(MicrosecondsNow()));
+  });
   CallCounters(options.fleet).Forget();
 }
 
@@ -242,12 +255,16 @@ class CommandLine {
   CommandLine()
       : app_("Stand-in for the drive vendor's tool: answers for a fleet of simulated drives",
              "isdct") {
-    app_.footer(kToolHelp);
     simulator_ = app_.add_subcommand("simulator", "the simulator's own commands");
-    simulator_->require_subcommand(1);
+    // Not "exactly one": a word that is no command is then named in the error.
+    simulator_->require_subcommand(0, 1);
+    simulator_->callback([this] {
+      if (simulator_->get_subcommands().empty()) throw CLI::RequiredError("A command");
+    });
     AddQueries();
     AddEdits();
     AddFaultCommands();
+    app_.footer(kToolHelp);  // last: commands take over what is there when they are added
   }
 
   int Run(std::vector<std::string> arguments) {
@@ -342,9 +359,11 @@ class CommandLine {
         ->check(CLI::NonNegativeNumber);
     wear->add_option("--ad", options_.attributeAD, "normalized attribute AD")
         ->check(CLI::NonNegativeNumber);
-    wear->add_option("--read", options_.unitsRead, "data units of 512,000 bytes");
-    wear->add_option("--written", options_.unitsWritten, "data units of 512,000 bytes");
-    wear->add_option("--hours", options_.hours, "power-on hours");
+    wear->add_option("--read", options_.unitsRead, "data units of 512,000 bytes")
+        ->check(CLI::NonNegativeNumber);
+    wear->add_option("--written", options_.unitsWritten, "data units of 512,000 bytes")
+        ->check(CLI::NonNegativeNumber);
+    wear->add_option("--hours", options_.hours, "power-on hours")->check(CLI::NonNegativeNumber);
   }
 
   void AddFaultCommands() {
@@ -380,7 +399,11 @@ class CommandLine {
 }  // namespace
 
 int RunSimulator(std::vector<std::string> arguments) {
-  return CommandLine().Run(std::move(arguments));
+  const int status = CommandLine().Run(std::move(arguments));
+  std::cout.flush();
+  if (std::fflush(stdout) == 0 && std::cout.good()) return status;
+  std::fputs("isdct: standard output cannot be written\n", stderr);
+  return status == kDone ? kFailed : status;
 }
 
 }  // namespace vxsim

@@ -290,4 +290,15 @@ TEST(Counters, Reset_LetsTheScenarioRunAgainWithTheSameBytes) {
   EXPECT_EQ(scenario(), first);
 }
 
+TEST(Counters, Reset_ReachesAProgramThatKeepsItsCountersElsewhere) {
+  const FleetDirectory fleet(
+      OneDrive(kHealth, R"({"command": "version", "kind": "silent", "firstCalls": 1})"));
+  const simtest::Environment environment{{"VXSIM_FLEET", fleet.File().string()},
+                                         {"VXSIM_STATE", (fleet.Path() / "state").string()}};
+  EXPECT_EQ(simtest::RunTool(simtest::kVersion, environment).out, "");
+  EXPECT_NE(simtest::RunTool(simtest::kVersion, environment).out, "");
+  fleet.Edit("reset");
+  EXPECT_EQ(simtest::RunTool(simtest::kVersion, environment).out, "");
+}
+
 }  // namespace

@@ -62,13 +62,17 @@ TEST(Simulator, WrongUsage_EndsWithTwoAndPrintsNothingOnStandardOutput) {
         "simulator heat 3 --to x", "simulator fail 3 --how gently",
         "simulator format 3 --sector-size 1", "simulator fault 3", "simulator fault 3 --kind sleep",
         "simulator plug", "simulator sysfs", "simulator identify now",
-        "simulator wear 3 --used 300"}) {
+        "simulator wear 3 --used 300", "simulator wear 3", "simulator wear 3 --written -1"}) {
     const ToolRun run = fleet.Run(arguments);
     EXPECT_EQ(run.status, 2) << arguments;
     EXPECT_EQ(run.out, "") << arguments;
     EXPECT_NE(run.err, "") << arguments;
   }
   EXPECT_EQ(RunTool("simulator pull 3").status, 2);  // no fleet named
+}
+
+TEST(Simulator, UnknownCommand_IsNamed) {
+  EXPECT_NE(RunTool("simulator fly").err.find("fly"), std::string::npos);
 }
 
 TEST(Simulator, Check_CountsOrSaysWhatIsWrong) {
