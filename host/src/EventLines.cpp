@@ -123,10 +123,12 @@ std::string ReportLine(const Report& report, bool colour) {
   const std::string padding(SEVERITY_WIDTH - std::min(severity.size(), SEVERITY_WIDTH), ' ');
   std::string line = fmt::format("{}  {}{}  {}", LocalTime(report.m_Event.m_Time),
                                  Coloured(severity, HealthOf(report.m_Event.m_Severity), colour),
-                                 padding, report.m_Text);
-  if (!report.m_Serial.empty())
-    line += fmt::format("  [{}, {}]", report.m_Serial, report.m_Location);
-  if (!report.m_Remark.empty()) line += fmt::format("  ({})", report.m_Remark);
+                                 padding, Printable(report.m_Text));
+  if (!report.m_Serial.empty()) {
+    const std::string place = report.m_Location.empty() ? "" : ", " + report.m_Location;
+    line += fmt::format("  [{}]", Printable(report.m_Serial + place));
+  }
+  if (!report.m_Remark.empty()) line += fmt::format("  ({})", Printable(report.m_Remark));
   return line;
 }
 

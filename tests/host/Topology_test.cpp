@@ -212,4 +212,12 @@ TEST(EventLines, Line_HasTimeSeverityTextAndDrive) {
             std::string::npos);
 }
 
+TEST(EventLines, Line_StaysOneLineWhateverTheDriveIsCalled) {
+  const Topology topology = Make({Adapter(1, "A", "S\\n1", 3, 40024, VALUES)});
+  const auto reports =
+      vxhost::MakeReports({Event(10967, 1, "A\x1b[31m\xff", "")}, topology, topology, "");
+  const std::string line = vxhost::ReportLine(reports.at(0), false);
+  EXPECT_NE(line.find("A\\x1B[31m\uFFFD  [S\\x0A1, PCI:Bus=3]"), std::string::npos) << line;
+}
+
 }  // namespace
