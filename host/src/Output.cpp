@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <system_error>
 
 #include <fcntl.h>
@@ -44,7 +45,12 @@ Output::~Output() {
 
 bool Output::Write(std::string_view text) {
   const std::lock_guard lock(mutex_);
-  return WriteAll(descriptor_, text);
+  if (WriteAll(descriptor_, text)) return true;
+  const int reason = errno;
+  if (!failed_.exchange(true)) {
+    Say(std::string("standard output cannot be written: ") + std::strerror(reason));
+  }
+  return false;
 }
 
 bool Output::WriteLine(std::string_view text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -16,16 +17,20 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  // Writes the whole text, in one piece as seen from other threads. False once the reader has gone
-  // or the disk is full; what was not written is lost.
+  // Writes the whole text, in one piece as seen from other threads. False when the reader has gone
+  // or the disk is full; what was not written is lost, which is said once.
   bool Write(std::string_view text);
   bool WriteLine(std::string_view text);
+
+  // Whether something was lost.
+  bool HasFailed() const { return failed_; }
 
   bool IsTerminal() const;
 
  private:
   std::mutex mutex_;
   int descriptor_;
+  std::atomic<bool> failed_ = false;
 };
 
 // One line to standard error, in one piece: "vxhost: TEXT". [any thread]

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <string>
 #include <vector>
 
 #include <fcntl.h>
@@ -36,7 +37,13 @@ int RunCommand(const vxhost::Options& options) {
   });
   vxhost::Output output;
   vxhost::Host host(options, output);
-  return command->m_Run(host);
+  const int status = command->m_Run(host);
+  return status == vxhost::EXIT_DONE && output.HasFailed() ? vxhost::EXIT_FAILED : status;
+}
+
+int Print(const std::string& text) {
+  vxhost::Output output;
+  return output.Write(text) ? vxhost::EXIT_DONE : vxhost::EXIT_FAILED;
 }
 
 }  // namespace
@@ -49,7 +56,8 @@ int main(int argc, char** argv) {
   try {
     const vxhost::ParseResult parsed = vxhost::ParseOptions(argc, argv, Rows());
     if (parsed.m_Ends) {
-      std::fputs(parsed.m_Text.c_str(), parsed.m_Status == vxhost::EXIT_DONE ? stdout : stderr);
+      if (parsed.m_Status == vxhost::EXIT_DONE) return Print(parsed.m_Text);
+      std::fputs(parsed.m_Text.c_str(), stderr);
       return parsed.m_Status;
     }
     return RunCommand(parsed.m_Options);
