@@ -15,7 +15,8 @@ namespace vxhost {
 
 namespace {
 
-constexpr ArgumentRow OBJECT = {"OBJECT", "id, serial number, device path or host number"};
+constexpr ArgumentRow OBJECT = {"OBJECT",
+                                "id, serial number, device path, host number or name of a plug-in"};
 constexpr ArgumentRow PROPERTY = {"PROPERTY", "number or name of the property"};
 constexpr ArgumentRow VALUE = {"VALUE", "new value"};
 

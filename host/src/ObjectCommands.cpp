@@ -22,6 +22,12 @@ struct Target {
   const PI::CObject* m_Object = nullptr;
 };
 
+// By its file's name, or by the name that it gives itself and "vxhost tree" shows.
+bool NamesPlugin(const std::string& name, const StartedPlugin& plugin) {
+  const PI::CObject* const object = plugin.m_Topology.Plugin();
+  return name == plugin.m_Name || (object != nullptr && name == DisplayName(*object));
+}
+
 // The plug-ins of an object command, started, and the object that its first argument names.
 class ObjectCommand {
  public:
@@ -39,7 +45,7 @@ class ObjectCommand {
       if (plugin.m_Session == nullptr) continue;
       const Topology& topology = plugin.m_Topology;
       const PI::CObject* const object =
-          name == plugin.m_Name ? topology.Plugin() : topology.Lookup(name);
+          NamesPlugin(name, plugin) ? topology.Plugin() : topology.Lookup(name);
       if (object != nullptr) return {&plugin, object};
     }
     throw Failure(EXIT_FAILED,
@@ -160,8 +166,9 @@ int RunSet(Host& host) {
   const unsigned int result =
       target.m_Plugin->m_Session->SetProperty(target.m_Object->m_ID, property);
   RequireResult(result, name);
-  host.Out().WriteLine(host.Settings().m_Json ? PropertyJson(property)
-                                              : fmt::format("{}: {}", name, ValueText(property)));
+  host.Out().WriteLine(host.Settings().m_Json
+                           ? PropertyJson(property)
+                           : fmt::format("{}: {}", name, Printable(ValueText(property))));
   Say("the setting is stored; a running \"vxhost run\" takes it at its next start");
   return EXIT_DONE;
 }

@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #ifndef VXHOST_VERSION
 #error "the build sets VXHOST_VERSION"
@@ -15,6 +16,18 @@ namespace {
 
 constexpr double LONGEST_TIMEOUT = 1e6;  // seconds
 constexpr double HIGHEST_SCALE = 1e6;
+
+// Compares so that what is no number ("nan") is outside, too.
+CLI::Validator Within(double least, double most) {
+  return CLI::Validator(
+      [least, most](const std::string& text) {
+        double number = 0;
+        const bool inside =
+            CLI::detail::lexical_cast(text, number) && number >= least && number <= most;
+        return inside ? std::string() : fmt::format("{} is not in {} to {}", text, least, most);
+      },
+      "");
+}
 
 void AddGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--plugin", options.m_Plugin, "Use this plug-in instead of those in plugins/")
@@ -39,10 +52,10 @@ void AddGlobalOptions(CLI::App& app, Options& options) {
   app.add_option("--tool-timeout", options.m_ToolTimeout,
                  "End a query of the drive tool after so long (60; 0: never)")
       ->type_name("SECONDS")
-      ->check(CLI::Range(0.0, LONGEST_TIMEOUT));
+      ->check(Within(0, LONGEST_TIMEOUT));
   app.add_option("--time-scale", options.m_TimeScale, "Run the clock N times faster")
       ->type_name("N")
-      ->check(CLI::Range(1.0, HIGHEST_SCALE));
+      ->check(Within(1, HIGHEST_SCALE));
   app.add_option("--db", options.m_Database,
                  "Database of the mirror; run writes one in the state directory unless told")
       ->type_name("sqlite:PATH|none");

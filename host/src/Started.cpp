@@ -1,6 +1,7 @@
 #include "Started.h"
 
 #include "Catalogue.h"
+#include "ToolWatch.h"
 
 #include <algorithm>
 
@@ -36,6 +37,8 @@ std::string StartProblem(const std::string& plugin, unsigned int result) {
 }
 
 std::vector<StartedPlugin> StartPlugins(const Host& host, HostNumbers& numbers) {
+  // An empty machine and a tool that fails look alike to a plug-in; people see which it was.
+  const ToolWatch toolWatch;
   std::vector<StartedPlugin> plugins;
   for (const std::filesystem::path& file : host.Plugins()) {
     StartedPlugin& plugin = plugins.emplace_back();

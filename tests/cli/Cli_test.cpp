@@ -122,6 +122,7 @@ TEST_F(Cli, ShowGetSetOps_WorkOnOneObject) {
   EXPECT_EQ(RunFixture({"get", "1", "temperature"}).out, "36.5 °C\n");
   EXPECT_THAT(RunFixture({"--json", "get", "0x2", "30442"}).out, HasSubstr("\"value\":36.5}"));
   EXPECT_EQ(RunFixture({"ops", "SER"}).out, "no operations\n");
+  EXPECT_EQ(RunFixture({"get", "Fixture", "name"}).out, "Fixture\n");
   const auto unknown = RunFixture({"show", "OTHER"});
   EXPECT_EQ(unknown.status, 1);
   EXPECT_THAT(unknown.err, HasSubstr("no object OTHER"));
@@ -149,6 +150,8 @@ TEST_F(Cli, WrongUsage_IsStatus2) {
                                              {"tree", "--db", "mysql:x"},
                                              {"tree", "--db", "sqlite:/tmp/x"},
                                              {"tree", "--config-dir", "/nowhere"},
+                                             {"tree", "--time-scale", "nan"},
+                                             {"tree", "--tool-timeout", "nan"},
                                              {"tree", "--sysfs", "/nowhere"}}) {
     const auto run = vxtest::RunHost(words);
     EXPECT_EQ(run.status, 2) << run.err;
@@ -164,6 +167,19 @@ TEST_F(Cli, VersionAndHelp_GoToStandardOutput) {
   for (const char* const command :
        {"tree", "show", "get", "set", "ops", "run", "rpc", "db", "simulate"}) {
     EXPECT_THAT(help.out, HasSubstr(std::string("\n  ") + command + " "));
+  }
+}
+
+TEST_F(Cli, OutputThatNobodyReads_IsSaidAndStatus1) {
+  vxtest::WriteFile(directory_ / "script", "{" + FIXTURE_OBJECTS + "}");
+  const vxtest::HostProcess::Environment environment = {
+      {"VXTEST_PLUGIN_FILE", (directory_ / "script").string()}};
+  for (const auto& words : std::vector<std::vector<std::string>>{
+           {"tree", "--plugin", VXTEST_PLUGIN}, {"tree", "--json", "--plugin", VXTEST_PLUGIN}}) {
+    vxtest::HostProcess host(words, environment);
+    host.CloseOutput();
+    EXPECT_EQ(host.Wait(), 1);
+    EXPECT_THAT(host.Errors(), HasSubstr("standard output cannot be written: Broken pipe"));
   }
 }
 
