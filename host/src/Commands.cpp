@@ -103,6 +103,7 @@ const std::vector<Command>& Commands() {
        RunService},
       {{"rpc", "Serve a plug-in call by call: JSON lines in, JSON lines out", {}}, RunRpc},
       {{"db", "Show the rows of the database", {}}, RunDatabase},
+      {{"doctor", "Say of every NVMe device why it is an adapter or not", {}}, RunDoctor},
       {{"simulate",
         "Change a fleet of simulated drives: pull, plug, heat, wear, fail ...",
         {{"EDIT", "what to do; without it: help", true}}},

@@ -26,5 +26,6 @@ int RunService(Host& host);
 int RunRpc(Host& host);
 int RunSimulate(Host& host);
 int RunDatabase(Host& host);
+int RunDoctor(Host& host);
 
 }  // namespace vxhost

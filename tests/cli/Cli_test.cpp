@@ -165,7 +165,7 @@ TEST_F(Cli, VersionAndHelp_GoToStandardOutput) {
   const auto help = vxtest::RunHost({"--help"});
   EXPECT_EQ(help.status, 0);
   for (const char* const command :
-       {"tree", "show", "get", "set", "ops", "run", "rpc", "db", "simulate"}) {
+       {"tree", "show", "get", "set", "ops", "run", "rpc", "db", "doctor", "simulate"}) {
     EXPECT_THAT(help.out, HasSubstr(std::string("\n  ") + command + " "));
   }
 }
