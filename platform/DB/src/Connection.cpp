@@ -98,6 +98,9 @@ CConnection::CConnection(const std::string& path, CAccess access,
     case CAccess::Read:
       m_Handle = Open(path, SQLITE_OPEN_READONLY, path);
       break;
+    case CAccess::ReadAndTidy:
+      m_Handle = Open(path, SQLITE_OPEN_READWRITE, path);
+      break;
     case CAccess::ReadUnchanging:
       m_Handle = Open(UnchangingUri(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, path);
       break;

@@ -15,8 +15,9 @@ namespace DatabaseWrapper {
 // One open SQLite file. Not for several threads at once. Failures are DatabaseExceptions.
 class CConnection {
  public:
-  enum class CAccess { Write, Read, ReadUnchanging };
+  enum class CAccess { Write, Read, ReadAndTidy, ReadUnchanging };
 
+  // ReadAndTidy: reads, and takes away at its end what reading has made beside the file.
   // ReadUnchanging: nobody writes the file, so that neither log nor lock files are needed.
   CConnection(const std::string& path, CAccess access, std::chrono::milliseconds busyTimeout);
 

@@ -1,6 +1,7 @@
 #include "Connection.h"
 #include "WriterLock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -92,11 +93,23 @@ bool LogIsEmpty(const std::string& path) {
   return failure || size == 0;
 }
 
+// Nobody has the file open, nothing is left in a log, and this process may write here.
+bool IsClosed(const std::string& path) {
+  const std::string directory = std::filesystem::path(path).parent_path().string();
+  const bool logs =
+      std::any_of(std::begin(LOG_SUFFIXES), std::end(LOG_SUFFIXES),
+                  [&](const char* s) { return access((path + s).c_str(), F_OK) == 0; });
+  return !logs && access(path.c_str(), W_OK) == 0 && access(directory.c_str(), W_OK) == 0;
+}
+
 std::unique_ptr<CConnection> OpenToRead(const std::string& path,
                                         std::chrono::milliseconds busyTimeout) {
   RequireFile(path);
   try {
-    return std::make_unique<CConnection>(path, CAccess::Read, busyTimeout);
+    // Looking into a closed file makes a log and its index, which only a connection that might
+    // write takes away again.
+    const CAccess access = IsClosed(path) ? CAccess::ReadAndTidy : CAccess::Read;
+    return std::make_unique<CConnection>(path, access, busyTimeout);
   } catch (const CConnection::CBusy&) {
     throw;  // somebody is changing the file
   } catch (const DatabaseException&) {
