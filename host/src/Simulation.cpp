@@ -233,8 +233,7 @@ bool Simulation::RunOn(const std::string& text, std::vector<std::string> command
                        std::string& problem) {
   const std::string draft = (directory_ / "draft.json").string();
   if (!Publish(draft, text, problem)) return false;
-  // The published fleet in the environment would take the place of the one that is named.
-  command.insert(command.begin(), {"/usr/bin/env", "-u", "VXSIM_FLEET", tool_, "simulator"});
+  command.insert(command.begin(), {tool_, "simulator"});
   command.push_back(draft);
   const ChildResult result = RunChild(command);
   if (result.m_Status == 0) return true;

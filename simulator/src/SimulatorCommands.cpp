@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <memory>
@@ -292,10 +293,20 @@ class CommandLine {
   }
 
   CLI::App* WithFleet(CLI::App* command) {
-    command->add_option("--fleet", options_.fleet, "fleet file")
-        ->envname("VXSIM_FLEET")
-        ->required();
+    command->add_option("--fleet", options_.fleet,
+                        "fleet file; else the one that VXSIM_FLEET names");
+    RequireFleet(command);
     return command;
+  }
+
+  // Not by the library's own look into the environment: the commands share one variable, and what
+  // the environment says would take the place of what the user named.
+  void RequireFleet(CLI::App* command) {
+    command->parse_complete_callback([this] {
+      const char* const named = std::getenv("VXSIM_FLEET");
+      if (options_.fleet.empty() && named != nullptr) options_.fleet = named;
+      if (options_.fleet.empty()) throw CLI::RequiredError("A fleet file (--fleet or VXSIM_FLEET)");
+    });
   }
 
   CLI::App* AddEdit(const char* name, const char* help, void (*run)(const Options&)) {
@@ -313,7 +324,8 @@ class CommandLine {
   void AddQueries() {
     Add("identify", "print one line by which a host knows that this is the stand-in", Identify);
     CLI::App* check = Add("check", "read a fleet file and say what is wrong with it", Check);
-    check->add_option("FLEET", options_.fleet, "fleet file")->envname("VXSIM_FLEET")->required();
+    check->add_option("FLEET", options_.fleet, "fleet file; else the one that VXSIM_FLEET names");
+    RequireFleet(check);
     CLI::App* sysfs = WithFleet(
         Add("sysfs", "lay the fleet's sysfs tree, or bring an earlier one up to date", Sysfs));
     sysfs->add_option("--root", options_.root, "directory: new, empty, or of an earlier run")

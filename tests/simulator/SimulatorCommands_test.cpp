@@ -278,4 +278,21 @@ TEST(Simulator, Edit_LeavesALinkALinkAndKeepsThePermissions) {
   EXPECT_FALSE(FirstDrive(fleet)["present"].GetBool());
 }
 
+TEST(Simulator, FleetThatIsNamed_CountsBeforeTheEnvironments) {
+  const FleetDirectory fleet(OneDrive());
+  const FleetDirectory other(OneDrive());
+  const std::string before = other.Text();
+  const ToolRun run = RunTool("simulator pull 3 --fleet " + fleet.File().string(),
+                              {{"VXSIM_FLEET", other.File().string()}});
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_FALSE(FirstDrive(fleet)["present"].GetBool());
+  EXPECT_EQ(other.Text(), before);
+}
+
+TEST(Simulator, WithoutAnyFleet_SaysHowToNameOne) {
+  const ToolRun run = RunTool("simulator pull 3");
+  EXPECT_EQ(run.status, 2);
+  EXPECT_NE(run.err.find("--fleet or VXSIM_FLEET"), std::string::npos) << run.err;
+}
+
 }  // namespace
