@@ -42,8 +42,8 @@ const std::string& dbModelFieldsMap<Record>::Alias() const {
 template <class Record>
 template <class Field>
 requires std::is_object_v<Field>
-void dbModelFieldsMap<Record>::SetColumn(Field Record::*field, std::string columnName) {
-  m_Columns[Offset(field)] = std::move(columnName);
+void dbModelFieldsMap<Record>::SetColumn(Field Record::*field, const std::string& columnName) {
+  m_Columns[Offset(field)] = columnName;
 }
 
 template <class Record>
@@ -61,8 +61,11 @@ void dbModelFieldsMap<Record>::Clear() {
   m_Columns.clear();
 }
 
-#define VX_INSTANTIATE_FIELD(Record, Field)                                                  \
-  template VX_EXPORT void dbModelFieldsMap<Record>::SetColumn(Field Record::*, std::string); \
+// A member pointer cannot be written with brackets around its types.
+// NOLINTBEGIN(bugprone-macro-parentheses)
+#define VX_INSTANTIATE_FIELD(Record, Field)                                        \
+  template VX_EXPORT void dbModelFieldsMap<Record>::SetColumn(Field Record::*,     \
+                                                              const std::string&); \
   template VX_EXPORT const std::string& dbModelFieldsMap<Record>::Column(Field Record::*) const;
 
 #define VX_INSTANTIATE(Record)                        \
@@ -73,6 +76,7 @@ void dbModelFieldsMap<Record>::Clear() {
   VX_INSTANTIATE_FIELD(Record, std::string)           \
   VX_INSTANTIATE_FIELD(Record, double)                \
   VX_INSTANTIATE_FIELD(Record, std::vector<std::string>)
+// NOLINTEND(bugprone-macro-parentheses)
 
 VX_INSTANTIATE(Adapter)
 VX_INSTANTIATE(PD)

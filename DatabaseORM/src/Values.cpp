@@ -121,8 +121,11 @@ void Render(std::string& out, const std::vector<std::string>& value, CPlace plac
   for (const std::string& raw : value) {
     const std::string item = WithoutNul(raw);
     if (!delimiter.empty() && item.find(delimiter) != std::string::npos) {
-      throw DatabaseException("The list item \"" + item + "\" holds \"" + delimiter +
-                              "\", which separates the items of a list.");
+      throw DatabaseException(std::string("The list item \"")
+                                  .append(item)
+                                  .append("\" holds \"")
+                                  .append(delimiter)
+                                  .append("\", which separates the items of a list."));
     }
     joined += item;
     joined += delimiter;

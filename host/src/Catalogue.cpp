@@ -272,7 +272,7 @@ class ValueFormatter : public boost::static_visitor<std::string> {
 // begins with a blank, the one of a drive event is the drive's and comes first.
 std::string EventNames(const PI::CEvent& event) {
   const std::string_view second = event.m_PlaceHolder2;
-  const std::string rest(second.substr(std::min(second.find_first_not_of(' '), second.size())));
+  std::string rest(second.substr(std::min(second.find_first_not_of(' '), second.size())));
   if (rest.empty()) return event.m_PlaceHolder1;
   if (event.m_PlaceHolder1.empty()) return rest;
   if (second.starts_with(' ')) return event.m_PlaceHolder1 + " " + rest;

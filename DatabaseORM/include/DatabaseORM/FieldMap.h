@@ -40,7 +40,7 @@ class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
   // kinds: int, unsigned long, std::string, double and std::vector<std::string>.
   template <class Field>
   requires std::is_object_v<Field>
-  void SetColumn(Field Record::*field, std::string columnName);
+  void SetColumn(Field Record::*field, const std::string& columnName);
 
   // The column of a field; empty when it has none.
   template <class Field>
