@@ -146,7 +146,7 @@ void Simulation::Enter() {
 }
 
 std::string Simulation::CheckedTool(const std::filesystem::path& home) {
-  const std::string tool = (HomeOfStandIn(home) / "bin" / "isdct").string();
+  std::string tool = (HomeOfStandIn(home) / "bin" / "isdct").string();
   const ChildResult identity = RunChild({tool, "simulator", "identify"});
   if (identity.m_Status == 0 && identity.m_Output.starts_with(IDENTITY)) return tool;
   throw Failure(EXIT_FAILED,

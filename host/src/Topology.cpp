@@ -175,7 +175,7 @@ std::string HealthText(const PI::CObject& adapter) {
 }
 
 std::string DisplayName(const PI::CObject& object) {
-  const std::string name = TextValue(object, property::NAME).value_or("");
+  std::string name = TextValue(object, property::NAME).value_or("");
   if (!name.empty()) return name;
   return fmt::format("{} at {}", TextValue(object, property::SERIAL_NUMBER).value_or("?"),
                      TextValue(object, property::LOCATION).value_or("unknown place"));

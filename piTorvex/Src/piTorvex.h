@@ -479,6 +479,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   void FindRemovedAdapters(CMerge& merge) VX_REQUIRES(m_DataLock);
   void CompareDrives(CMerge& merge) VX_REQUIRES(m_DataLock);
   void ReplaceLists(CMerge& merge) VX_REQUIRES(m_DataLock, m_EventsLock);
+  void KeepLists(const CMerge& merge) VX_REQUIRES(m_DataLock, m_EventsLock);
 
   // --- piTorvexPlugin: rows; holds m_DataLock
   // Runs one database operation; whatever it throws is traced. False when it has to be sent again;

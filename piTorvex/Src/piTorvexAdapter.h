@@ -23,6 +23,8 @@ class CTorvexAdapter : public PI::CObject {
   CTorvexAdapter() = default;
   CTorvexAdapter(const CTorvexAdapter&) = default;
   CTorvexAdapter& operator=(const CTorvexAdapter&) = default;
+  CTorvexAdapter(CTorvexAdapter&&) noexcept = default;
+  CTorvexAdapter& operator=(CTorvexAdapter&&) noexcept = default;
   ~CTorvexAdapter() override = default;
 
   // Compares the status word with the newer object's and queues an event for each bit that has

@@ -280,8 +280,10 @@ std::string_view NameOf(const rapidjson::Value::Member& member) {
 
 bool BeginsWithAnyOf(std::string_view name, const auto& beginnings) {
   return std::ranges::any_of(beginnings, [name](std::string_view beginning) {
-    return name.size() >= beginning.size() &&
-           boost::iequals(name.substr(0, beginning.size()), beginning);
+    // As it is written first: the comparison without case asks the locale about every character.
+    return name.starts_with(beginning) ||
+           (name.size() >= beginning.size() &&
+            boost::iequals(name.substr(0, beginning.size()), beginning));
   });
 }
 
@@ -335,18 +337,27 @@ CCmdEmuAdapter ReadDrive(const rapidjson::Value& section, std::size_t number) {
 constexpr std::size_t MAX_OUTPUT = std::size_t{64} << 20U;
 constexpr int MAX_DEPTH = 256;
 
+// The position of the quotation mark that ends the string that begins at one; the size of the text
+// when nothing ends it.
+std::size_t EndOfString(const std::string& text, std::size_t begin) {
+  for (std::size_t end = text.find('"', begin + 1); end != std::string::npos;
+       end = text.find('"', end + 1)) {
+    // A mark behind an odd number of backslashes is a character of the string.
+    std::size_t before = end;
+    while (text[before - 1] == '\\') --before;
+    if ((end - before) % 2 == 0) return end;
+  }
+  return text.size();
+}
+
 // Whether arrays and objects lie deeper in each other than the limit. Brackets in strings do not
 // count. Text that is no JSON may give either answer: the parser refuses it anyway.
 bool NestsTooDeeply(const std::string& text) {
   int depth = 0;
-  bool inString = false;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
-    if (inString) {
-      if (c == '\\') ++i;
-      if (c == '"') inString = false;
-    } else if (c == '"') {
-      inString = true;
+    if (c == '"') {
+      i = EndOfString(text, i);
     } else if (c == '[' || c == '{') {
       if (++depth > MAX_DEPTH) return true;
     } else if (c == ']' || c == '}') {
@@ -372,6 +383,7 @@ bool ParseToolOutput(const std::string& text, rapidjson::Document& document) {
 }
 
 void ReadInventory(const rapidjson::Value& root, std::vector<CCmdEmuAdapter>& drives) {
+  if (root.IsObject()) drives.reserve(drives.size() + root.MemberCount());
   ForEachObjectIn(root, [&](std::string_view name, const rapidjson::Value& section) {
     if (!BeginsWithAnyOf(name, DRIVE_SECTIONS)) return;
     // A member of a platform RAID volume is served by somebody else.

@@ -20,6 +20,8 @@ class CTorvexPhysicalDrive : public PI::CObject {
   CTorvexPhysicalDrive() = default;
   CTorvexPhysicalDrive(const CTorvexPhysicalDrive&) = default;
   CTorvexPhysicalDrive& operator=(const CTorvexPhysicalDrive&) = default;
+  CTorvexPhysicalDrive(CTorvexPhysicalDrive&&) noexcept = default;
+  CTorvexPhysicalDrive& operator=(CTorvexPhysicalDrive&&) noexcept = default;
   ~CTorvexPhysicalDrive() override = default;
 
   // Queues the drive-changed event when state or sector size differ. Changes nothing of this object

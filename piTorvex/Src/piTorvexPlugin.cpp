@@ -1217,7 +1217,11 @@ unsigned long IPLUGINAPI_IMPL::UpdateSystem(std::vector<CTorvexAdapter>& newAdap
   CompareAdapters(merge);
   FindRemovedAdapters(merge);
   CompareDrives(merge);
-  ReplaceLists(merge);
+  if (merge.m_IsChanged) {
+    ReplaceLists(merge);
+  } else {
+    KeepLists(merge);
+  }
   WriteMergedRows(merge);
   // "Nothing changed" is told with the code of a general failure, and is none.
   const unsigned long result = merge.m_IsChanged ? SUCCESS : ERR_GENERAL_FAILURE;
@@ -1287,6 +1291,20 @@ void IPLUGINAPI_IMPL::CompareDrives(CMerge& merge) {
   }
 }
 
+// The new objects equal the published ones: only what is not compared is taken over.
+void IPLUGINAPI_IMPL::KeepLists(const CMerge& merge) {
+  m_Plugin.m_ChildIDs.clear();
+  for (const CTorvexAdapter& adapter : merge.m_NewAdapters) {
+    m_Plugin.m_ChildIDs.push_back(adapter.m_ID);
+  }
+  for (std::size_t i = 0; i < m_Adapters.size(); ++i) {
+    const std::size_t successor = merge.m_Successors[i];
+    if (successor == CSerialIndex::NONE) continue;
+    m_Adapters[i].ToolIndex = merge.m_NewAdapters[successor].ToolIndex;
+    m_Adapters[i].m_ParentIDs.assign(1, m_Plugin.m_ID);
+  }
+}
+
 // Everything is built aside and swapped in at the end, so that a failure on the way leaves objects
 // and events as they were, and the next scan finds the same differences again.
 void IPLUGINAPI_IMPL::ReplaceLists(CMerge& merge) {
@@ -1295,25 +1313,26 @@ void IPLUGINAPI_IMPL::ReplaceLists(CMerge& merge) {
     children.push_back(adapter.m_ID);
     adapter.m_ParentIDs.assign(1, m_Plugin.m_ID);
   }
-  std::vector<CTorvexAdapter> adapters;
-  adapters.reserve(m_Adapters.size() + merge.m_Added.size());
-  for (std::size_t i = 0; i < m_Adapters.size(); ++i) {
-    if (merge.m_IsRemoved[i]) continue;
-    const std::size_t successor = merge.m_Successors[i];
-    adapters.push_back(successor == CSerialIndex::NONE ? m_Adapters[i]
-                                                       : merge.m_NewAdapters[successor]);
-  }
-  for (const std::size_t added : merge.m_Added) adapters.push_back(merge.m_NewAdapters[added]);
-  std::vector<CTorvexPhysicalDrive> drives(merge.m_NewDrives);
   std::vector<PI::CEvent> events;
   if (!merge.m_Events.empty()) {
     events = m_Events;
     events.insert(events.end(), merge.m_Events.begin(), merge.m_Events.end());
   }
-
+  std::vector<CTorvexAdapter> adapters;
+  adapters.reserve(m_Adapters.size() + merge.m_Added.size());
+  // Nothing fails from here on: objects are moved, which throws nothing.
+  for (std::size_t i = 0; i < m_Adapters.size(); ++i) {
+    if (merge.m_IsRemoved[i]) continue;
+    const std::size_t successor = merge.m_Successors[i];
+    adapters.push_back(std::move(successor == CSerialIndex::NONE ? m_Adapters[i]
+                                                                 : merge.m_NewAdapters[successor]));
+  }
+  for (const std::size_t added : merge.m_Added) {
+    adapters.push_back(std::move(merge.m_NewAdapters[added]));
+  }
   m_Plugin.m_ChildIDs.swap(children);
   m_Adapters.swap(adapters);
-  m_PhysicalDrives.swap(drives);
+  m_PhysicalDrives.swap(merge.m_NewDrives);
   if (!merge.m_Events.empty()) m_Events.swap(events);
 }
 

@@ -228,7 +228,7 @@ void CSqliteDatabase::Impl::RollBack() noexcept {
   }
 }
 
-CSqliteDatabase::CSqliteDatabase(std::string path, CSqliteOptions options)
+CSqliteDatabase::CSqliteDatabase(const std::string& path, CSqliteOptions options)
     : m_Impl(std::make_unique<Impl>(path, std::move(options))) {}
 
 CSqliteDatabase::~CSqliteDatabase() = default;

@@ -13,7 +13,7 @@ struct CEndurance {
 
 // Rated endurance from drive writes per day over five years: gigabytes x days / 1000.
 constexpr unsigned long FromDriveWrites(unsigned long perDay, unsigned long gigabytes) {
-  constexpr unsigned long days = 5 * 365;
+  constexpr unsigned long days = 5UL * 365;
   return perDay * gigabytes * days / 1000;
 }
 

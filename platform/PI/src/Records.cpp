@@ -13,6 +13,8 @@ namespace PI {
 CObject::CObject() = default;
 CObject::CObject(const CObject&) = default;
 CObject& CObject::operator=(const CObject&) = default;
+CObject::CObject(CObject&&) noexcept = default;
+CObject& CObject::operator=(CObject&&) noexcept = default;
 CObject::~CObject() = default;
 
 bool CObject::operator==(const CObject& other) const {

@@ -44,7 +44,7 @@ class VX_EXPORT CSqliteDatabase : public DatabaseDAO {
  public:
   // Opens the file, for writing with write-ahead log, and makes it when it is missing. Read-only:
   // it must exist; nothing is written and nothing removed.
-  explicit CSqliteDatabase(std::string path, CSqliteOptions options = {});
+  explicit CSqliteDatabase(const std::string& path, CSqliteOptions options = {});
 
   // Closes the file and gives up the lock. No transaction may be open.
   ~CSqliteDatabase() override;

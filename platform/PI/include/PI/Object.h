@@ -31,6 +31,8 @@ class VX_EXPORT CObject {
   CObject();
   CObject(const CObject&);
   CObject& operator=(const CObject&);
+  CObject(CObject&&) noexcept;
+  CObject& operator=(CObject&&) noexcept;
   virtual ~CObject();
 
   // Equal id, type and last field. Links, read counter, lock flag and lists change without the
