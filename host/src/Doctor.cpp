@@ -10,6 +10,7 @@
 #include <fstream>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -193,7 +194,7 @@ class Doctor {
     rapidjson::Document inventory;
     findings_.m_ToolProblem = tool_.Ask(INVENTORY.arguments, inventory);
     if (findings_.m_ToolProblem.empty()) {
-      for (const auto& member : inventory.GetObject()) {
+      for (const auto& member : std::as_const(inventory).GetObject()) {
         if (member.value.IsObject()) Place(member.name.GetString(), member.value);
       }
     }
