@@ -1320,19 +1320,18 @@ void IPLUGINAPI_IMPL::ReplaceLists(CMerge& merge) {
   }
   std::vector<CTorvexAdapter> adapters;
   adapters.reserve(m_Adapters.size() + merge.m_Added.size());
-  // Nothing fails from here on: objects are moved, which throws nothing.
   for (std::size_t i = 0; i < m_Adapters.size(); ++i) {
     if (merge.m_IsRemoved[i]) continue;
     const std::size_t successor = merge.m_Successors[i];
-    adapters.push_back(std::move(successor == CSerialIndex::NONE ? m_Adapters[i]
-                                                                 : merge.m_NewAdapters[successor]));
+    adapters.push_back(successor == CSerialIndex::NONE ? m_Adapters[i]
+                                                       : merge.m_NewAdapters[successor]);
   }
-  for (const std::size_t added : merge.m_Added) {
-    adapters.push_back(std::move(merge.m_NewAdapters[added]));
-  }
+  for (const std::size_t added : merge.m_Added) adapters.push_back(merge.m_NewAdapters[added]);
+  std::vector<CTorvexPhysicalDrive> drives(merge.m_NewDrives);
+
   m_Plugin.m_ChildIDs.swap(children);
   m_Adapters.swap(adapters);
-  m_PhysicalDrives.swap(merge.m_NewDrives);
+  m_PhysicalDrives.swap(drives);
   if (!merge.m_Events.empty()) m_Events.swap(events);
 }
 
