@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 
+#include <PI/PluginHelper.h>
+
 namespace vxhost {
 
 namespace {
@@ -97,25 +99,6 @@ constexpr auto PROPERTIES = std::to_array<PropertyRow>({
     {30005, 23336, "Poll interval"},
 });
 
-constexpr auto CHOICES = std::to_array<Text>({
-    {40024, "good"},
-    {40095, "critical"},
-    {40099, "working"},
-    {40150, "degraded"},
-    {40200, "NVMe"},
-    {40252, "at 100"},
-    {40410, "below 100"},
-    {40411, "above 100, or below 100 with a failed memory backup"},
-    {40449, "reliability degraded"},
-    {40452, "memory backup failed"},
-    {40459, "spare low"},
-    {40460, "temperature high"},
-    {40473, "standard"},
-    {40480, "normal"},
-    {40487, "read-only"},
-    {40488, "special"},
-});
-
 constexpr auto UNITS = std::to_array<Text>({
     {PI::UNIT_NONE, ""},
     {PI::UNIT_CELSIUS, "°C"},
@@ -153,8 +136,8 @@ constexpr bool Ascending(const std::array<Text, Size>& table) {
            return a.number >= b.number;
          }) == table.end();
 }
-static_assert(Ascending(EVENTS) && Ascending(SEVERITIES) && Ascending(CHOICES) &&
-                  Ascending(UNITS) && Ascending(RESULTS) && Ascending(OBJECT_TYPES),
+static_assert(Ascending(EVENTS) && Ascending(SEVERITIES) && Ascending(UNITS) &&
+                  Ascending(RESULTS) && Ascending(OBJECT_TYPES),
               "a number stands twice in the catalogue, or out of order");
 
 constexpr unsigned long BYTES_PER_DATA_UNIT = 512'000;
@@ -309,11 +292,12 @@ bool HasProperty(unsigned int id, unsigned int label) {
 }
 
 std::string ChoiceText(int code) {
-  return TextOr(CHOICES, static_cast<unsigned int>(code), std::to_string(code));
+  const std::string text = PI::PropertyValueToString(code);
+  return text.empty() ? std::to_string(code) : text;
 }
 
 bool HasChoice(int code) {
-  return Find(CHOICES, static_cast<unsigned int>(code)) != nullptr;
+  return !PI::PropertyValueToString(code).empty();
 }
 
 std::string_view UnitText(unsigned int unit) {
