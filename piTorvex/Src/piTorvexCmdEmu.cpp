@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <locale>
 #include <string_view>
 #include <type_traits>
@@ -82,7 +83,7 @@ bool ReportsSuccess(const std::string& line) {
 
 template <class Read>
 struct CStoredAsRead {
-  static Read Stored(Read read) { return read; }
+  static Read Stored(Read&& read) { return std::move(read); }
 };
 
 struct CInteger : CStoredAsRead<int> {
@@ -126,8 +127,8 @@ struct CCharacterCode : CInteger {
 
 // The tool calls the P4800X just "Intel SSD".
 struct CProductFamily : CText {
-  static std::string Stored(const std::string& read) {
-    return read == "Intel SSD" ? "Intel Optane(TM) SSD DC P4800X Series" : read;
+  static std::string Stored(std::string&& read) {
+    return read == "Intel SSD" ? "Intel Optane(TM) SSD DC P4800X Series" : std::move(read);
   }
 };
 
@@ -158,10 +159,10 @@ void TraceTaken(const char* function, const char* name, bool value) {
 template <class Kind, auto Member, class Record>
 void Take(const char* function, const char* name, const rapidjson::Value& value, Record& record) {
   if (!Kind::Accepts(value)) return;
-  const auto read = Kind::Read(value);
+  auto read = Kind::Read(value);
   TraceTaken(function, name, read);
   auto& member = record.*Member;
-  member = static_cast<std::remove_reference_t<decltype(member)>>(Kind::Stored(read));
+  member = static_cast<std::remove_reference_t<decltype(member)>>(Kind::Stored(std::move(read)));
 }
 
 // As Take, but a value of another kind sets the member back.
@@ -304,17 +305,64 @@ void TakeKey(const char* function, const CKey<Record>& key, const rapidjson::Val
   if (member != section.MemberEnd()) key.m_Take(function, key.m_Name, member->value, record);
 }
 
-template <class Record>
-void TakeKeys(const char* function, const auto& keys, const rapidjson::Value& section,
-              Record& record) {
-  for (const CKey<Record>& key : keys) TakeKey(function, key, section, record);
+// The rows of a table of keys by name, made while compiling: a section is walked once, instead of
+// searched once for each key.
+template <std::size_t Count>
+class CKeyIndex {
+ public:
+  consteval explicit CKeyIndex(const auto& keys) {
+    m_Rows.fill(Count);
+    for (std::size_t row = 0; row < Count; ++row) {
+      m_Names[row] = keys[row].m_Name;
+      m_Rows[SlotOf(m_Names[row])] = row;
+    }
+  }
+
+  // The row of the key with exactly this name; Count when there is none.
+  std::size_t RowOf(std::string_view name) const { return m_Rows[SlotOf(name)]; }
+
+ private:
+  // At least half of the slots stay free, so that every search ends soon.
+  static constexpr std::size_t SLOTS = std::bit_ceil(2 * Count);
+
+  static constexpr std::size_t FirstSlot(std::string_view name) {
+    if (name.empty()) return 0;
+    const auto code = [](char c) { return std::size_t{static_cast<unsigned char>(c)}; };
+    return (name.size() * 5 + code(name.front()) * 3 + code(name.back())) % SLOTS;
+  }
+
+  // The slot that holds the name, or the free one where it would go.
+  constexpr std::size_t SlotOf(std::string_view name) const {
+    std::size_t slot = FirstSlot(name);
+    while (m_Rows[slot] != Count && m_Names[m_Rows[slot]] != name) slot = (slot + 1) % SLOTS;
+    return slot;
+  }
+
+  std::array<std::string_view, Count> m_Names{};
+  std::array<std::size_t, SLOTS> m_Rows{};
+};
+
+// Takes the keys in the order of the table, whatever their order in the section. Of two members
+// with one name the first counts.
+template <const auto& Keys, class Record>
+void TakeKeys(const char* function, const rapidjson::Value& section, Record& record) {
+  constexpr std::size_t count = Keys.size();
+  static constexpr CKeyIndex<count> index(Keys);
+  std::array<const rapidjson::Value*, count> found{};
+  for (const auto& member : section.GetObject()) {
+    const std::size_t row = index.RowOf(NameOf(member));
+    if (row < count && found[row] == nullptr) found[row] = &member.value;
+  }
+  for (std::size_t row = 0; row < count; ++row) {
+    if (found[row] != nullptr) Keys[row].m_Take(function, Keys[row].m_Name, *found[row], record);
+  }
 }
 
 // Reads every section whose name fits; of two with the same key the later counts.
-void ReadLogSections(const rapidjson::Value& root, const auto& names, const auto& keys,
-                     CCmdEmuGetlog& log) {
+template <const auto& Keys>
+void ReadLogSections(const rapidjson::Value& root, const auto& names, CCmdEmuGetlog& log) {
   ForEachObjectIn(root, [&](std::string_view name, const rapidjson::Value& section) {
-    if (BeginsWithAnyOf(name, names)) TakeKeys("GetLogPageInformation", keys, section, log);
+    if (BeginsWithAnyOf(name, names)) TakeKeys<Keys>("GetLogPageInformation", section, log);
   });
 }
 
@@ -325,7 +373,7 @@ bool IsServedModel(const std::string& model) {
 
 CCmdEmuAdapter ReadDrive(const rapidjson::Value& section, std::size_t number) {
   CCmdEmuAdapter drive;
-  TakeKeys("GetAdaptersInfo", INVENTORY_KEYS, section, drive);
+  TakeKeys<INVENTORY_KEYS>("GetAdaptersInfo", section, drive);
   drive.AdapterNumber = number;
   if (drive.NativeMaxLBA != 0) drive.PhysicalSize = drive.NativeMaxLBA * drive.SectorSize;
   return drive;
@@ -337,35 +385,42 @@ CCmdEmuAdapter ReadDrive(const rapidjson::Value& section, std::size_t number) {
 constexpr std::size_t MAX_OUTPUT = std::size_t{64} << 20U;
 constexpr int MAX_DEPTH = 256;
 
-// The position of the quotation mark that ends the string that begins at one; the size of the text
-// when nothing ends it.
-std::size_t EndOfString(const std::string& text, std::size_t begin) {
-  for (std::size_t end = text.find('"', begin + 1); end != std::string::npos;
-       end = text.find('"', end + 1)) {
-    // A mark behind an odd number of backslashes is a character of the string.
-    std::size_t before = end;
-    while (text[before - 1] == '\\') --before;
-    if ((end - before) % 2 == 0) return end;
-  }
-  return text.size();
-}
+// A document that ends the parse where arrays and objects lie deeper in each other than the limit,
+// before the parser, which calls itself, runs out of stack.
+class CGuardedDocument : public rapidjson::Document {
+ public:
+  using rapidjson::Document::GenericDocument;
 
-// Whether arrays and objects lie deeper in each other than the limit. Brackets in strings do not
-// count. Text that is no JSON may give either answer: the parser refuses it anyway.
-bool NestsTooDeeply(const std::string& text) {
-  int depth = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i];
-    if (c == '"') {
-      i = EndOfString(text, i);
-    } else if (c == '[' || c == '{') {
-      if (++depth > MAX_DEPTH) return true;
-    } else if (c == ']' || c == '}') {
-      --depth;
-    }
+  // Parses the text, also behind a byte order mark; false when it is no JSON or nests too deeply.
+  bool Fill(const std::string& text) {
+    constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+    rapidjson::StringStream stream(
+        text.c_str() + (text.starts_with(BYTE_ORDER_MARK) ? BYTE_ORDER_MARK.size() : 0));
+    rapidjson::Reader reader;
+    bool read = false;
+    auto parse = [&](rapidjson::Document&) {
+      read = !reader.Parse(stream, *this).IsError();
+      return read;
+    };
+    Populate(parse);
+    return read;
   }
-  return false;
-}
+
+  // What the parser calls.
+  bool StartObject() { return ++m_Depth <= MAX_DEPTH && rapidjson::Document::StartObject(); }
+  bool StartArray() { return ++m_Depth <= MAX_DEPTH && rapidjson::Document::StartArray(); }
+  bool EndObject(rapidjson::SizeType members) {
+    --m_Depth;
+    return rapidjson::Document::EndObject(members);
+  }
+  bool EndArray(rapidjson::SizeType elements) {
+    --m_Depth;
+    return rapidjson::Document::EndArray(elements);
+  }
+
+ private:
+  int m_Depth = 0;
+};
 
 }  // namespace
 
@@ -373,11 +428,9 @@ bool NestsTooDeeply(const std::string& text) {
 
 bool ParseToolOutput(const std::string& text, rapidjson::Document& document) {
   document.SetNull();
-  if (text.size() > MAX_OUTPUT || NestsTooDeeply(text)) return false;
   // Parsed aside, in the caller's memory: a failed parse leaves nothing in the caller's document.
-  rapidjson::Document parsed(&document.GetAllocator());
-  parsed.Parse(text.c_str(), text.size());
-  if (parsed.HasParseError()) return false;
+  CGuardedDocument parsed(&document.GetAllocator());
+  if (text.size() > MAX_OUTPUT || !parsed.Fill(text)) return false;
   document.rapidjson::Value::Swap(parsed);
   return true;
 }
@@ -394,11 +447,11 @@ void ReadInventory(const rapidjson::Value& root, std::vector<CCmdEmuAdapter>& dr
 }
 
 void ReadHealthLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
-  ReadLogSections(root, HEALTH_SECTIONS, HEALTH_KEYS, log);
+  ReadLogSections<HEALTH_KEYS>(root, HEALTH_SECTIONS, log);
 }
 
 void ReadTemperatureLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
-  ReadLogSections(root, TEMPERATURE_SECTIONS, TEMPERATURE_KEYS, log);
+  ReadLogSections<TEMPERATURE_KEYS>(root, TEMPERATURE_SECTIONS, log);
 }
 
 void ReadAttributeLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
@@ -415,7 +468,7 @@ void ReadAttributeLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
 }
 
 void ReadCapacityLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
-  ReadLogSections(root, ANY_SECTION, CAPACITY_KEYS, log);
+  ReadLogSections<CAPACITY_KEYS>(root, ANY_SECTION, log);
 }
 
 void AddTemperatureWarnings(CCmdEmuGetlog& log) {
