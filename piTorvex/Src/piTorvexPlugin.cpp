@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <limits>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -283,6 +284,26 @@ class CSerialIndex {
 
  private:
   std::unordered_map<std::string_view, std::size_t> m_Positions;
+};
+
+// The same for a list without duplicates. As a rule two scans report the same drives in the same
+// order: where an object is expected is looked at first, and the index is made when that fails.
+template <class Object>
+class CSerialLookup {
+ public:
+  explicit CSerialLookup(const std::vector<Object>& objects) : m_Objects(objects) {}
+
+  std::size_t Find(const std::string& serialNumber, std::size_t expected) {
+    if (expected < m_Objects.size() && m_Objects[expected].SerialNumber == serialNumber) {
+      return expected;
+    }
+    if (!m_Index.has_value()) m_Index.emplace(m_Objects);
+    return m_Index->Find(serialNumber);
+  }
+
+ private:
+  const std::vector<Object>& m_Objects;
+  std::optional<CSerialIndex> m_Index;
 };
 
 // --- Scan: from tool records to objects. Traces stand under the name of the scan.
@@ -1184,19 +1205,19 @@ struct IPLUGINAPI_IMPL::CMerge {
          std::vector<CTorvexAdapter>& newAdapters, std::vector<CTorvexPhysicalDrive>& newDrives)
       : m_NewAdapters(newAdapters),
         m_NewDrives(newDrives),
-        m_PublishedAdapterIndex(publishedAdapters),
-        m_PublishedDriveIndex(publishedDrives),
-        m_NewAdapterIndex(newAdapters),
-        m_NewDriveIndex(newDrives),
+        m_AdapterLookup(publishedAdapters),
+        m_DriveLookup(publishedDrives),
+        m_NewAdapterLookup(newAdapters),
+        m_NewDriveLookup(newDrives),
         m_Successors(publishedAdapters.size(), CSerialIndex::NONE),
         m_IsRemoved(publishedAdapters.size(), false) {}
 
   std::vector<CTorvexAdapter>& m_NewAdapters;
   std::vector<CTorvexPhysicalDrive>& m_NewDrives;
-  CSerialIndex m_PublishedAdapterIndex;
-  CSerialIndex m_PublishedDriveIndex;
-  CSerialIndex m_NewAdapterIndex;
-  CSerialIndex m_NewDriveIndex;
+  CSerialLookup<CTorvexAdapter> m_AdapterLookup;  // of the published adapters
+  CSerialLookup<CTorvexPhysicalDrive> m_DriveLookup;
+  CSerialLookup<CTorvexAdapter> m_NewAdapterLookup;
+  CSerialLookup<CTorvexPhysicalDrive> m_NewDriveLookup;
   std::vector<std::size_t> m_Successors;  // by published adapter: the new one that replaces it
   std::vector<bool> m_IsRemoved;          // by published adapter
   std::vector<std::size_t> m_Added;       // new adapters
@@ -1232,13 +1253,13 @@ unsigned long IPLUGINAPI_IMPL::UpdateSystem(std::vector<CTorvexAdapter>& newAdap
 void IPLUGINAPI_IMPL::CompareAdapters(CMerge& merge) {
   for (std::size_t i = 0; i < merge.m_NewAdapters.size(); ++i) {
     CTorvexAdapter& newer = merge.m_NewAdapters[i];
-    const std::size_t position = merge.m_PublishedAdapterIndex.Find(newer.SerialNumber);
+    const std::size_t position = merge.m_AdapterLookup.Find(newer.SerialNumber, i);
     if (position == CSerialIndex::NONE) {
       ++m_Plugin.m_ReadCounter;
       merge.m_Events.push_back(MakeAdapterEvent(ADAPTER_ADDED, newer));
       merge.m_Added.push_back(i);
       newer.RowIsMissing = true;
-      const std::size_t drive = merge.m_NewDriveIndex.Find(newer.SerialNumber);
+      const std::size_t drive = merge.m_NewDriveLookup.Find(newer.SerialNumber, i);
       if (drive != CSerialIndex::NONE) {
         merge.m_NewDrives[drive].ParentAdapterNumber = newer.GlobalAdapterNumber;
         merge.m_NewDrives[drive].RowIsMissing = true;
@@ -1261,7 +1282,9 @@ void IPLUGINAPI_IMPL::CompareAdapters(CMerge& merge) {
 
 void IPLUGINAPI_IMPL::FindRemovedAdapters(CMerge& merge) {
   for (std::size_t i = 0; i < m_Adapters.size(); ++i) {
-    if (merge.m_NewAdapterIndex.Find(m_Adapters[i].SerialNumber) != CSerialIndex::NONE) continue;
+    if (merge.m_NewAdapterLookup.Find(m_Adapters[i].SerialNumber, i) != CSerialIndex::NONE) {
+      continue;
+    }
     ++m_Plugin.m_ReadCounter;
     merge.m_Events.push_back(MakeAdapterEvent(ADAPTER_REMOVED, m_Adapters[i]));
     merge.m_IsRemoved[i] = true;
@@ -1271,15 +1294,16 @@ void IPLUGINAPI_IMPL::FindRemovedAdapters(CMerge& merge) {
 }
 
 void IPLUGINAPI_IMPL::CompareDrives(CMerge& merge) {
-  for (CTorvexPhysicalDrive& newer : merge.m_NewDrives) {
-    const std::size_t position = merge.m_PublishedDriveIndex.Find(newer.SerialNumber);
+  for (std::size_t i = 0; i < merge.m_NewDrives.size(); ++i) {
+    CTorvexPhysicalDrive& newer = merge.m_NewDrives[i];
+    const std::size_t position = merge.m_DriveLookup.Find(newer.SerialNumber, i);
     if (position == CSerialIndex::NONE) continue;
     CTorvexPhysicalDrive& published = m_PhysicalDrives[position];
     const bool isAdded = newer.RowIsMissing;  // its adapter is
     CarryLinks(published, newer);
     const bool isChanged = !published.SameAs(newer);
     if (isChanged) {
-      const std::size_t owner = merge.m_NewAdapterIndex.Find(published.SerialNumber);
+      const std::size_t owner = merge.m_NewAdapterLookup.Find(published.SerialNumber, i);
       if (owner != CSerialIndex::NONE) {
         published.Update(newer, merge.m_NewAdapters[owner], merge.m_Events);
       }
@@ -1409,10 +1433,11 @@ void IPLUGINAPI_IMPL::WriteMergedRows(CMerge& merge) {
   for (CTorvexPhysicalDrive& drive : m_PhysicalDrives) {
     if (drive.RowIsStale && !drive.RowIsMissing) UpdateRow(drive);
   }
-  const CSerialIndex driveIndex(m_PhysicalDrives);
-  for (CTorvexAdapter& adapter : m_Adapters) {
+  CSerialLookup drives(m_PhysicalDrives);
+  for (std::size_t i = 0; i < m_Adapters.size(); ++i) {
+    CTorvexAdapter& adapter = m_Adapters[i];
     if (adapter.RowIsMissing && !IsDeletePending(adapter.AdapterNumber)) InsertRow(adapter);
-    const std::size_t drive = driveIndex.Find(adapter.SerialNumber);
+    const std::size_t drive = drives.Find(adapter.SerialNumber, i);
     if (drive != CSerialIndex::NONE && m_PhysicalDrives[drive].RowIsMissing) {
       InsertDriveRow(m_PhysicalDrives[drive]);
     }

@@ -279,6 +279,23 @@ TEST_F(UpdateTest, WithOneGoneAndOneNew_TellsAndWritesInOrder) {
                                              "INSERT PD", "UPDATE Plugin"));
 }
 
+TEST_F(UpdateTest, InAnotherOrder_MatchesBySerialNumber) {
+  Store();
+  std::swap(adapters[0], adapters[1]);
+  EXPECT_EQ(Update(), 20000UL);
+  std::swap(drives[0], drives[1]);
+  drives[0].SectorSize = 4096;    // B's
+  adapters[1].StatusBits = 0x04;  // A's
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11088U, 10985U));
+  EXPECT_EQ(plugin.m_Events[0].m_ObjectID, 2001UL);
+  EXPECT_EQ(plugin.m_Events[1].m_ObjectID, 3002UL);
+  EXPECT_EQ(plugin.m_Events[1].m_PlaceHolder1, "Adapter B");
+  EXPECT_THAT(Serials(), ElementsAre("A", "B"));
+  EXPECT_EQ(plugin.m_Adapters[0].StatusBits, 0x04U);
+  EXPECT_EQ(database.Column("PD", "SectorSize"), (std::vector<std::string>{"512", "4096"}));
+}
+
 TEST_F(UpdateTest, WithTheEventsLockHeld_Works) {
   plugin.m_EventsLock.Wait(TLX::Threading::WAIT_INFINITE);
   adapters[0].StatusBits = 1;
