@@ -2,8 +2,10 @@
 #include "CmdEmu_fixtures.h"
 #include "support/Scale.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
+#include <functional>
 #include <locale>
 #include <random>
 #include <string>
@@ -51,6 +53,92 @@ CCmdEmuGetlog Log(Reader reader, const std::string& text, CCmdEmuGetlog log = {}
 
 CCmdEmuGetlog Health(const std::string& members, CCmdEmuGetlog log = {}) {
   return Log(ReadHealthLog, R"({"SMART and Health Information X":{)" + members + "}}", log);
+}
+
+// A key, a value that it takes, and how that value is traced.
+struct KeyCase {
+  const char* name;
+  const char* value;
+  const char* traced;
+};
+
+std::string MembersOf(const std::vector<KeyCase>& keys) {
+  std::string members;
+  for (const KeyCase& key : keys) {
+    members += std::string(members.empty() ? "" : ",") + '"' + key.name + "\":" + key.value;
+  }
+  return members;
+}
+
+std::vector<std::string> TracesOf(const std::vector<KeyCase>& keys) {
+  std::vector<std::string> traces;
+  for (const KeyCase& key : keys) {
+    traces.push_back("Name: " + std::string(key.name) + ", Value: (" + key.traced + ")");
+  }
+  return traces;
+}
+
+// Whatever the order in which the tool prints the keys, they are taken in the given one.
+void ExpectTakenInOrder(const std::vector<KeyCase>& keys,
+                        const std::function<void(const std::string& members)>& read) {
+  std::vector<KeyCase> printed = keys;
+  std::mt19937 random(7);
+  for (int round = 0; round < 8; ++round) {
+    vxtest::TraceRecorder trace;
+    read(MembersOf(printed));
+    EXPECT_EQ(trace.Texts(), TracesOf(keys));
+    if (round == 0) {
+      std::reverse(printed.begin(), printed.end());
+    } else {
+      std::shuffle(printed.begin(), printed.end(), random);
+    }
+  }
+}
+
+// The kind of JSON value that a key takes: i(nteger), u(nsigned), q: unsigned with 64 bits,
+// b(oolean), t(ext).
+struct KindCase {
+  const char* name;
+  char kind;
+};
+
+// Offers every key each kind of value; only that of its own is taken.
+void ExpectKinds(const std::vector<KindCase>& keys,
+                 const std::function<void(const std::string& members)>& read) {
+  struct Value {
+    const char* text;
+    const char* kinds;  // that take it
+  };
+  const std::vector<Value> values = {{"-2", "i"},
+                                     {"7", "iuq"},
+                                     {"2147483647", "iuq"},
+                                     {"2147483648", "uq"},
+                                     {"4294967295", "uq"},
+                                     {"4294967296", "q"},
+                                     {"18446744073709551615", "q"},
+                                     {"18446744073709551616", ""},
+                                     {"1.0", ""},
+                                     {"1e3", ""},
+                                     {"true", "b"},
+                                     {"false", "b"},
+                                     {"\"1\"", "t"},
+                                     {"null", ""},
+                                     {"{}", ""},
+                                     {"[]", ""}};
+  for (const KindCase& key : keys) {
+    const std::string name = key.name;
+    const std::string begin = "Name: " + name + ", Value: (";
+    for (const Value& value : values) {
+      vxtest::TraceRecorder trace(2);
+      read('"' + name + "\":" + value.text);
+      const std::vector<std::string> texts = trace.Texts();
+      const auto lines = std::count_if(texts.begin(), texts.end(), [&](const std::string& text) {
+        return text.starts_with(begin);
+      });
+      const bool takes = std::string(value.kinds).find(key.kind) != std::string::npos;
+      EXPECT_EQ(lines, takes ? 1 : 0) << name << ": " << value.text;
+    }
+  }
 }
 
 unsigned int BitsAt(int temperature, int offset, unsigned int before = 0) {
@@ -191,15 +279,84 @@ TEST(CmdEmuInventory, EveryKey_FillsItsMember) {
   EXPECT_EQ(drive.PhysicalSize, 2000UL * 4096UL);
 }
 
+TEST(CmdEmuInventory, Keys_AreTakenInOneOrderWhateverTheToolsIs) {
+  ExpectTakenInOrder({{"Index", "3", "3"},
+                      {"Bootloader", "\"bl\"", "bl"},
+                      {"ControllerDescription", "\"cd\"", "cd"},
+                      {"ControllerIDEMode", "true", "true"},
+                      {"ControllerManufacturer", "\"cm\"", "cm"},
+                      {"ControllerService", "\"cs\"", "cs"},
+                      {"DevicePath", "\"/dev/nvme0\"", "/dev/nvme0"},
+                      {"DeviceStatus", "\"ds\"", "ds"},
+                      {"DriverDescription", "\"dd\"", "dd"},
+                      {"DriverMajorVersion", "1", "1"},
+                      {"DriverManufacturer", "\"dm\"", "dm"},
+                      {"DriverMinorVersion", "2", "2"},
+                      {"ErrorString", "\"es\"", "es"},
+                      {"Firmware", "\"fw\"", "fw"},
+                      {"LBAFormat", "-4", "-4"},
+                      {"ProductFamily", "\"pf\"", "pf"},
+                      {"MaximumLBA", "5", "5"},
+                      {"ModelNumber", "\"INTEL SSDPE2\"", "INTEL SSDPE2"},
+                      {"NativeMaxLBA", "6", "6"},
+                      {"NumLBAFormats", "7", "7"},
+                      {"NVMePowerState", "8", "8"},
+                      {"PowerGovernorMode", "\"pg\"", "pg"},
+                      {"SectorSize", "9", "9"},
+                      {"SerialNumber", "\"sn\"", "sn"},
+                      {"TempThreshold", "10", "10"},
+                      {"PhysicalSize", "11", "11"}},
+                     [](const std::string& members) {
+                       EXPECT_EQ(Accepted(R"({"Intel SSD":{)" + members + "}}"), 1U);
+                     });
+}
+
+TEST(CmdEmuInventory, Keys_TakeTheirKindOfValueAlone) {
+  ExpectKinds({{"Index", 'i'},
+               {"Bootloader", 't'},
+               {"ControllerDescription", 't'},
+               {"ControllerIDEMode", 'b'},
+               {"ControllerManufacturer", 't'},
+               {"ControllerService", 't'},
+               {"DevicePath", 't'},
+               {"DeviceStatus", 't'},
+               {"DriverDescription", 't'},
+               {"DriverMajorVersion", 'i'},
+               {"DriverManufacturer", 't'},
+               {"DriverMinorVersion", 'i'},
+               {"ErrorString", 't'},
+               {"Firmware", 't'},
+               {"LBAFormat", 'i'},
+               {"ProductFamily", 't'},
+               {"MaximumLBA", 'q'},
+               {"ModelNumber", 't'},
+               {"NativeMaxLBA", 'q'},
+               {"NumLBAFormats", 'u'},
+               {"NVMePowerState", 'u'},
+               {"PowerGovernorMode", 't'},
+               {"SectorSize", 'u'},
+               {"SerialNumber", 't'},
+               {"TempThreshold", 'u'},
+               {"PhysicalSize", 'q'}},
+              [](const std::string& members) { Inventory(R"({"Intel SSD":{)" + members + "}}"); });
+}
+
 TEST(CmdEmuInventory, MissingKeys_LeaveTheDefaults) {
   const CCmdEmuAdapter drive = OneDrive("");
   const CCmdEmuAdapter fresh;
-  EXPECT_EQ(drive.Bootloader, "");
+  for (const std::string* text :
+       {&drive.Bootloader, &drive.ControllerDescription, &drive.ControllerManufacturer,
+        &drive.ControllerService, &drive.DevicePath, &drive.DeviceStatus, &drive.DriverDescription,
+        &drive.DriverMajorVersion, &drive.DriverManufacturer, &drive.DriverMinorVersion,
+        &drive.ErrorString, &drive.Firmware, &drive.ProductFamily, &drive.PowerGovernorMode,
+        &drive.SerialNumber}) {
+    EXPECT_EQ(*text, "");
+  }
   EXPECT_FALSE(drive.ControllerIDEMode);
-  EXPECT_EQ(drive.DriverMajorVersion, "");
   EXPECT_EQ(drive.LBAFormat, 0);
-  EXPECT_EQ(drive.MaximumLBA, 0U);
-  EXPECT_EQ(drive.PhysicalSize, 0U);
+  EXPECT_EQ(drive.MaximumLBA | drive.NativeMaxLBA | drive.PhysicalSize, 0U);
+  EXPECT_EQ(drive.NumLBAFormats | drive.NVMePowerState | drive.SectorSize | drive.TempThreshold,
+            0U);
   EXPECT_EQ(drive.Health.AvailableSpare, 100);
   EXPECT_EQ(drive.Spare1 + drive.Spare2 + drive.Spare3 + drive.Spare4, "");
   EXPECT_EQ(fresh.Index, -1);
@@ -278,6 +435,8 @@ TEST(CmdEmuInventory, DuplicateSectionsAreTwoDrives_OfDuplicateKeysTheFirstCount
   ASSERT_EQ(drives.size(), 2U);
   EXPECT_EQ(drives[0].Index, 1);
   EXPECT_EQ(drives[1].AdapterNumber, 2U);
+  // Also when the first is of a kind that is not taken.
+  EXPECT_EQ(Accepted(R"({"Intel SSD":{"Index":"1","Index":2,"ModelNumber":"INTEL SSDPE2"}})"), 0U);
 }
 
 TEST(CmdEmuInventory, DriverVersions_AreOneCharacterWithTheLow8BitsAsCode) {
@@ -392,6 +551,53 @@ TEST(CmdEmuHealthLog, EveryKey_FillsItsMember) {
   EXPECT_EQ(log.MediaErrors, 0U);
   EXPECT_FALSE(log.Unused1 || log.Unused2 || log.Unused3 || log.Unused4 || log.Unused5 ||
                log.Unused6 || log.Unused7);
+}
+
+TEST(CmdEmuHealthLog, Keys_AreTakenInOneOrderWhateverTheToolsIs) {
+  ExpectTakenInOrder(
+      {{"Critical Warnings", "1", "1"},
+       {"Available Spare Space has fallen below the threshold", "true", "true"},
+       {"Device reliability has degraded", "false", "false"},
+       {"Media is in a read-only mode", "true", "true"},
+       {"Volatile memory backup device has failed", "false", "false"},
+       {"Available Spare Normalized percentage of the remaining spare capacity available", "2",
+        "2"},
+       {"Available Spare Threshold Percentage", "3", "3"},
+       {"Percentage Used", "4", "4"},
+       {"Data Units Read", "\"A\"", "10"},
+       {"Data Units Written", "\"B\"", "11"},
+       {"Power On Hours", "\"C\"", "12"},
+       {"Media Errors", "\"D\"", "13"}},
+      [](const std::string& members) { Health(members); });
+}
+
+TEST(CmdEmuLogs, Keys_TakeTheirKindOfValueAlone) {
+  ExpectKinds(
+      {{"Critical Warnings", 'i'},
+       {"Available Spare Space has fallen below the threshold", 'b'},
+       {"Device reliability has degraded", 'b'},
+       {"Media is in a read-only mode", 'b'},
+       {"Volatile memory backup device has failed", 'b'},
+       {"Available Spare Normalized percentage of the remaining spare capacity available", 'i'},
+       {"Available Spare Threshold Percentage", 'i'},
+       {"Percentage Used", 'i'},
+       {"Data Units Read", 't'},
+       {"Data Units Written", 't'},
+       {"Power On Hours", 't'},
+       {"Media Errors", 't'}},
+      [](const std::string& members) { Health(members); });
+  ExpectKinds({{"Current Temperature", 'i'}, {"Estimated offset in Celsius", 'i'}},
+              [](const std::string& members) {
+                Log(ReadTemperatureLog, R"({"Temp Statistics":{)" + members + "}}");
+              });
+  ExpectKinds({{"PhysicalSize", 'q'}}, [](const std::string& members) {
+    Log(ReadCapacityLog, R"({"x":{)" + members + "}}");
+  });
+  for (const std::string attribute : {"EA", "AD"}) {
+    ExpectKinds({{"Normalized", 'q'}}, [&attribute](const std::string& members) {
+      Log(ReadAttributeLog, R"({"SMART Attributes":{")" + attribute + R"(":{)" + members + "}}}");
+    });
+  }
 }
 
 TEST(CmdEmuHealthLog, FreshRecord_HasTheDefaults) {
@@ -525,9 +731,19 @@ TEST(CmdEmuTemperature, BothKeys_AreReadFromEveryMatchingSection) {
     EXPECT_EQ(log.CurrentTemperature, 35) << name;
     EXPECT_EQ(log.TemperatureOffset, -2) << name;
   }
-  EXPECT_EQ(Log(ReadTemperatureLog, R"({"Temp Statistic":{"Current Temperature":35}})")
-                .CurrentTemperature,
-            10);
+  for (const std::string name :
+       {"Temp Statistic", "NVMeLog19", "NVMeLog Temp Statistic", "NVMeLog2", "Statistics", ""}) {
+    EXPECT_EQ(Log(ReadTemperatureLog, "{\"" + name + R"(":{"Current Temperature":35}})")
+                  .CurrentTemperature,
+              10)
+        << name;
+  }
+  const CCmdEmuGetlog log =
+      Log(ReadTemperatureLog,
+          R"({"NVMeLog197":{"Current Temperature":1,"Estimated offset in Celsius":2},)"
+          R"("Temp Statistics":{"Current Temperature":3}})");
+  EXPECT_EQ(log.CurrentTemperature, 3);
+  EXPECT_EQ(log.TemperatureOffset, 2);
 }
 
 TEST(CmdEmuTemperature, Bits_FollowTheTemperatureWithoutTheOffset) {
@@ -566,6 +782,15 @@ TEST(CmdEmuAttributes, NamesAreWholeAndWithoutCase) {
         R"("EA":{"normalized":1})", R"("EA":{})", R"("EA":[1])"}) {
     EXPECT_EQ(read(attribute).NormalizedEA, 100U) << attribute;
   }
+  for (const char* attribute : {R"("ADX":{"Normalized":1})", R"("A":{"Normalized":1})",
+                                R"("AD":{"Normalized":"1"})", R"("AD":5)"}) {
+    EXPECT_EQ(read(attribute).NormalizedAD, 0U) << attribute;
+  }
+  const CCmdEmuGetlog twice = Log(
+      ReadAttributeLog, R"({"SMART Attributes A":{"EA":{"Normalized":1},"AD":{"Normalized":2}},)"
+                        R"("SMART Attributes B":{"ea":{"Normalized":3}}})");
+  EXPECT_EQ(twice.NormalizedEA, 3U);
+  EXPECT_EQ(twice.NormalizedAD, 2U);
   EXPECT_EQ(Log(ReadAttributeLog, R"({"SMART Attribute":{"EA":{"Normalized":1}}})").NormalizedEA,
             100U);
   EXPECT_EQ(Log(ReadAttributeLog, R"({"smart attributes":{"EA":{"Normalized":1}}})").NormalizedEA,
@@ -615,9 +840,18 @@ struct Grouping : std::numpunct<char> {
   std::string do_grouping() const override { return "\3"; }
 };
 
+// Has one capital letter more than others.
+struct OddCapital : std::ctype<char> {
+  char do_toupper(char c) const override {
+    return c == '~' ? 'I' : std::ctype<char>::do_toupper(c);
+  }
+};
+
 class GlobalLocale {
  public:
-  GlobalLocale() : old_(std::locale::global(std::locale(std::locale::classic(), new Grouping))) {}
+  template <class Facet>
+  explicit GlobalLocale(Facet* facet)
+      : old_(std::locale::global(std::locale(std::locale::classic(), facet))) {}
   ~GlobalLocale() { std::locale::global(old_); }
   GlobalLocale(const GlobalLocale&) = delete;
   GlobalLocale& operator=(const GlobalLocale&) = delete;
@@ -629,7 +863,7 @@ class GlobalLocale {
 }  // namespace
 
 TEST(CmdEmuLocale, GroupingOfTheHost_ChangesNeitherReadingNorCommandLines) {
-  const GlobalLocale locale;
+  const GlobalLocale locale(new Grouping);
   EXPECT_THROW(HexadecimalToNumber("1,000"), boost::bad_optional_access);
   EXPECT_EQ(HexadecimalToNumber("123456"), 0x123456U);
   EXPECT_EQ(OneDrive(R"("MaximumLBA":1234567)").MaximumLBA, 1234567U);
@@ -640,6 +874,21 @@ TEST(CmdEmuLocale, GroupingOfTheHost_ChangesNeitherReadingNorCommandLines) {
   const std::vector<std::string> expected = {"delete -f -torvex 1234567 2>&1",
                                              "delete -f -torvex 1000N=50000GB"};
   EXPECT_EQ(runner.calls, expected);
+}
+
+TEST(CmdEmuLocale, CapitalsOfSectionNames_AreTheHosts) {
+  const auto read = [] {
+    rapidjson::Document document;
+    EXPECT_TRUE(ParseToolOutput(R"({"Vers~on Information":{"Version":"3"}})", document));
+    std::string version;
+    ReadVersion(document, version);
+    return version;
+  };
+  EXPECT_EQ(Accepted(Drive("", "~ntel SSD")), 0U);
+  EXPECT_EQ(read(), "");
+  const GlobalLocale locale(new OddCapital);
+  EXPECT_EQ(Accepted(Drive("", "~ntel SSD")), 1U);
+  EXPECT_EQ(read(), "3");
 }
 
 // --- Arbitrary input

@@ -67,6 +67,19 @@ TEST_F(CmdEmuRunning, Inventory_EveryRunReplacesTheListCompletely) {
   EXPECT_EQ(plugin.m_ToolRecords[0].AdapterNumber, 1U);
 }
 
+// What a record holds of the health of its drive is gone with it, and the inventory asks for none.
+TEST_F(CmdEmuRunning, Inventory_StartsTheHealthOfEveryRecordAnew) {
+  runner.answers[INVENTORY].output = ONE_DRIVE;
+  plugin.GetAdaptersInfo();
+  plugin.m_ToolRecords.at(0).Health.CriticalWarnings = 0x280;
+  plugin.m_ToolRecords.at(0).Health.NormalizedAD = 100;
+  plugin.GetAdaptersInfo();
+  EXPECT_EQ(plugin.m_ToolRecords.at(0).Health.CriticalWarnings, 0U);
+  EXPECT_EQ(plugin.m_ToolRecords.at(0).Health.NormalizedAD, 0U);
+  EXPECT_EQ(plugin.m_ToolRecords.at(0).Health.ToolIndex, -1);
+  EXPECT_EQ(runner.calls, (Strings{INVENTORY, INVENTORY}));
+}
+
 TEST_F(CmdEmuRunning, Inventory_WithoutAnAcceptedDrive_Is20001AndEmpty) {
   plugin.m_ToolRecords.resize(2);
   for (const char* output : {"{}", "[]", "5", "null", R"({"Intel SSD":{"Index":0}})"}) {
@@ -297,6 +310,30 @@ TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
   }
 }
 
+// --- All commands
+// -----------------------------------------------------------------------------------------------
+
+TEST_F(CmdEmuRunning, EveryCommand_StandsBehindThePrefix_AndIsNotRepeatedWhenItFails) {
+  const Strings commands = {INVENTORY,   VERSION,    HEALTH,
+                            TEMPERATURE, ATTRIBUTES, CAPACITY,
+                            FORMAT,      DELETE,     "delete -f -torvex 3N=5GB"};
+  for (const int result : {0, 1}) {  // does not run; prints nothing
+    for (const std::string& command : commands) runner.answers[command].result = result;
+    runner.calls.clear();
+    runner.prefixes.clear();
+    std::string version;
+    rapidjson::Document document;
+    EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U);
+    EXPECT_EQ(plugin.GetVersion(version), 20003U);
+    for (const int id : {2, 197, 202, 203}) EXPECT_EQ(plugin.GetLogPage(3, id, document), 20003U);
+    EXPECT_EQ(plugin.CmdEmu_format(3), 20003U);
+    EXPECT_EQ(plugin.CmdEmu_delete(3), 20003U);
+    EXPECT_EQ(plugin.CmdEmu_set(3, "N", 1, 5), 20003U);
+    EXPECT_EQ(runner.calls, commands);
+    EXPECT_EQ(runner.prefixes, Strings(9, "LD_PRELOAD=/h/bin/lib.so /h/bin/isdct"));
+  }
+}
+
 // --- Maintenance
 // ---------------------------------------------------------------------------------------------
 
@@ -342,6 +379,7 @@ TEST_F(CmdEmuRunning, FormatAndDelete_OfAFailedRun_TraceTheRunOnly) {
     vxtest::TraceRecorder trace;
     EXPECT_EQ((plugin.*command.run)(3), 20003U);
     ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 2"});
+    EXPECT_EQ(trace.Lines()[0].level, 2U);
     EXPECT_EQ(trace.Lines()[0].function, command.function);
   }
 }
@@ -384,6 +422,7 @@ TEST_F(CmdEmuRunning, Set_ChecksTheFirstLineForTheIndexError_AndStopsAtTheFirstS
     vxtest::TraceRecorder trace;
     EXPECT_EQ(plugin.CmdEmu_set(3, "N", 3, 5), result);
     EXPECT_EQ(trace.Texts(), texts);
+    for (const auto& line : trace.Lines()) EXPECT_EQ(line.level, 2U);
   }
 }
 
@@ -392,5 +431,6 @@ TEST_F(CmdEmuRunning, Set_OfAFailedRun_TracesTheRun) {
   vxtest::TraceRecorder trace;
   EXPECT_EQ(plugin.CmdEmu_set(3, "N", 0, 5), 20003U);
   ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 0"});
+  EXPECT_EQ(trace.Lines()[0].level, 2U);
   EXPECT_EQ(trace.Lines()[0].function, "CmdEmu_set");
 }

@@ -32,6 +32,7 @@ using frametest::Guest;
 using frametest::Machine;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Pair;
 
 constexpr unsigned long UNKNOWN_OBJECT = 0xDEAD;
 constexpr unsigned int EVERY_LEVEL = 31;
@@ -57,6 +58,14 @@ class DispatchTest : public testing::Test {
     adapter = guest.Impl().m_Adapters.front().m_ID;
     drive = guest.Impl().m_PhysicalDrives.front().m_ID;
     trace.Clear();
+  }
+
+  std::vector<std::pair<unsigned int, std::string>> LevelsAndTexts() const {
+    std::vector<std::pair<unsigned int, std::string>> lines;
+    for (const frametest::TraceLine& line : trace.Lines()) {
+      lines.emplace_back(line.level, line.text);
+    }
+    return lines;
   }
 
   FrameTrace trace;
@@ -207,6 +216,17 @@ TEST_F(DispatchTest, AnExceptionOfAHandler_StopsAtTheDoor) {
   EXPECT_EQ(guest.Call(1, 0, &ids), 0U);  // no lock was left behind
 }
 
+TEST(Dispatch, BeforeStartUp_ASettingIsStoredAndWakesNobody) {
+  Machine machine;
+  Guest guest;
+  PI::CProperty property = Named(30005);
+  property.SetValue(60, 2, 255, 1U);
+  EXPECT_EQ(guest.Call(7, 0, &property), 0U);
+  EXPECT_EQ(guest.Impl().PollInterval.load(), 60U);
+  guest.Impl().m_PrivateEvent.Init(false, false);
+  EXPECT_EQ(guest.Impl().m_PrivateEvent.Wait(0), TLX::Threading::WAIT_TIMED_OUT);
+}
+
 TEST(Dispatch, BeforeStartUp_RequestsAreAnswered) {
   Guest guest;
   EXPECT_EQ(guest.Topology().size(), 1U);
@@ -262,6 +282,59 @@ TEST_F(DispatchTest, Lookups_TellHowFarTheyWent) {
                           "GetProperty() Adapter = 2", "GetProperty() PhysicalDrives = 2"));
 }
 
+TEST_F(DispatchTest, Topology_TellsOfEveryObject) {
+  trace.SetMask(EVERY_LEVEL);
+  guest.Topology();
+  EXPECT_THAT(
+      LevelsAndTexts(),
+      ElementsAre(Pair(2, "ENTER GetTopology"), Pair(8, "Before m_DataLock.Wait (sg)"),
+                  Pair(8, "After m_DataLock.Wait (sg)"),
+                  Pair(4, "GetTopology() Adapter m_ID=0x135000000000001"),
+                  Pair(4, "GetTopology() Adapter m_ID=0x135000000000003"),
+                  Pair(4, "GetTopology() m_Adapters = 2"),
+                  Pair(4, "GetTopology() PhysicalDrive m_ID=0x135000000000002"),
+                  Pair(4, "GetTopology() PhysicalDrive m_ID=0x135000000000004"),
+                  Pair(4, "GetTopology() m_PhysicalDrives = 2"), Pair(2, "LEAVE GetTopology")));
+}
+
+// The release is written without a blank here.
+TEST_F(DispatchTest, EventFetch_TellsOfItsLock) {
+  trace.SetMask(EVERY_LEVEL);
+  PI::COperation operation = OperationNamed(50002);
+  EXPECT_EQ(guest.Impl().GetEvents(guest.Impl().m_Plugin, operation), 0U);
+  EXPECT_THAT(
+      LevelsAndTexts(),
+      ElementsAre(Pair(2, "ENTER GetEvents()"), Pair(8, "Before m_EventsLock.Wait(INFINITE)"),
+                  Pair(8, "After m_EventsLock.Wait(INFINITE)"),
+                  Pair(8, "Before m_EventsLock.Release()"), Pair(8, "After m_EventsLock.Release()"),
+                  Pair(2, "LEAVE GetEvents() -> 0")));
+}
+
+TEST_F(DispatchTest, EachLevelAlone_WritesItsOwnLinesAndNoOther) {
+  const auto live = [this](unsigned int mask) {
+    PI::CProperty property = Named(30007);
+    PI::COperation operation = OperationNamed(50002);
+    std::vector<PI::COperation> operations;
+    trace.Clear();
+    trace.SetMask(mask);
+    guest.Topology();
+    guest.Call(6, drive, &property);
+    guest.Call(8, drive, &operations);
+    guest.Call(9, drive, &operation);
+    guest.Call(10, plugin, &operation);
+    return trace.Lines();
+  };
+  const std::vector<frametest::TraceLine> all = live(EVERY_LEVEL);
+  for (const unsigned int level : {2U, 4U, 8U, 16U}) {
+    std::vector<frametest::TraceLine> expected;
+    for (const frametest::TraceLine& line : all) {
+      if (line.level == level) expected.push_back(line);
+    }
+    EXPECT_THAT(expected, testing::Not(IsEmpty())) << level;
+    EXPECT_EQ(live(level), expected) << level;
+  }
+}
+
 TEST_F(DispatchTest, EveryLine_NamesItsFileAndFunction) {
   trace.SetMask(EVERY_LEVEL);
   PI::COperation operation = OperationNamed(50002);
@@ -279,6 +352,32 @@ TEST_F(DispatchTest, EveryLine_NamesItsFileAndFunction) {
                                   "piTorvex/Src/piTorvexPlugin:GetEvents",
                                   "piTorvex/Src/piTorvexPlugin:GetTopology",
                                   "piTorvex/Src/piTorvexPlugin:UpdateObjectInDatabase"));
+}
+
+// --- Topology
+
+TEST_F(DispatchTest, Topology_GivesEachObjectWithItsPropertiesAndOperations) {
+  const std::vector<PI::CObject> objects = guest.Topology();
+  ASSERT_EQ(objects.size(), 5U);
+  for (const PI::CObject& object : objects) {
+    std::vector<PI::CProperty> properties;
+    std::vector<PI::COperation> operations;
+    ASSERT_EQ(guest.Call(5, object.m_ID, &properties), 0U);
+    ASSERT_EQ(guest.Call(8, object.m_ID, &operations), 0U);
+    ASSERT_EQ(object.m_Properties.size(), properties.size());
+    for (std::size_t i = 0; i < properties.size(); ++i) {
+      EXPECT_EQ(object.m_Properties[i].m_PropertyID, properties[i].m_PropertyID);
+      EXPECT_EQ(frametest::TextOf(object, properties[i].m_PropertyID),
+                boost::get<PI::CStringData>(&properties[i].m_Value) == nullptr
+                    ? ""
+                    : boost::get<PI::CStringData>(properties[i].m_Value).m_Value);
+    }
+    ASSERT_EQ(object.m_Operations.size(), operations.size());
+    EXPECT_EQ(operations.size(), object.m_ID == plugin ? 1U : 0U);
+  }
+  // The objects themselves stay without; what the host gets are copies.
+  EXPECT_THAT(guest.Impl().m_Adapters.front().m_Properties, IsEmpty());
+  EXPECT_THAT(guest.Impl().m_Plugin.m_Operations, IsEmpty());
 }
 
 // --- The plug-in object

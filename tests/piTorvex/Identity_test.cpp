@@ -5,6 +5,13 @@
 
 #include <TLX/Misc/ModuleInfo.h>
 
+namespace NAMESPACE_piTorvex {
+namespace NLS {
+extern TLX::Language_Support::CLanguageSupport::CLngFile m_LngFile;
+}  // namespace NLS
+extern TLX::Language_Support::CLanguageSupport::ERROR_MSG_LIST ErrorMsgList;
+}  // namespace NAMESPACE_piTorvex
+
 namespace {
 
 using frametest::FrameTrace;
@@ -20,6 +27,8 @@ TEST(ModuleIdentity, Record_SaysWhoTheModuleIs) {
   EXPECT_EQ(TLX_MODULE_INFO_piTorvex.Id(), 309U);
   EXPECT_EQ(TLX_MODULE_INFO_piTorvex.Name(), "piTorvex");
   EXPECT_EQ(TLX_MODULE_INFO_piTorvex.Version(), "P:7.22.0 F:7.22.0");
+  EXPECT_EQ(TLX_MODULE_INFO_piTorvex.Messages(), &NAMESPACE_piTorvex::NLS::m_LngFile);
+  EXPECT_EQ(TLX_MODULE_INFO_piTorvex.Errors(), &NAMESPACE_piTorvex::ErrorMsgList);
 }
 
 TEST(ModuleIdentity, Messages_AreBuiltIn) {
@@ -65,6 +74,27 @@ TEST(Trace, Numbers_HaveTheWidthOfTheirType) {
   EXPECT_THAT(trace.Texts(), ElementsAre("0x135000000000001 ffffffff -1 -1 1099511627776 text"));
 }
 
+struct LineSink : TLX::Internals::ITraceSink {
+  void Write(const TLX::Internals::CTraceLine& line) override {
+    file = line.m_File;
+    lineNumber = line.m_Line;
+  }
+  std::string file;
+  unsigned int lineNumber = 0;
+};
+
+TEST(Trace, SaysWhereItWasWritten) {
+  const auto sink = std::make_shared<LineSink>();
+  TLX::Internals::SetTraceSink(sink);
+  TLX_MODULE_INFO_piTorvex.SetTraceMask(2);
+  TORVEX_TRACE(2, "text");
+  const unsigned int here = __LINE__ - 1;
+  TLX_MODULE_INFO_piTorvex.SetTraceMask(0);
+  TLX::Internals::SetTraceSink(nullptr);
+  EXPECT_EQ(sink->file, TRACE_FILE);
+  EXPECT_EQ(sink->lineNumber, here);
+}
+
 struct FailingSink : TLX::Internals::ITraceSink {
   void Write(const TLX::Internals::CTraceLine&) override { throw std::runtime_error("disk full"); }
 };
@@ -80,22 +110,34 @@ TEST(Trace, ThatCannotBeWritten_FailsNoRequest) {
   EXPECT_EQ(objects.size(), 1U);
 }
 
-TEST(AdapterName, FollowsTheSubsystemAndTheDevice) {
-  EXPECT_EQ(getAdapterName(0x3702, 0), "PACC EP P3700");
-  EXPECT_EQ(getAdapterName(0x3703, 0x0A54), "SSD PCIe3 P3700");
-  EXPECT_EQ(getAdapterName(0x3904, 0), "PACC EP P4800X");
-  EXPECT_EQ(getAdapterName(0x3905, 0x0A54), "SSD PCIe3 P4800X");
-  EXPECT_EQ(getAdapterName(0x4712, 0x0A54), "SSD PCIe3 P4600");
-  EXPECT_EQ(getAdapterName(0x4714, 0), "PACC EP P4600");
-  EXPECT_EQ(getAdapterName(0, 0), "Intel PCIe Device Adapter");
-}
+struct NameCase {
+  unsigned long subsystem;
+  const char* on0A54;
+  const char* elsewhere;
+};
 
-TEST(AdapterName, OfTheAsymmetricIds_DependsOnDevice0A54) {
-  EXPECT_EQ(getAdapterName(0x4703, 0x0A54), "SSD PCIe3 P4501");
-  EXPECT_EQ(getAdapterName(0x4703, 0x0A55), "SSD PCIe3 P4601");
-  EXPECT_EQ(getAdapterName(0x4703, 0x2701), "SSD PCIe3 P4601");
-  EXPECT_EQ(getAdapterName(0x4705, 0x0A54), "PACC EP P4501");
-  EXPECT_EQ(getAdapterName(0x4705, 0x0A55), "PACC EP P4601");
+TEST(AdapterName, FollowsTheSubsystem_AndOfTwoTheDevice0A54) {
+  const std::vector<NameCase> cases = {
+      {0x3702, "PACC EP P3700", "PACC EP P3700"},
+      {0x3703, "SSD PCIe3 P3700", "SSD PCIe3 P3700"},
+      {0x3904, "PACC EP P4800X", "PACC EP P4800X"},
+      {0x3905, "SSD PCIe3 P4800X", "SSD PCIe3 P4800X"},
+      {0x4703, "SSD PCIe3 P4501", "SSD PCIe3 P4601"},
+      {0x4705, "PACC EP P4501", "PACC EP P4601"},
+      {0x4712, "SSD PCIe3 P4600", "SSD PCIe3 P4600"},
+      {0x4714, "PACC EP P4600", "PACC EP P4600"},
+      {0, "Intel PCIe Device Adapter", "Intel PCIe Device Adapter"},
+      {0x4704, "Intel PCIe Device Adapter", "Intel PCIe Device Adapter"},
+      {0x0A54, "Intel PCIe Device Adapter", "Intel PCIe Device Adapter"},
+      {0x100004703, "Intel PCIe Device Adapter", "Intel PCIe Device Adapter"},
+  };
+  for (const NameCase& each : cases) {
+    EXPECT_EQ(getAdapterName(each.subsystem, 0x0A54), each.on0A54) << std::hex << each.subsystem;
+    for (const unsigned long device : {0UL, 0x0953UL, 0x0A53UL, 0x0A55UL, 0x2701UL}) {
+      EXPECT_EQ(getAdapterName(each.subsystem, device), each.elsewhere)
+          << std::hex << each.subsystem << " on " << device;
+    }
+  }
 }
 
 TEST(ObjectIds, CountUpBelowTheModuleId) {

@@ -155,6 +155,22 @@ struct Grouping : std::numpunct<char> {
   std::string do_grouping() const override { return "\3"; }
 };
 
+TEST(ParseNumber, TakesWholeTextsOfDigitsAlone) {
+  const auto decimal = [](const std::string& text) {
+    return NAMESPACE_piTorvex::ParseNumber(text, std::dec);
+  };
+  EXPECT_EQ(decimal("30").value(), 30UL);
+  EXPECT_EQ(decimal(" 30").value(), 30UL);
+  EXPECT_EQ(decimal("\t\n30").value(), 30UL);
+  EXPECT_EQ(decimal("+5").value(), 5UL);
+  EXPECT_EQ(decimal("010").value(), 10UL);
+  EXPECT_EQ(decimal("18446744073709551615").value(), ~0UL);
+  for (const char* text : {"", " ", "30 ", "30s", "s30", "0x10", "3.5", "1e3", "-5", " -5", "-0",
+                           "-18446744073709551615", "18446744073709551616", "1,000", "3 0"}) {
+    EXPECT_FALSE(decimal(text).has_value()) << "'" << text << "'";
+  }
+}
+
 TEST(FormatText, IgnoresTheLocaleOfTheHost) {
   const std::locale before = std::locale::global(std::locale(std::locale(), new Grouping));
   EXPECT_EQ(FormatText("%d %s %02d", 1000000UL, "x", 7), "1000000 x 07");

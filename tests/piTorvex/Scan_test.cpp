@@ -317,6 +317,29 @@ TEST_F(ScanTest, UsablePercent_HasThreeSources) {
   EXPECT_EQ(percent(1UL << 63U, 1UL << 63U, 1UL << 30U), 100UL);
 }
 
+// The largest block address counts as it is, without one more for the first.
+TEST_F(ScanTest, Sizes_AreTheLargestAddressTimesTheSectorSize) {
+  for (const auto& [maximum, mebibytes] : {std::pair{2047UL, 0UL}, std::pair{2048UL, 1UL}}) {
+    const CTorvexPhysicalDrive drive = Drive([lba = maximum](FakeDrive& each) {
+      each.sectorSize = 512;
+      each.maximumLba = each.nativeMaxLba = lba;
+      each.capacity = 0;
+    });
+    EXPECT_EQ(drive.UsableSizeMiB, mebibytes);
+    EXPECT_EQ(drive.PhysicalSizeMiB, mebibytes);
+    EXPECT_EQ(drive.UsablePercent, 100UL);
+  }
+}
+
+TEST_F(ScanTest, DriveName_OfAModelWithoutABlank_KeepsAllOfIt) {
+  NAMESPACE_piTorvex::CCmdEmuAdapter record;
+  record.ModelNumber = "SSDPE2KX";
+  record.ProductFamily = "Family";
+  plugin.m_ToolRecords = {record};
+  EXPECT_EQ(plugin.ScanSystem(adapters, drives, true), 0UL);
+  EXPECT_EQ(drives.at(0).Name, "Family, SSDPE2KX");
+}
+
 TEST_F(ScanTest, DriveName_CutsTheSeriesAndTheVendor) {
   const auto name = [this](const std::string& family, const std::string& model) {
     return Drive([&](FakeDrive& drive) { drive.family = family, drive.model = model; }).Name;

@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <TLX/Misc/Application.h>
 
@@ -127,6 +129,33 @@ TEST(Initialize, ThatSkipsEveryDrive_TakesThePluginRowBack) {
   EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin", "DELETE Plugin"));
   EXPECT_TRUE(trace.Has("ScanSystem() ret = 0 m_PhysicalDrives=0"));
   EXPECT_EQ(guest.Topology().front().m_ReadCounter, 1U);
+}
+
+// The trace counts what the tool reports, the line on standard output what the host gets.
+TEST(Initialize, ThatSkipsADrive_CountsItInTheTraceAlone) {
+  FrameTrace trace(16);
+  Machine machine;
+  machine.AddManagedDrive("MANAGED");
+  machine.AddDrive("PLAIN");
+  Guest guest;
+  CaptureStdout();
+  EXPECT_EQ(guest.Initialize(), 0U);
+  EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 1\n");
+  EXPECT_TRUE(trace.Has("Initialize, CmdEmu_getAdapterCount returned = 2"));
+  EXPECT_TRUE(trace.Has("ScanSystem() ret = 0 m_PhysicalDrives=1"));
+}
+
+// A host whose output goes through a pipe must not hold the line back until it ends.
+TEST(Initialize, TheCount_LeavesTheProcessAtOnce) {
+  Machine machine;
+  Guest guest;
+  CaptureStdout();
+  (void)guest.Initialize();
+  struct stat output {};
+  EXPECT_EQ(fstat(STDOUT_FILENO, &output), 0);
+  const std::string text = GetCapturedStdout();  // flushes
+  EXPECT_EQ(text, "piTorvex:  Initialize:  adapter count is 0\n");
+  EXPECT_EQ(static_cast<std::size_t>(output.st_size), text.size());
 }
 
 TEST(Initialize, WithTwoDrives_PublishesAndStoresThem) {

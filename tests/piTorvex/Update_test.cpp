@@ -272,11 +272,12 @@ TEST_F(UpdateTest, WithOneGoneAndOneNew_TellsAndWritesInOrder) {
   adapters[0] = MakeAdapter("C", 3);
   drives[0] = MakeDrive("C", 3);
   adapters[1].StatusBits = 0x04;
+  drives[1].SectorSize = 4096;
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11093U, 11088U, 11094U));
+  EXPECT_THAT(Events(), ElementsAre(11093U, 11088U, 11094U, 10985U));
   EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 2UL);
-  EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "UPDATE Adapter", "INSERT Adapter",
-                                             "INSERT PD", "UPDATE Plugin"));
+  EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "UPDATE Adapter", "UPDATE PD",
+                                             "INSERT Adapter", "INSERT PD", "UPDATE Plugin"));
 }
 
 TEST_F(UpdateTest, InAnotherOrder_MatchesBySerialNumber) {
@@ -367,6 +368,24 @@ TEST_F(UpdateTest, WithADatabaseThatFails_RaisesItsEventsOnce) {
   EXPECT_EQ(Update(), 0UL);
   EXPECT_EQ(Update(), 20000UL);
   EXPECT_THAT(Events(), ElementsAre(11088U));
+}
+
+// A database that fails must find the new lists and their events published.
+TEST_F(UpdateTest, ListsAndEvents_ArePublishedBeforeAnyStatement) {
+  Store();
+  adapters.erase(adapters.begin());
+  drives.erase(drives.begin());
+  adapters[0].StatusBits = 0x04;
+  std::size_t statements = 0;
+  database.FailWhen([&](const std::string&) {
+    ++statements;
+    EXPECT_THAT(Serials(), ElementsAre("B"));
+    EXPECT_EQ(plugin.m_PhysicalDrives.size(), 1U);
+    EXPECT_THAT(Events(), ElementsAre(11088U, 11094U));
+    return true;
+  });
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_GE(statements, 3U);
 }
 
 TEST_F(UpdateTest, AnUpdateThatFailed_IsSentAgainAtTheNextScan) {

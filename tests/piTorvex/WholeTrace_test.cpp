@@ -173,10 +173,13 @@ TEST_F(WholeTrace, OfALifeWithTheMaskAtZero_IsEmpty) {
   FrameTrace trace(0);
   Guest guest;
   std::size_t calls = 0;
+  testing::internal::CaptureStdout();
   Live(guest, machine, [&](std::size_t count) {
     calls += count == 1 ? 2 + 4 + 1 + 4 : 4;  // start-up and scan; log pass
     ASSERT_TRUE(Eventually([&] { return machine.tool.Calls().size() >= calls; }));
   });
+  // And the one line is all that goes to standard output.
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 1\n");
   EXPECT_THAT(trace.Texts(), testing::IsEmpty());
 }
 

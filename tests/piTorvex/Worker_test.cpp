@@ -1,6 +1,7 @@
 #include "Frame_fixtures.h"
 
 #include <atomic>
+#include <mutex>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -327,6 +328,29 @@ TEST_F(WorkerTest, LogPass_OverARecordThatFails_LeavesItAndGoesOn) {
   EXPECT_FLOAT_EQ(Plugin().m_Adapters[1].Temperature, 51.0F);
 }
 
+// By the plug-in's own clock: no earlier; how much later is the machine's business.
+TEST_F(WorkerTest, LogPass_PausesASecondAfterEachRecord_FailedOrNot) {
+  Start();
+  Change(0, [](FakeDrive& drive) { drive.healthFails = true; });
+  std::mutex mutex;
+  std::vector<unsigned long> asked;
+  machine.tool.SetHook([&](const std::string& arguments) {
+    if (arguments.find("SmartHealthInfo") == std::string::npos) return;
+    const std::lock_guard<std::mutex> guard(mutex);
+    asked.push_back(TLX::Misc::now());
+  });
+  Plugin().PollInterval = 2;
+  Plugin().m_PrivateEvent.Set();
+  EXPECT_TRUE(Eventually([&] {
+    const std::lock_guard<std::mutex> guard(mutex);
+    return asked.size() >= 4;
+  }));
+  guest->DeInitialize();
+  machine.tool.SetHook(nullptr);
+  EXPECT_GE(asked[1] - asked[0], 1000UL);         // behind the record that failed
+  EXPECT_GE(asked[2] - asked[1], 1000UL + 2000);  // behind the last one, and then the interval
+}
+
 TEST_F(WorkerTest, ACounterThatIsNoNumber_EndsNeitherPassNorScan) {
   Start();
   Change(0, [](FakeDrive& drive) { drive.temperature = 50, drive.hours = "twelve"; });
@@ -362,6 +386,8 @@ TEST(Worker, WithAManagedDriveFirst_ScansEveryTimeAndLives) {
   guest.SetAdapterIDs();
   EXPECT_TRUE(Eventually([&trace] { return trace.Count("Before ScanSystem()") >= 3; }));
   EXPECT_EQ(guest.Topology().size(), 3U);
+  EXPECT_EQ(guest.DeInitialize(), 0U);
+  EXPECT_EQ(guest.Impl().m_AdapterCount, 2UL);  // what the tool reports
 }
 
 TEST(Worker, OnShortIntervals_PassesBetweenScans) {
@@ -459,8 +485,10 @@ TEST_F(WorkerTest, StopRequest_InAScan_MergesNothing) {
     if (arguments.find("-torvex 0") != std::string::npos) Plugin().m_StopRequest.Set();
   });
   machine.tool.ClearCalls();
+  const unsigned long reads = guest->Topology().front().m_ReadCounter;
   Plugin().m_ForceWorker.Set();
   ASSERT_TRUE(Eventually([this] { return trace.Has("LEAVE Worker()"); }));
+  EXPECT_EQ(guest->Topology().front().m_ReadCounter, reads + 1);  // a scan that failed counts
   // The run in progress was the last one.
   EXPECT_EQ(machine.tool.CountCalls("-torvex 0"), 1U);
   EXPECT_EQ(machine.tool.CountCalls("-torvex 1"), 0U);
@@ -527,11 +555,14 @@ TEST_F(HangingTool, KeepsRequestsWaitingUntilItAnswers) {
       if (guest->Call(5, 0x0135000000000001UL, &properties) == 0 && !properties.empty()) ++answered;
     });
   }
+  hosts.emplace_back([this, &answered] {
+    if (guest->Topology().size() == 5) ++answered;
+  });
   std::this_thread::sleep_for(std::chrono::milliseconds(30));
   EXPECT_EQ(answered, 0);
   release = true;
   for (std::thread& host : hosts) host.join();
-  EXPECT_EQ(answered, 2);
+  EXPECT_EQ(answered, 3);
 }
 
 // --- What goes wrong

@@ -178,6 +178,15 @@ TEST(SchemaDatabase, Insert_SendsTheColumnsWithoutIdentity) {
                           std::nullopt, std::nullopt, std::nullopt, std::nullopt, std::nullopt));
 }
 
+// A condition with qualified columns would find them under the table that the statement names.
+TEST(SchemaDatabase, Aliases_AreTheNamesOfTheTables) {
+  const auto opened = OpenForWriting(DatabaseWrapper::IN_MEMORY);
+  const DatabaseORM::storage_t& storage = opened.Database->HostDatabase()->Storage();
+  EXPECT_EQ(storage.extractAlias<Adapter>(), "Adapter");
+  EXPECT_EQ(storage.extractAlias<PD>(), "PD");
+  EXPECT_EQ(storage.extractAlias<Plugin>(), "Plugin");
+}
+
 // --- refusals
 
 TEST(SchemaDatabase, Open_NewerVersion_IsRefused) {

@@ -1,5 +1,6 @@
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -11,6 +12,10 @@ namespace {
 
 using TLX::Internals::CTraceStreamBuffer;
 using TLX::Output_Streams::CFormatStream;
+
+// Closing a trace line throws nothing into the caller.
+static_assert(std::is_nothrow_destructible_v<CTraceStreamBuffer> &&
+              std::is_nothrow_destructible_v<CFormatStream>);
 
 class LineSink final : public TLX::Internals::ITraceSink {
  public:
