@@ -218,7 +218,7 @@ unsigned int IPLUGINAPI_IMPL::GetProperty(unsigned long objectId, PI::CProperty&
   ++object->m_ReadCounter;  // a read counts whatever it gave
   if (result != SUCCESS) return result;
   if (properties.empty()) return ERR_GENERAL_FAILURE;
-  property = properties.front();
+  property = std::move(properties.front());  // a copy might fail half-way
   return SUCCESS;
 }
 

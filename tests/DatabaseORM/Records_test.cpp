@@ -48,6 +48,26 @@ TEST(Records, Copy_KeepsEveryTextNumberAndList) {
   EXPECT_NE(copy, Adapter());
 }
 
+TEST(Records, CopiesOfTheOtherRecords_KeepEveryTextAndNumber) {
+  Plugin plugin;
+  plugin.ID = 1;
+  plugin.ToolVersion = "3.0.26";
+  plugin.ObjectID = 2;
+  plugin.Version = "7.22.0";
+  PD drive;
+  drive.ID = 3;
+  drive.SerialNumber = "S1";
+  drive.PhysicalSize = 4;
+  drive.Temperature = 35.5;
+  const Plugin pluginCopy = plugin;
+  PD driveCopy;
+  driveCopy = drive;
+  EXPECT_EQ(pluginCopy, plugin);
+  EXPECT_NE(pluginCopy, Plugin());
+  EXPECT_EQ(driveCopy, drive);
+  EXPECT_NE(driveCopy, PD());
+}
+
 TEST(Records, FieldMaps_AreOneInstanceEach) {
   using RaidDataModels::dbModelFieldsMap;
   using RaidDataModels::Singleton;

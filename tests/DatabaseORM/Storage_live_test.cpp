@@ -520,4 +520,18 @@ TEST_F(StorageOnDisk, DefaultPlugin_IsNullInEveryColumn) {
                           "Description=NULL, Vendor=NULL, Version=NULL WHERE ID = -2147483648"));
 }
 
+// A list has no null of its own: none is an empty text.
+TEST_F(StorageOnDisk, DefaultAdapterAndDrive_AreNullInEveryColumnButTheList) {
+  storage_->insert(Adapter());
+  storage_->insert(PD());
+  for (const char* table : {"Adapter", "PD"}) {
+    const auto rows = raw_.Rows(std::string("SELECT * FROM ") + table);
+    ASSERT_EQ(rows.size(), 1U);
+    RawSqlite::Row expected(rows[0].size(), std::nullopt);
+    expected.front() = "1";
+    if (std::string(table) == "Adapter") expected.back() = "";
+    EXPECT_EQ(rows[0], expected) << table;
+  }
+}
+
 }  // namespace

@@ -111,6 +111,31 @@ TEST(StorageText, StringFromExpression_GivesTheColumnOfEachKeyKind) {
   EXPECT_EQ(f.Storage().stringFromExpression(&Adapter::Host), "HOST");
 }
 
+// Every gap and separator, in every statement, is the host's.
+TEST(StorageText, OtherSeparators_StandInEveryStatement) {
+  AdapterFixture f;
+  const TextGuard blank(DatabaseWrapper::BLANK_SEPARATOR, "_");
+  const TextGuard middle(DatabaseWrapper::MIDDLE_SEPARATOR, "~~");
+  const TextGuard quotation(DatabaseWrapper::QUOTATION, "\"");
+  f.table->foreignKeys = true;
+  f.table->columns.resize(4);
+  f.table->columns[0]->explicitColumnList = true;
+  f.Storage().update(SampleAdapter());
+  f.Storage().insert(SampleAdapter());
+  f.Storage().remove_all<Adapter>(KeyOfOne());
+  f.Storage().get_all<Adapter>(KeyOfOne());
+  EXPECT_THAT(
+      f.dao->statements,
+      ElementsAre(
+          "PRAGMA foreign_keys = ON;_UPDATE_T_SET_ID=7~~OBJ_ID=86975767803592705~~NR=1~~"
+          "HOST=\"localhost\"_WHERE ID = 7",
+          "SELECT_MAX(ID)_FROM_T",
+          "PRAGMA foreign_keys = ON;_INSERT INTO_T(OBJ_ID~~NR~~HOST)_"
+          "VALUES(86975767803592705~~1~~\"localhost\");",
+          "PRAGMA foreign_keys = ON;_DELETE_FROM_T_WHERE ( NR = '1') AND ( HOST = 'localhost') ",
+          "SELECT_*_FROM_T_WHERE ( NR = '1') AND ( HOST = 'localhost') "));
+}
+
 // --- missing registrations
 
 TEST(StorageText, ExtractAlias_WithoutMap_FailsBeforeAnyStatement) {
@@ -129,6 +154,15 @@ TEST(StorageText, ExtractAlias_TakesTheFirstMapOfTheType) {
   second->SetAlias("second");
   storage_t storage({f.table}, {other, f.map, second}, f.dao);
   EXPECT_EQ(storage.extractAlias<Adapter>(), "A");
+}
+
+TEST(StorageText, Operations_TakeTheFirstTableOfTheType) {
+  AdapterFixture f;
+  const auto other = std::make_shared<table_t<PD>>("wrong type");
+  const auto second = std::make_shared<table_t<Adapter>>("second");
+  storage_t storage({other, f.table, second}, {f.map}, f.dao);
+  storage.max(&Adapter::ID);
+  EXPECT_THAT(f.dao->statements, ElementsAre("SELECT MAX(ID) FROM T"));
 }
 
 TEST(StorageText, Operations_WithoutMap_FailWithTheirOwnTextAndSendNothing) {
@@ -312,6 +346,25 @@ TEST(StorageText, Insert_EmptyText_IsTwoApostrophesWhateverTheQuotation) {
   f.Storage().update(adapter);
   EXPECT_THAT(f.dao->statements,
               ElementsAre("INSERT INTO T VALUES('');", "UPDATE T SET HOST=\"\" WHERE ID = \"\""));
+}
+
+TEST(StorageText, Insert_OneCharacterSeparator_CutsTheLastCharacterOfTheLastValue) {
+  AdapterFixture f;
+  const TextGuard separator(DatabaseWrapper::MIDDLE_SEPARATOR, ";");
+  f.table->columns.resize(3);
+  Adapter adapter = SampleAdapter();
+  adapter.AdapterNumber = 33;
+  f.Storage().insert(adapter);
+  EXPECT_THAT(f.dao->statements, ElementsAre("INSERT INTO T VALUES(7;86975767803592705;3);"));
+}
+
+TEST(StorageText, Insert_NullValues_AreNullEntries) {
+  AdapterFixture f;
+  Adapter adapter;
+  adapter.HealthReasons = {"NULL"};
+  f.Storage().insert(adapter);
+  EXPECT_THAT(f.dao->statements,
+              ElementsAre("INSERT INTO T VALUES(NULL, NULL, NULL, NULL, NULL, NULL);"));
 }
 
 TEST(StorageText, Insert_MaximumFails_SaysSoAroundTheCause) {

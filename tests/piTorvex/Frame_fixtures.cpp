@@ -29,7 +29,7 @@ bool Eventually(const std::function<bool()>& condition) {
 struct FrameTrace::Sink : TLX::Internals::ITraceSink {
   void Write(const TLX::Internals::CTraceLine& line) override {
     const std::lock_guard<std::mutex> guard(mutex);
-    lines.push_back({line.m_Level, line.m_File, line.m_Function, line.m_Text});
+    lines.push_back({line.m_Level, line.m_File, line.m_Function, line.m_Text, line.m_Time});
   }
   mutable std::mutex mutex;
   std::vector<TraceLine> lines;

@@ -37,6 +37,7 @@ struct TraceLine {
   std::string file;
   std::string function;
   std::string text;
+  unsigned long time = 0;
   bool operator==(const TraceLine&) const = default;
 };
 

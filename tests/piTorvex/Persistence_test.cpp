@@ -249,6 +249,61 @@ TEST_F(PersistenceText, InsertOfADrive_SendsOneInsert) {
   EXPECT_EQ(trace.Lines()[0].file, "piTorvex/Src/piTorvexPhysicalDrive");
 }
 
+TEST_F(PersistenceText, FlagOfAnInsert_ChangesNothing) {
+  const auto sent = [this](auto& object, bool flag) {
+    dao->statements.clear();
+    EXPECT_EQ(plugin.InsertObjectToDatabase(object, flag), 0U);
+    return dao->statements;
+  };
+  EXPECT_EQ(sent(drive, true), sent(drive, false));
+  EXPECT_EQ(sent(plugin.m_Plugin, true), sent(plugin.m_Plugin, false));
+}
+
+TEST_F(PersistenceText, ThePluginsRow_IsFoundByItsName) {
+  FindRows("Plugin", {"7", "9"});
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(plugin.m_Plugin), 0U);
+  EXPECT_EQ(plugin.DeleteObjectFromDatabase(plugin.m_Plugin), 0U);
+  ASSERT_EQ(dao->statements.size(), 3U);
+  EXPECT_EQ(dao->statements[0], "SELECT * FROM Plugin WHERE Name = 'Torvex-Plugin'");
+  EXPECT_TRUE(dao->statements[1].starts_with("UPDATE Plugin SET ID=7, ")) << dao->statements[1];
+  EXPECT_TRUE(dao->statements[1].ends_with(" WHERE ID = 7")) << dao->statements[1];
+  EXPECT_EQ(dao->statements[2], "DELETE FROM Plugin WHERE Name = 'Torvex-Plugin'");
+}
+
+// Where a line comes from, of each operation that traces.
+TEST_F(PersistenceText, EveryLine_NamesItsFileAndFunction) {
+  const auto expectPlaces = [this](const std::string& file, auto& object, bool isDeleted) {
+    vxtest::TraceRecorder trace;
+    plugin.InsertObjectToDatabase(object, false);
+    plugin.UpdateObjectInDatabase(object);
+    plugin.DeleteObjectFromDatabase(object);
+    Strings found;
+    for (const auto& line : trace.Lines()) {
+      EXPECT_EQ(line.level, 2U);
+      found.push_back(line.file + ":" + line.function);
+    }
+    const std::string begin = "piTorvex/Src/piTorvex" + file + ":";
+    Strings expected = {begin + "InsertObjectToDatabase", begin + "UpdateObjectInDatabase"};
+    if (isDeleted) expected.push_back(begin + "DeleteObjectFromDatabase");
+    EXPECT_EQ(found, expected);
+  };
+  for (const bool fails : {false, true}) {
+    const auto answer = [this, fails](const std::string& table) {
+      if (fails) {
+        Fail(table);
+      } else {
+        FindRows(table, {"7"});
+      }
+    };
+    answer("Adapter");
+    expectPlaces("Adapter", adapter, true);
+    answer("PD");
+    expectPlaces("PhysicalDrive", drive, false);
+    answer("Plugin");
+    expectPlaces("Plugin", plugin.m_Plugin, true);
+  }
+}
+
 TEST_F(PersistenceText, UpdateOfAnAdapter_FindsTheRowByNumberAndHost_AndWritesTheFirst) {
   FindRows("Adapter", {"7", "9"});
   vxtest::TraceRecorder trace;
@@ -340,6 +395,17 @@ TEST_F(PersistenceText, FailedStatement_Is20000_AndOneTraceLineWithTheCause) {
   }
 }
 
+TEST_F(PersistenceText, IdentityThatCannotBeRead_IsTheCauseOfAFailedInsert) {
+  Fail("SELECT MAX");
+  vxtest::TraceRecorder trace;
+  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 20000U);
+  EXPECT_EQ(trace.Texts(),
+            Strings{"Exception thrown during inserting Torvex plugin object to db. (Storage query "
+                    "exception thrown! Cannot read ID from database! (Storage query exception "
+                    "thrown! (disk on fire)))"});
+  EXPECT_EQ(dao->statements.size(), 1U);
+}
+
 TEST_F(PersistenceText, FailedUpdateStatement_BehindAFoundRow_Is20000) {
   Fail("UPDATE", RowWithIdentity("Adapter", "7"));
   EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), 20000U);
@@ -371,6 +437,15 @@ TEST_F(PersistenceText, CellThatIsNoNumber_LeavesAsTheConversionsException) {
   cells[1] = "18446744073709551614";
   dao->answer = [cells](const std::string&) { return cells; };
   EXPECT_THROW(plugin.UpdateObjectInDatabase(adapter), std::out_of_range);
+  for (const char* table : {"PD", "Plugin"}) {
+    cells = RowWithIdentity(table, "seven");
+    dao->answer = [cells](const std::string&) { return cells; };
+    if (std::string(table) == "PD") {
+      EXPECT_THROW(plugin.UpdateObjectInDatabase(drive), std::invalid_argument);
+    } else {
+      EXPECT_THROW(plugin.UpdateObjectInDatabase(plugin.m_Plugin), std::invalid_argument);
+    }
+  }
 }
 
 TEST_F(PersistenceText, AdapterNumberBeyondAnInteger_StillGivesOneStatement) {
@@ -551,6 +626,15 @@ TEST_F(PersistenceSqlite, UpdateWithoutARow_CreatesNone) {
   EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), 0U);
   EXPECT_EQ(plugin.UpdateObjectInDatabase(drive), 0U);
   EXPECT_EQ(Value("SELECT (SELECT count(*) FROM Adapter) + (SELECT count(*) FROM PD)"), "0");
+}
+
+// What another writer put into a column that the object does not fill is gone as well.
+TEST_F(PersistenceSqlite, Update_WritesEveryColumn) {
+  ASSERT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 0U);
+  opened.Database->HostDatabase()->Dao().query("UPDATE Plugin SET Unused1 = 5, Vendor = 'other'");
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(plugin.m_Plugin), 0U);
+  EXPECT_EQ(Value("SELECT Unused1 FROM Plugin"), Cell());
+  EXPECT_EQ(Value("SELECT Vendor FROM Plugin"), "Vioteis.");
 }
 
 TEST_F(PersistenceSqlite, RowsAreKeyedByNumber_OthersStayAsTheyAre) {

@@ -502,6 +502,26 @@ TEST_F(UpdateTest, PluginRow_OfTooShortAnInterval_HoldsTheLowest) {
   }
 }
 
+TEST_F(UpdateTest, PluginRecord_WithoutAToolVersion_HoldsItsNullAndNoIdentity) {
+  RaidDataModels::Plugin record;
+  record.ID = 5;
+  record.ToolVersion = "of an earlier use";
+  EXPECT_EQ(plugin.SetDatabaseObjectProperties(record, plugin.m_Plugin), 0U);
+  EXPECT_EQ(record.ID, RaidDataModels::NULL_INTEGER);
+  EXPECT_EQ(record.ToolVersion, "NULL");
+}
+
+TEST_F(UpdateTest, PluginRow_ThatCannotBeRead_KeepsNoEventFromTheHost) {
+  Store();
+  adapters[0].StatusBits = 0x04;
+  Update();
+  database.Run("UPDATE Plugin SET ObjectID = 9223372036854775808");
+  PI::COperation operation;
+  operation.SetOperationID(50002);
+  EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation), 0U);
+  EXPECT_THAT(IdsOf(operation.m_Events), ElementsAre(11088U));
+}
+
 TEST_F(UpdateTest, PluginRow_IsUpdatedOnlyWhenItIsThere) {
   trace.SetMask(2);
   EXPECT_EQ(plugin.UpdateObjectInDatabase(plugin.m_Plugin), 0U);

@@ -24,6 +24,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr const char* WAKE_UP_ENDED = "Worker() before restart interval";
+constexpr const char* ROUND = "Wait for termination... (Worker)";
 constexpr const char* RELEASE_DATA = "Before m_DataLock.Release ()";
 
 // The host's end of the notification callback.
@@ -99,6 +100,26 @@ class WorkerTest : public testing::Test {
       if (line.function == "Worker" && (line.level & mask) != 0) texts.push_back(line.text);
     }
     return texts;
+  }
+
+  unsigned long TimeOf(const std::string& text) const {
+    for (const frametest::TraceLine& line : trace.Lines()) {
+      if (line.text == text) return line.time;
+    }
+    ADD_FAILURE() << text;
+    return 0;
+  }
+
+  // The shortest time, by the clock, from a line with the one text to the next with the other.
+  unsigned long SmallestGap(const std::string& from, const std::string& to) const {
+    unsigned long smallest = ~0UL;
+    boost::optional<unsigned long> begin;
+    for (const frametest::TraceLine& line : trace.Lines()) {
+      if (line.text == to && begin) smallest = std::min(smallest, line.time - *begin);
+      if (line.text == to) begin = boost::none;
+      if (line.text == from) begin = line.time;
+    }
+    return smallest;
   }
 
   FrameTrace trace;
@@ -257,6 +278,23 @@ TEST_F(WorkerTest, CallbackThatThrows_DoesNotEndTheWorker) {
   WakeUp(Plugin().m_PrivateEvent);
   WakeUp(Plugin().m_PrivateEvent);
   EXPECT_TRUE(trace.Has("Exception stopped: host"));
+}
+
+// By the clock that everything keeps time by; that a pause is not much longer, no test can say.
+TEST_F(WorkerTest, Pauses_AreNotShorterThanTheyShouldBe) {
+  trace.Clear();
+  guest->SetAdapterIDs();
+  ASSERT_TRUE(Eventually([this] { return WakeUps() >= 1; }));
+  EXPECT_GE(SmallestGap("ENTER Worker()", "Worker() timeout event received"), 100U);
+  trace.Clear();
+  LogPass();
+  LogPass();
+  EXPECT_GE(SmallestGap(WAKE_UP_ENDED, "Worker() timeout event received"), 2000U);
+  EXPECT_GE(SmallestGap("Worker GetLogPageInformation()", "Worker GetLogPageInformation()"), 1000U);
+  EXPECT_GE(SmallestGap("Worker GetLogPageInformation()", WAKE_UP_ENDED), 1000U);
+  trace.Clear();
+  EXPECT_EQ(guest->DeInitialize(), 0U);
+  EXPECT_GE(SmallestGap("ENTER DeInitialize", "LEAVE DeInitialize"), 200U);
 }
 
 // --- Log pass
@@ -510,6 +548,10 @@ class HangingTool : public WorkerTest {
     EXPECT_EQ(guest->DeInitialize(), 0U);
     EXPECT_TRUE(trace.Has("Kill Worker"));
     EXPECT_FALSE(trace.Has("LEAVE Worker()"));
+    // A pause, then rounds of half a second until more than 24999 ms have passed.
+    EXPECT_GT(TimeOf("Kill Worker") - TimeOf("ENTER DeInitialize"), 100U + 24999U);
+    EXPECT_LE(trace.Count(ROUND), 51U);
+    EXPECT_GE(SmallestGap(ROUND, ROUND), 500U);
     machine.tool.SetHook(nullptr);
     EXPECT_EQ(guest->Topology().size(), 5U);  // the lock is free
     EXPECT_THAT(guest->FetchEvents(), IsEmpty());

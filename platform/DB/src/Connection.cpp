@@ -2,9 +2,11 @@
 
 #include "Failure.h"
 
+#include <cerrno>
 #include <charconv>
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 namespace DatabaseWrapper {
 
@@ -13,7 +15,8 @@ using DBEXCEPTION::DatabaseException;
 namespace {
 
 constexpr const char* NULL_CELL = "NULL";
-constexpr const char* WHITE_SPACE = " \t\r\n\f";
+// The log and its index, beside the file.
+constexpr std::array LOG_SUFFIXES{"-wal", "-shm"};
 
 struct CFinalize {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -167,11 +170,30 @@ bool CConnection::InTransaction() const {
   return sqlite3_get_autocommit(m_Handle.get()) == 0;
 }
 
-bool CConnection::HasMoved() const {
+bool CConnection::HasMoved() {
   int moved = 0;
-  return sqlite3_file_control(m_Handle.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) ==
-             SQLITE_OK &&
-         moved != 0;
+  if (sqlite3_file_control(m_Handle.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
+      moved != 0) {
+    return true;
+  }
+  return HasLostLog();
+}
+
+// SQLite makes both files when it first needs them and keeps them until the last connection closes,
+// so that they only change when somebody else takes them away.
+bool CConnection::HasLostLog() {
+  for (std::size_t i = 0; i < LOG_SUFFIXES.size(); ++i) {
+    struct stat found {};
+    const bool isThere = stat((m_Path + LOG_SUFFIXES[i]).c_str(), &found) == 0;
+    if (!isThere && errno != ENOENT) continue;  // nothing is known
+    std::optional<CFileId>& known = m_LogFiles[i];
+    if (!known) {
+      if (isThere) known = CFileId(found.st_dev, found.st_ino);
+    } else if (!isThere || known != CFileId(found.st_dev, found.st_ino)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 void CConnection::CopyTo(const std::string& path) const {

@@ -1,16 +1,24 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include <sys/types.h>
 
 #include <DB/DatabaseException.h>
 
 struct sqlite3;
 
 namespace DatabaseWrapper {
+
+// What SQL allows around a statement.
+inline constexpr const char* WHITE_SPACE = " \t\r\n\f";
 
 // One open SQLite file. Not for several threads at once. Failures are DatabaseExceptions.
 class CConnection {
@@ -34,8 +42,9 @@ class CConnection {
 
   bool InTransaction() const;
 
-  // Whether the path leads elsewhere than to the open file.
-  bool HasMoved() const;
+  // Whether the path leads elsewhere than to the open file, or the log or its index beside it are
+  // no longer the ones that this connection writes: what it writes there nobody else would find.
+  bool HasMoved();
 
   // Writes all pages to a new file. The file must not exist.
   void CopyTo(const std::string& path) const;
@@ -49,11 +58,17 @@ class CConnection {
   // name: what SQLite is to open, path: what people call it.
   static CHandle Open(const std::string& name, int flags, const std::string& path);
   void PrepareForWriting();
+  bool HasLostLog();
   [[noreturn]] void Fail() const;
+
+  // What a file system knows a file by.
+  using CFileId = std::pair<dev_t, ino_t>;
 
   std::string m_Path;
   CHandle m_Handle;
   bool m_ForeignKeys = false;
+  // Of the log and its index, once they have been seen.
+  std::array<std::optional<CFileId>, 2> m_LogFiles;
 };
 
 }  // namespace DatabaseWrapper

@@ -172,7 +172,7 @@ std::vector<std::string> CSqliteDatabase::Impl::Run(std::string_view statement) 
     if (statement.starts_with(FOREIGN_KEYS_ON)) {
       m_Connection->EnforceForeignKeys();
       statement.remove_prefix(FOREIGN_KEYS_ON.size());
-      if (statement.empty()) return {};
+      if (statement.find_first_not_of(WHITE_SPACE) == std::string_view::npos) return {};
     }
     return m_Connection->Run(statement);
   } catch (const CConnection::CBusy& busy) {

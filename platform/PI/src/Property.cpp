@@ -6,6 +6,8 @@ CProperty::CProperty() = default;
 CProperty::CProperty(_PROPERTY_ID id, bool settable) : m_PropertyID(id), m_Settable(settable) {}
 CProperty::CProperty(const CProperty&) = default;
 CProperty& CProperty::operator=(const CProperty&) = default;
+CProperty::CProperty(CProperty&&) noexcept = default;
+CProperty& CProperty::operator=(CProperty&&) noexcept = default;
 CProperty::~CProperty() = default;
 
 void CProperty::SetValue(const char* text) {

@@ -211,6 +211,36 @@ TEST_F(SqliteMoved, FileReplacedByADatabaseWithLog_IsWrittenBackWithoutThatLog) 
   EXPECT_EQ(Rows(), "before,after");
 }
 
+// What the engine writes into a log that is gone from its path would be seen by nobody else, and
+// lost with the process.
+TEST_F(SqliteMoved, DeletedLog_IsWrittenBackWithTheNextStatement) {
+  fs::remove(path_ + "-wal");
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+  EXPECT_FALSE(engine_.Restore());
+  fs::remove(path_ + "-wal");
+  fs::remove(path_ + "-shm");
+  EXPECT_TRUE(engine_.Restore());
+  EXPECT_EQ(Rows(), "before,after");
+}
+
+// Whoever opens the file next makes an index of their own, which the engine does not keep up.
+TEST_F(SqliteMoved, DeletedIndexOfTheLog_IsWrittenBackThoughAReaderHasANewOne) {
+  fs::remove(path_ + "-shm");
+  const RawSqlite reader(path_);
+  EXPECT_EQ(reader.One("SELECT a FROM t"), "before");
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+  EXPECT_EQ(reader.One("SELECT a FROM t"), "before");  // of the file that it has open
+}
+
+TEST_F(SqliteMoved, LogReplacedByAnother_IsNotReplayed) {
+  fs::rename(path_ + "-wal", path_ + "-old");
+  fs::copy(path_ + "-old", path_ + "-wal");
+  engine_.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(Rows(), "before,after");
+}
+
 TEST_F(SqliteMoved, DirectoryGone_FailsUntilItIsBack) {
   fs::remove_all(dir_ / "d");
   for (int attempt = 0; attempt < 2; ++attempt) {

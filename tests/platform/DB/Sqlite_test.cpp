@@ -64,7 +64,9 @@ TEST(Sqlite, Query_WithForeignKeyPragma_EnforcesForeignKeys) {
       FailureOf([&] { database.query("PRAGMA foreign_keys = ON; INSERT INTO t VALUES(2);"); }),
       "The database \":memory:\" refused the statement (FOREIGN KEY constraint failed).");
   EXPECT_THAT(database.query("PRAGMA foreign_keys = ON; SELECT a FROM t"), ElementsAre("1"));
-  EXPECT_THAT(database.query("PRAGMA foreign_keys = ON;"), IsEmpty());
+  for (const std::string alone : {"", " ", " \r\n\t"}) {
+    EXPECT_THAT(database.query("PRAGMA foreign_keys = ON;" + alone), IsEmpty());
+  }
 }
 
 TEST(Sqlite, Query_ForeignKeyPragmaInATransaction_IsAskedForAgain) {

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include <PI/PluginHelper.h>
@@ -150,6 +152,11 @@ TEST(Property, CopyAndAssignment_KeepEveryField) {
   assigned.SetValue(1UL);
   assigned = property;
   ExpectSame(assigned, property);
+  CProperty moved(std::move(assigned));
+  ExpectSame(moved, property);
+  CProperty target;
+  target = std::move(moved);
+  ExpectSame(target, property);
 }
 
 // ---- GenerateCProperty ----

@@ -73,6 +73,8 @@ class VX_EXPORT CProperty {
   CProperty(_PROPERTY_ID id, bool settable);
   CProperty(const CProperty&);
   CProperty& operator=(const CProperty&);
+  CProperty(CProperty&&) noexcept;
+  CProperty& operator=(CProperty&&) noexcept;
   virtual ~CProperty();
 
   // Each selects the kind of value that goes with it: string, string, float, unsigned, range
