@@ -273,7 +273,10 @@ TEST_F(PhysicalDriveTest, RunsNoOperation) {
     const std::vector<std::string> expected = {"ENTER ExecutePhysicalDriveOperation()",
                                                "LEAVE ExecutePhysicalDriveOperation() -> 20005"};
     EXPECT_EQ(trace.Texts(), expected);
-    EXPECT_EQ(trace.Lines()[1].level, 2U);
+    for (const auto& line : trace.Lines()) {
+      EXPECT_EQ(line.level, 2U);
+      EXPECT_EQ(line.function, "ExecutePhysicalDriveOperation");
+    }
   }
   EXPECT_TRUE(drive.SameAs(HealthyDrive()));
 }
