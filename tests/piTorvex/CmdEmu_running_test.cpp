@@ -1,6 +1,8 @@
 // The commands that the tool is given, and how its runs are judged.
 #include "CmdEmu_fixtures.h"
+#include "support/Files.h"
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -433,4 +435,60 @@ TEST_F(CmdEmuRunning, Set_OfAFailedRun_TracesTheRun) {
   ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 0"});
   EXPECT_EQ(trace.Lines()[0].level, 2U);
   EXPECT_EQ(trace.Lines()[0].function, "CmdEmu_set");
+}
+
+// --- Maintenance, run for real
+// -----------------------------------------------------------------------------------------------
+
+namespace {
+
+// A program in the tool's place that keeps the words it is given and complains on its error stream.
+class MaintenanceProgram : public ::testing::Test {
+ protected:
+  MaintenanceProgram() {
+    Answer("echo 'the drive says: successful' >&2");
+    plugin.m_CommandPrefix = "VX_SETTING=yes " + (directory / "tool").string();
+  }
+
+  void Answer(const std::string& line) {
+    const std::string words = (directory / "words").string();
+    vxtest::WriteFile(
+        directory / "tool",
+        "#!/bin/sh\necho \"$VX_SETTING: $*\" > " + words + "\necho working\n" + line + "\n", true);
+  }
+  std::string Words() const { return vxtest::ReadFile(directory / "words"); }
+
+  vxtest::TempDir directory;
+  IPLUGINAPI_IMPL plugin;
+};
+
+}  // namespace
+
+TEST_F(MaintenanceProgram, FormatAndDelete_HearBothStreams) {
+  EXPECT_EQ(plugin.CmdEmu_format(3), 0U);
+  EXPECT_EQ(Words(),
+            "yes: start -f -torvex 3 Function=nvmeformat LBAFormat=0 SecureEraseSetting=0 "
+            "ProtectionInformation=0 MetadataSetting=0\n");
+  EXPECT_EQ(plugin.CmdEmu_delete(4), 0U);
+  EXPECT_EQ(Words(), "yes: delete -f -torvex 4\n");
+  Answer("echo failed >&2; exit 0");
+  EXPECT_EQ(plugin.CmdEmu_delete(4), 20003U);
+}
+
+// A setting is asked for without joining the streams, so that its success must stand in the output.
+TEST_F(MaintenanceProgram, Set_HearsTheOutputAlone) {
+  EXPECT_EQ(plugin.CmdEmu_set(3, "MaximumLBA", 1, 50), 20003U);
+  EXPECT_EQ(Words(), "yes: delete -f -torvex 3MaximumLBA=50GB\n");
+  Answer("echo 'set successful'; exit 9");  // the status does not matter
+  EXPECT_EQ(plugin.CmdEmu_set(3, "MaximumLBA", 4, 50), 0U);
+  EXPECT_EQ(Words(), "yes: delete -f -torvex 3MaximumLBA=native\n");
+}
+
+TEST_F(MaintenanceProgram, ThatIsNotThere_FailsEveryCommand) {
+  std::filesystem::remove(directory / "tool");
+  vxtest::TraceRecorder trace(2);
+  EXPECT_EQ(plugin.CmdEmu_format(3), 20003U);
+  EXPECT_EQ(plugin.CmdEmu_delete(3), 20003U);
+  EXPECT_EQ(plugin.CmdEmu_set(3, "N", 1, 5), 20003U);
+  EXPECT_EQ(trace.Texts(), Strings(3, "TLXX::CSystem::ExecuteCommand returned with 0"));
 }

@@ -105,6 +105,56 @@ TEST(Events, FetchedByFourThreads_ArriveOnceAndInOrder) {
   EXPECT_LE(all.size(), static_cast<std::size_t>(DRIVES * scans));
 }
 
+// An interface object without a worker, with one event queued, and a thread that fetches it.
+class EventFetch : public testing::Test {
+ protected:
+  EventFetch() {
+    plugin.m_DataLock.Init();
+    plugin.m_EventsLock.Init();
+    plugin.m_Events.emplace_back(11093, 2, 19002, 1, "queued");
+  }
+  ~EventFetch() override {
+    if (host.joinable()) host.join();
+  }
+
+  void Fetch() {
+    host = std::thread([this] {
+      plugin.GetEvents(plugin.m_Plugin, operation);
+      done = true;
+    });
+  }
+  bool IsDone() const { return done; }
+
+  frametest::IPLUGINAPI_IMPL plugin;
+  PI::COperation operation;
+  std::atomic<bool> done{false};
+  std::thread host;
+};
+
+TEST_F(EventFetch, WaitsForTheEventsLock) {
+  frametest::FrameTrace trace(8);
+  plugin.m_EventsLock.Wait(TLX::Threading::WAIT_INFINITE);
+  Fetch();
+  EXPECT_TRUE(Eventually([&trace] { return trace.Has("Before m_EventsLock.Wait(INFINITE)"); }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));
+  EXPECT_FALSE(IsDone());
+  EXPECT_FALSE(trace.Has("After m_EventsLock.Wait(INFINITE)"));
+  plugin.m_EventsLock.Release();
+  EXPECT_TRUE(Eventually([this] { return IsDone(); }));
+  host.join();
+  EXPECT_EQ(operation.m_Events.size(), 1U);
+}
+
+// A log pass holds the data lock; the fetch itself does not ask for it.
+TEST_F(EventFetch, DoesNotWaitForTheDataLock) {
+  plugin.m_DataLock.Wait(TLX::Threading::WAIT_INFINITE);
+  Fetch();
+  EXPECT_TRUE(Eventually([this] { return IsDone(); }));
+  plugin.m_DataLock.Release();
+  host.join();
+  EXPECT_EQ(operation.m_Events.size(), 1U);
+}
+
 // What must hold for every topology that the host gets.
 void CheckTopology(const std::vector<PI::CObject>& objects) {
   ASSERT_FALSE(objects.empty());

@@ -380,6 +380,7 @@ TEST_F(ScanTest, WithoutItsCallback_Throws) {
   } catch (const std::exception& error) {
     EXPECT_STREQ(error.what(), "call to empty boost::function");
   }
+  EXPECT_EQ(machine.tool.CountCalls("-torvex 0"), 0U);  // it comes before the health query
 }
 
 TEST_F(ScanTest, WithAStopRequest_EndsWithoutAResult) {

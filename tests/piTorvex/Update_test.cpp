@@ -165,17 +165,23 @@ TEST_F(UpdateTest, OfAnotherField_CountsAsChangedWithoutAnEvent) {
 }
 
 TEST_F(UpdateTest, OfAChange_KeepsIdLockAndCounter) {
-  plugin.m_Adapters[0].m_LockFlag = true;
+  for (auto& adapter : plugin.m_Adapters) adapter.m_LockFlag = true;
+  for (auto& drive : plugin.m_PhysicalDrives) drive.m_LockFlag = true;
   plugin.m_Adapters[0].m_ReadCounter = 41;
+  plugin.m_Adapters[1].m_ReadCounter = 43;
   plugin.m_PhysicalDrives[0].m_ReadCounter = 51;
+  plugin.m_PhysicalDrives[1].m_ReadCounter = 53;
   adapters[0].m_ID = 9999;
   adapters[0].Firmware = "NEW";
   drives[0].SectorSize = 4096;
   Update();
   EXPECT_EQ(plugin.m_Adapters[0].m_ID, 2001UL);
-  EXPECT_TRUE(plugin.m_Adapters[0].m_LockFlag);
+  for (const auto& adapter : plugin.m_Adapters) EXPECT_TRUE(adapter.m_LockFlag);
+  for (const auto& drive : plugin.m_PhysicalDrives) EXPECT_TRUE(drive.m_LockFlag);
   EXPECT_EQ(plugin.m_Adapters[0].m_ReadCounter, 42UL);
+  EXPECT_EQ(plugin.m_Adapters[1].m_ReadCounter, 43UL);  // nothing changed there
   EXPECT_EQ(plugin.m_PhysicalDrives[0].m_ReadCounter, 52UL);
+  EXPECT_EQ(plugin.m_PhysicalDrives[1].m_ReadCounter, 53UL);
   EXPECT_THAT(plugin.m_Plugin.m_ChildIDs, ElementsAre(2001UL, 2002UL));
 }
 
