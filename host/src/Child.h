@@ -11,9 +11,13 @@ struct ChildResult {
   std::string m_Output;  // standard output and standard error together
 };
 
-// Runs the program and waits for its end. Standard input is empty; the environment is the host's.
-// [any thread]
+// Runs the program and waits for its end. Standard input is empty, the environment is the host's,
+// signals are as usual. [any thread]
 ChildResult RunChild(const std::vector<std::string>& words);
+
+// Kills the programs that RunChild is running; from then on it starts none. For the end of the
+// process. [any thread]
+void EndChildren();
 
 // Without blanks and line ends at its end: what a program said, as part of a line.
 std::string WithoutLineEnd(std::string text);

@@ -68,9 +68,20 @@ int RunTree(Host& host) {
 
 int RunRpc(Host& host) {
   const PluginLibrary plugin = LoadTheOne(host);
-  MirrorDatabase database(host, MirrorDatabase::Default::None);
-  RpcServer server(plugin, host.Out(), database, host.Settings().m_TimeScale);
-  return server.Run(STDIN_FILENO) ? EXIT_DONE : EXIT_FAILED;
+  const StopRequest stop(host.Signals());
+  bool served = false;
+  {
+    MirrorDatabase database(host, MirrorDatabase::Default::None);
+    try {
+      RpcServer server(plugin, host.Out(), database, stop, host.Settings().m_TimeScale);
+      served = server.Run(STDIN_FILENO);
+    } catch (const PluginError& error) {
+      throw Failure(EXIT_NOTHING, error.what());
+    }
+  }
+  // All is in order: now the signal has its own effect, so that whoever sent it sees that.
+  if (stop.Signal() != 0) host.Signals().EndBy(stop.Signal());
+  return served ? EXIT_DONE : EXIT_FAILED;
 }
 
 int RunService(Host& host) {

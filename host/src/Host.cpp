@@ -57,8 +57,8 @@ std::filesystem::path RuntimeTree() {
   return std::filesystem::path(TLX::Misc::CTlxApplication::GetProcessPath()).parent_path();
 }
 
-Host::Host(const Options& options, Output& output)
-    : options_(options), output_(output), home_(RuntimeTree()) {
+Host::Host(const Options& options, Output& output, SignalWatch& signals)
+    : options_(options), output_(output), home_(RuntimeTree()), signals_(signals) {
   WarnAboutPath(home_);
   SetUpTrace();
   SetUpDirectories();
@@ -92,8 +92,7 @@ void Host::SetUpDirectories() {
     TLXX::CConfigManager::SetSysfsRoot(std::filesystem::absolute(options_.m_Sysfs).string());
   }
   if (!options_.m_Simulate.empty()) {
-    simulation_ = std::make_unique<Simulation>(home_, options_.m_Simulate);
-    signals_.SetCleanUp([this] { simulation_->Remove(); });
+    simulation_ = std::make_unique<Simulation>(home_, options_.m_Simulate, signals_);
   }
 }
 

@@ -28,7 +28,7 @@ class Failure : public std::runtime_error {
 class Host {
  public:
   // Sets the platform up. Throws Failure.
-  Host(const Options& options, Output& output);
+  Host(const Options& options, Output& output, SignalWatch& signals);
 
   const Options& Settings() const { return options_; }
   Output& Out() { return output_; }
@@ -50,8 +50,8 @@ class Host {
   const Options options_;
   Output& output_;
   const std::filesystem::path home_;
+  SignalWatch& signals_;
   std::unique_ptr<Simulation> simulation_;
-  SignalWatch signals_;  // goes first: its clean-up is the simulation's
 };
 
 // The directory in which the executable file of this process lies.

@@ -1,7 +1,9 @@
 #include "LineReader.h"
 
+#include <array>
 #include <cerrno>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace vxhost {
@@ -10,7 +12,22 @@ namespace {
 constexpr std::size_t CHUNK = std::size_t{64} << 10U;
 }
 
+bool LineReader::IsStopped() const {
+  pollfd wait{stop_, POLLIN, 0};
+  return stop_ >= 0 && ::poll(&wait, 1, 0) > 0;
+}
+
+// Waits for input or a stop; whether it was input.
+bool LineReader::MayRead() const {
+  std::array<pollfd, 2> waits = {{{descriptor_, POLLIN, 0}, {stop_, POLLIN, 0}}};
+  while (::poll(waits.data(), waits.size(), -1) < 0) {
+    if (errno != EINTR) return false;
+  }
+  return waits[1].revents == 0;
+}
+
 bool LineReader::Fill() {
+  if (!MayRead()) return false;
   buffer_.resize(CHUNK);
   begin_ = 0;
   ssize_t got = 0;
@@ -32,6 +49,7 @@ void LineReader::Keep(Line& line, std::size_t length) {
 }
 
 std::optional<LineReader::Line> LineReader::Next() {
+  if (IsStopped()) return std::nullopt;
   Line line;
   bool any = false;
   while (begin_ < buffer_.size() || Fill()) {
@@ -44,7 +62,8 @@ std::optional<LineReader::Line> LineReader::Next() {
     }
     Keep(line, buffer_.size() - begin_);
   }
-  if (!any) return std::nullopt;
+  // What a stop has cut off is no line.
+  if (!any || IsStopped()) return std::nullopt;
   return line;
 }
 

@@ -27,6 +27,9 @@ class Output {
 
   bool IsTerminal() const;
 
+  // For poll, without events: an error or a hang-up on it means that the reader has gone.
+  int Descriptor() const { return descriptor_; }
+
  private:
   std::mutex mutex_;
   int descriptor_;

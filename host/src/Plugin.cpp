@@ -52,6 +52,16 @@ PluginLibrary::PluginLibrary(const std::filesystem::path& file) : name_(PlainNam
   release_ = Symbol<ReleaseIfFunction>(library, "releaseIf", file);
 }
 
+unsigned int PluginLibrary::Create(IPLUGINAPI** out) const {
+  const unsigned int result = create_(out);
+  if (*out == nullptr || (*out)->m_InterfaceVersion == PI::INTERFACE_VERSION) return result;
+  const unsigned int version = (*out)->m_InterfaceVersion;
+  Release(out);
+  *out = nullptr;
+  throw PluginError(fmt::format("plug-in {} speaks interface version {}, this host speaks {}",
+                                name_, version, PI::INTERFACE_VERSION));
+}
+
 std::vector<std::filesystem::path> PluginFiles(const std::filesystem::path& directory) {
   std::vector<std::filesystem::path> files;
   std::error_code error;

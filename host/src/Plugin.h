@@ -26,7 +26,8 @@ class PluginLibrary {
   // The file name without "lib" and ".so".
   const std::string& Name() const { return name_; }
 
-  unsigned int Create(IPLUGINAPI** out) const { return create_(out); }
+  // createIf: its result. An object of another interface is released again: throws PluginError.
+  unsigned int Create(IPLUGINAPI** out) const;
   void Release(IPLUGINAPI** in) const { release_(in); }
 
  private:

@@ -3,10 +3,11 @@
 #include "Json.h"
 #include "LineReader.h"
 
-#include <chrono>
-#include <thread>
+#include <algorithm>
+#include <climits>
 
 #include <fmt/format.h>
+#include <poll.h>
 
 #include <TLX/Misc/Clock.h>
 #include <TLX/Misc/ModuleInfo.h>
@@ -55,10 +56,11 @@ std::string Answer(const RpcRequest& request, unsigned int result) {
 }  // namespace
 
 RpcServer::RpcServer(const PluginLibrary& plugin, Output& output, MirrorDatabase& database,
-                     double timeScale)
+                     const StopRequest& stop, double timeScale)
     : plugin_(plugin),
       output_(output),
       database_(database),
+      stop_(stop),
       timeScale_(timeScale),
       notifier_([this] { WriteNotification(); }) {
   const unsigned int result = Create();
@@ -75,7 +77,7 @@ RpcServer::~RpcServer() {
 }
 
 bool RpcServer::Run(int input) {
-  LineReader lines(input, LONGEST_LINE);
+  LineReader lines(input, LONGEST_LINE, stop_.Descriptor());
   while (const auto line = lines.Next()) {
     const bool written =
         line->m_TooLong
@@ -100,12 +102,9 @@ std::string RpcServer::Perform(RpcRequest& request) {
       Release();
       return Answer(request, 0);
     case RpcKind::Create:
-      if (interface_ != nullptr) {
-        return ProblemAnswer({request.m_Id, "an interface object lives already: release it first"});
-      }
-      return Answer(request, Create());
+      return CreateAnew(request);
     case RpcKind::Sleep:
-      std::this_thread::sleep_for(std::chrono::milliseconds(request.m_Number));
+      Sleep(std::chrono::milliseconds(request.m_Number));
       return Answer(request, 0);
     case RpcKind::Trace:
       TLX::Misc::CModuleInfo::SetPluginTraceMask(request.m_Number);
@@ -127,6 +126,29 @@ std::string RpcServer::Call(RpcRequest& request) {
                                              std::visit(DataPointer{}, request.m_Data));
   if (request.m_Command == PI::COMMAND_DEINITIALIZE) workerMayRun_ = false;
   return Answer(request, result);
+}
+
+std::string RpcServer::CreateAnew(const RpcRequest& request) {
+  if (interface_ != nullptr) {
+    return ProblemAnswer({request.m_Id, "an interface object lives already: release it first"});
+  }
+  try {
+    return Answer(request, Create());
+  } catch (const PluginError& error) {
+    return ProblemAnswer({request.m_Id, error.what()});
+  }
+}
+
+// Real time, whatever the clock of the platform shows; ends early when asked to stop.
+void RpcServer::Sleep(std::chrono::milliseconds time) const {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + time;
+  for (auto left = time; left.count() > 0;
+       left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now())) {
+    pollfd wait{stop_.Descriptor(), POLLIN, 0};
+    const auto part = static_cast<int>(std::min<long>(left.count(), INT_MAX));
+    if (::poll(&wait, 1, part) > 0) return;
+  }
 }
 
 unsigned int RpcServer::Create() {

@@ -4,7 +4,9 @@
 #include "Output.h"
 #include "Plugin.h"
 #include "RpcRequest.h"
+#include "Signals.h"
 
+#include <chrono>
 #include <mutex>
 #include <string_view>
 #include <variant>
@@ -15,27 +17,32 @@ namespace vxhost {
 // Only the lines asked for commands; the notifications come from threads of the plug-in.
 class RpcServer {
  public:
-  // Creates the interface object and sets its callback.
+  // Creates the interface object and sets its callback. Throws PluginError for an object of another
+  // interface.
   RpcServer(const PluginLibrary& plugin, Output& output, MirrorDatabase& database,
-            double timeScale);
+            const StopRequest& stop, double timeScale);
   ~RpcServer();  // command 3 if command 2 was called and 3 was not, then releaseIf
   RpcServer(const RpcServer&) = delete;
   RpcServer& operator=(const RpcServer&) = delete;
 
-  // Serves until the end of input. False when the answers could not be written.
+  // Serves until the end of input or until asked to stop. False when the answers could not be
+  // written.
   bool Run(int input);
 
  private:
   bool Serve(std::string_view line);
   std::string Perform(RpcRequest& request);
   std::string Call(RpcRequest& request);
+  std::string CreateAnew(const RpcRequest& request);
   unsigned int Create();
   void Release();
+  void Sleep(std::chrono::milliseconds time) const;
   void WriteNotification();
 
   const PluginLibrary& plugin_;
   Output& output_;
   MirrorDatabase& database_;
+  const StopRequest& stop_;
   const double timeScale_;
   Notifier notifier_;
   std::mutex notifying_;

@@ -4,10 +4,13 @@
 #include "Started.h"
 
 #include <algorithm>
-#include <csignal>
+#include <array>
+#include <chrono>
+#include <climits>
 #include <limits>
 
 #include <fmt/format.h>
+#include <poll.h>
 
 #include <TLX/Misc/Clock.h>
 
@@ -96,13 +99,10 @@ void ServedPlugin::Report() {
 }
 
 Service::Service(Host& host)
-    : host_(host), database_(host, MirrorDatabase::Default::StateDirectory) {
+    : host_(host),
+      database_(host, MirrorDatabase::Default::StateDirectory),
+      stop_(host.Signals(), [] { Say("tool runs so far:\n" + RenderRunStatistics()); }) {
   Load();
-  host_.Signals().SetAction([this](int signal) { OnSignal(signal); });
-}
-
-Service::~Service() {
-  host_.Signals().SetAction(nullptr);
 }
 
 void Service::Load() {
@@ -117,17 +117,6 @@ void Service::Load() {
       Say(error.what());
     }
   }
-}
-
-void Service::OnSignal(int signal) {
-  if (signal == SIGUSR1) {
-    Say("tool runs so far:\n" + RenderRunStatistics());
-    return;
-  }
-  const std::lock_guard lock(mutex_);
-  if (stop_) host_.Signals().EndBy(signal);
-  stop_ = true;
-  wake_.notify_all();
 }
 
 int Service::Run() {
@@ -147,6 +136,7 @@ int Service::Run() {
 
 // The status when nothing ever ran: of the last result. A service that was stopped is done.
 int Service::Status() const {
+  if (readerHasGone_) return EXIT_FAILED;
   const bool given = std::all_of(entries_.begin(), entries_.end(),
                                  [](const Entry& entry) { return entry.m_GivenUp; });
   if (!given) return EXIT_DONE;
@@ -192,17 +182,24 @@ unsigned long Service::NextTry() const {
   return next;
 }
 
-// Until a signal or the next try of a start; true when it was a signal.
-bool Service::WaitForStop() {
+// Real milliseconds, as poll takes them: -1 for never, rounded up.
+int Service::TimeToNextTry() const {
   const unsigned long next = NextTry();
-  std::unique_lock lock(mutex_);
-  const auto stopped = [this] { return stop_; };
-  if (next == NEVER) {
-    wake_.wait(lock, stopped);
-    return true;
-  }
+  if (next == NEVER) return -1;
   const unsigned long now = TLX::Misc::now();
-  return wake_.wait_for(lock, TLX::Misc::CClock::ToRealTime(next > now ? next - now : 0), stopped);
+  const auto time = std::chrono::ceil<std::chrono::milliseconds>(
+      TLX::Misc::CClock::ToRealTime(next > now ? next - now : 0));
+  return static_cast<int>(std::min<long>(time.count(), INT_MAX));
+}
+
+// Until the next try of a start, or until the service is to stop; true when it is.
+bool Service::WaitForStop() {
+  std::array<pollfd, 2> waits = {
+      {{stop_.Descriptor(), POLLIN, 0}, {host_.Out().Descriptor(), 0, 0}}};
+  if (::poll(waits.data(), waits.size(), TimeToNextTry()) <= 0) return false;
+  readerHasGone_ = waits[1].revents != 0;
+  if (readerHasGone_) Say("nobody reads standard output any more: the service ends");
+  return true;
 }
 
 }  // namespace vxhost

@@ -3,11 +3,10 @@
 #include "Database.h"
 #include "Host.h"
 #include "Session.h"
+#include "Signals.h"
 #include "ToolWatch.h"
 #include "Topology.h"
 
-#include <chrono>
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -49,11 +48,11 @@ class ServedPlugin {
   std::unique_ptr<Session> session_;
 };
 
-// The host as a service in the foreground: all plug-ins, their events line by line, until a signal.
+// The host as a service in the foreground: all plug-ins, their events line by line, until a signal
+// comes or nobody reads the lines any more.
 class Service {
  public:
   explicit Service(Host& host);
-  ~Service();
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
@@ -74,7 +73,7 @@ class Service {
   void NoteFailedStart(Entry& entry, unsigned int result);
   bool WaitForStop();
   unsigned long NextTry() const;
-  void OnSignal(int signal);
+  int TimeToNextTry() const;
   int Status() const;
 
   Host& host_;
@@ -82,10 +81,8 @@ class Service {
   ToolWatch toolWatch_;
   HostNumbers numbers_;
   std::vector<Entry> entries_;
-
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  bool stop_ = false;  // guarded by mutex_
+  bool readerHasGone_ = false;
+  const StopRequest stop_;  // goes first: a signal during the end of the rest has its own effect
 };
 
 }  // namespace vxhost

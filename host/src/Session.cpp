@@ -30,17 +30,8 @@ unsigned int Session::Create() {
   const unsigned int result = plugin_.Create(&interface_);
   if (result != 0) return result;
   if (interface_ == nullptr) throw PluginError("plug-in " + plugin_.Name() + " made no object");
-  CheckInterface();
   notifier_.Attach(*interface_);
   return 0;
-}
-
-void Session::CheckInterface() {
-  const unsigned int version = interface_->m_InterfaceVersion;
-  if (version == PI::INTERFACE_VERSION) return;
-  Stop();
-  throw PluginError(fmt::format("plug-in {} speaks interface version {}, this host speaks {}",
-                                plugin_.Name(), version, PI::INTERFACE_VERSION));
 }
 
 unsigned int Session::Initialize() {

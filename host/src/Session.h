@@ -54,7 +54,6 @@ class Session {
  private:
   unsigned int Create();
   unsigned int Initialize();
-  void CheckInterface();
 
   const PluginLibrary& plugin_;
   HostNumbers& numbers_;

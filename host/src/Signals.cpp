@@ -1,11 +1,15 @@
 #include "Signals.h"
 
+#include "Child.h"
+
 #include <array>
 #include <cerrno>
-#include <csignal>
+#include <cstdint>
 #include <system_error>
 
-#include <fcntl.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 namespace vxhost {
@@ -14,83 +18,104 @@ namespace {
 
 constexpr std::array SIGNALS = {SIGINT, SIGTERM, SIGHUP, SIGUSR1};
 
-// The ends of the pipe that the handler writes into; a handler can reach nothing else.
-std::array<int, 2> g_pipe = {-1, -1};
-std::array<struct sigaction, SIGNALS.size()> g_before;
+// Without those that are ignored: a signal that is blocked would be kept all the same.
+sigset_t Taken() {
+  sigset_t taken{};
+  sigemptyset(&taken);
+  for (const int signal : SIGNALS) {
+    struct sigaction action {};
+    ::sigaction(signal, nullptr, &action);
+    if (action.sa_handler != SIG_IGN) sigaddset(&taken, signal);
+  }
+  return taken;
+}
 
-extern "C" void OnSignal(int number) {
-  const int kept = errno;
-  const auto byte = static_cast<unsigned char>(number);
-  // A full pipe means that many are waiting already.
-  const ssize_t written = ::write(g_pipe[1], &byte, 1);
-  static_cast<void>(written);
-  errno = kept;
+int Checked(int descriptor, const char* what) {
+  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), what);
+  return descriptor;
+}
+
+int NewEvent() {
+  return Checked(::eventfd(0, EFD_CLOEXEC), "descriptor for signals");
+}
+
+void Set(int event) {
+  const std::uint64_t one = 1;
+  const ssize_t written = ::write(event, &one, sizeof one);
+  static_cast<void>(written);  // fails only when it is set many times over
 }
 
 }  // namespace
 
 SignalWatch::SignalWatch() {
-  if (::pipe2(g_pipe.data(), O_CLOEXEC) != 0) {
-    throw std::system_error(errno, std::generic_category(), "pipe for signals");
-  }
-  ::fcntl(g_pipe[1], F_SETFL, O_NONBLOCK);
+  const sigset_t taken = Taken();
+  end_ = NewEvent();
+  signals_ = Checked(::signalfd(-1, &taken, SFD_CLOEXEC), "descriptor for signals");
+  ::pthread_sigmask(SIG_BLOCK, &taken, &before_);
   thread_ = std::thread([this] { Watch(); });
-  struct sigaction action {};
-  action.sa_handler = OnSignal;
-  action.sa_flags = SA_RESTART;
-  for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
-    ::sigaction(SIGNALS.at(i), nullptr, &g_before.at(i));
-    // What was ignored from the start (nohup) stays ignored.
-    if (g_before.at(i).sa_handler != SIG_IGN) ::sigaction(SIGNALS.at(i), &action, nullptr);
-  }
 }
 
 SignalWatch::~SignalWatch() {
-  for (std::size_t i = 0; i < SIGNALS.size(); ++i) {
-    ::sigaction(SIGNALS.at(i), &g_before.at(i), nullptr);
-  }
-  ::close(g_pipe[1]);
+  Set(end_);
   thread_.join();
-  ::close(g_pipe[0]);
-  g_pipe = {-1, -1};
+  ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  ::close(signals_);
+  ::close(end_);
 }
 
 void SignalWatch::SetAction(std::function<void(int)> action) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(actionMutex_);
   action_ = std::move(action);
 }
 
 void SignalWatch::SetCleanUp(std::function<void()> cleanUp) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(cleanUpMutex_);
   cleanUp_ = std::move(cleanUp);
 }
 
 void SignalWatch::EndBy(int signal) {
-  std::function<void()> cleanUp;
-  {
-    const std::lock_guard lock(mutex_);
-    cleanUp = std::move(cleanUp_);
-    cleanUp_ = nullptr;
-  }
-  if (cleanUp) cleanUp();
+  EndChildren();
+  const std::lock_guard lock(cleanUpMutex_);
+  if (cleanUp_) cleanUp_();
   std::signal(signal, SIG_DFL);
+  sigset_t own{};
+  sigemptyset(&own);
+  sigaddset(&own, signal);
+  ::pthread_sigmask(SIG_UNBLOCK, &own, nullptr);
   std::raise(signal);
   ::_exit(128 + signal);
 }
 
 void SignalWatch::Watch() {
-  unsigned char byte = 0;
-  ssize_t got = 0;
-  while ((got = ::read(g_pipe[0], &byte, 1)) == 1 || (got < 0 && errno == EINTR)) {
-    if (got != 1) continue;
-    std::function<void(int)> action;
-    {
-      const std::lock_guard lock(mutex_);
-      action = action_;
+  std::array<pollfd, 2> waits = {{{signals_, POLLIN, 0}, {end_, POLLIN, 0}}};
+  while (::poll(waits.data(), waits.size(), -1) >= 0 || errno == EINTR) {
+    if ((waits[1].revents & POLLIN) != 0) return;
+    signalfd_siginfo info{};
+    if ((waits[0].revents & POLLIN) == 0 || ::read(signals_, &info, sizeof info) != sizeof info) {
+      continue;
     }
-    if (!action) EndBy(byte);
-    action(byte);
+    const auto signal = static_cast<int>(info.ssi_signo);
+    const std::lock_guard lock(actionMutex_);
+    if (!action_) EndBy(signal);
+    action_(signal);
   }
+}
+
+StopRequest::StopRequest(SignalWatch& signals, std::function<void()> onUser)
+    : signals_(signals), onUser_(std::move(onUser)), descriptor_(NewEvent()) {
+  signals_.SetAction([this](int signal) { OnSignal(signal); });
+}
+
+StopRequest::~StopRequest() {
+  signals_.SetAction(nullptr);
+  ::close(descriptor_);
+}
+
+void StopRequest::OnSignal(int signal) {
+  if (signal == SIGUSR1 && onUser_) return onUser_();
+  if (signal_ != 0) signals_.EndBy(signal);
+  signal_ = signal;
+  Set(descriptor_);
 }
 
 }  // namespace vxhost

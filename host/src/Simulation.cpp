@@ -34,20 +34,22 @@ constexpr std::string_view IDENTITY = "isdct simulator ";
 constexpr std::chrono::milliseconds PATIENCE{500};
 constexpr std::chrono::milliseconds LOOK_AGAIN{50};
 
-std::filesystem::path MakeDirectory() {
-  std::error_code error;
-  std::filesystem::path parent = std::filesystem::temp_directory_path(error);
-  if (error) {
-    const char* const given = std::getenv("TMPDIR");
-    throw Failure(EXIT_FAILED, fmt::format("no directory for the simulated drives: TMPDIR {}: {}",
-                                           given == nullptr ? "" : given, error.message()));
-  }
-  std::string name = (parent / "vxhost-XXXXXX").string();
-  if (::mkdtemp(name.data()) == nullptr) {
-    throw Failure(EXIT_FAILED, fmt::format("no directory for the simulated drives: {}: {}", name,
-                                           std::strerror(errno)));
-  }
-  return name;
+// How long the removal waits for the thread that is changing the tree. The programs that it runs
+// have been killed by then, so that only a fleet read from a pipe can keep it longer, and reading
+// leaves nothing behind.
+constexpr std::chrono::milliseconds LAYER_PATIENCE{2'000};
+constexpr std::chrono::milliseconds ASKING_INTERVAL{5};
+
+std::filesystem::path TemporaryDirectory() {
+  const char* const given = std::getenv("TMPDIR");
+  return given != nullptr && *given != '\0' ? given : "/tmp";
+}
+
+[[noreturn]] void RefuseDirectory(const std::error_code& reason) {
+  throw Failure(EXIT_FAILED,
+                fmt::format("the simulated drives need room in {}: {}; name another directory in "
+                            "the environment variable TMPDIR",
+                            TemporaryDirectory().string(), reason.message()));
 }
 
 // The directory that plug-ins are told is the host's: the tool is bin/isdct below it.
@@ -112,19 +114,17 @@ bool Names(const char* buffer, std::size_t length, const std::string& file) {
 
 }  // namespace
 
-Simulation::Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet)
-    : tool_(CheckedTool(home)), fleet_(std::filesystem::absolute(fleet)) {
-  directory_ = MakeDirectory();
-  for (const char* const part : {"sys", "state", "fleet"}) {
-    std::filesystem::create_directory(directory_ / part);
-  }
-  snapshot_ = directory_ / "fleet" / fleet_.filename();
-  StartFollowing();
-  std::string problem;
-  if (!Update(problem)) {
+Simulation::Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet,
+                       SignalWatch& signals)
+    : tool_(CheckedTool(home)),
+      fleet_(std::filesystem::absolute(fleet)),
+      onSignal_(signals, [this] { Remove(); }) {
+  try {
+    Lay();
+  } catch (...) {
     StopFollowing();
     Remove();
-    throw Failure(EXIT_FAILED, problem);
+    throw;
   }
   Enter();
   follower_ = std::thread([this] { Follow(); });
@@ -134,6 +134,27 @@ Simulation::~Simulation() {
   StopFollowing();
   Remove();
   TLX::Misc::CTlxApplication::SetProcessPath("");
+}
+
+void Simulation::Lay() {
+  MakeDirectories();
+  snapshot_ = directory_ / "fleet" / fleet_.filename();
+  StartFollowing();
+  std::string problem;
+  if (!Update(problem)) throw Failure(EXIT_FAILED, problem);
+}
+
+void Simulation::MakeDirectories() {
+  const std::lock_guard lock(mutex_);
+  if (removed_) throw Failure(EXIT_FAILED, "ended by a signal");
+  std::string name = (TemporaryDirectory() / "vxhost-XXXXXX").string();
+  if (::mkdtemp(name.data()) == nullptr) RefuseDirectory({errno, std::generic_category()});
+  directory_ = name;
+  for (const char* const part : {"sys", "state", "fleet"}) {
+    std::error_code error;
+    std::filesystem::create_directory(directory_ / part, error);
+    if (error) RefuseDirectory(error);
+  }
 }
 
 // What the platform, the plug-ins and the stand-in look at from now on.
@@ -179,11 +200,21 @@ void Simulation::StopFollowing() {
   }
 }
 
+// Removes the tree; it is not laid again. [any thread]
 void Simulation::Remove() {
-  const std::lock_guard lock(mutex_);
   removed_ = true;
+  std::unique_lock lock(mutex_, std::try_to_lock);
+  for (auto waited = std::chrono::milliseconds(0); !lock && waited < LAYER_PATIENCE;
+       waited += ASKING_INTERVAL) {
+    std::this_thread::sleep_for(ASKING_INTERVAL);
+    lock.try_lock();
+  }
+  if (directory_.empty()) return;
+  // Out of the way first: a run of the stand-in that has lost its host finds nothing to write to.
+  const std::filesystem::path aside = directory_.string() + ".removed";
   std::error_code error;
-  std::filesystem::remove_all(directory_, error);
+  std::filesystem::rename(directory_, aside, error);
+  std::filesystem::remove_all(error ? directory_ : aside, error);
 }
 
 void Simulation::Follow() {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "Signals.h"
+
+#include <atomic>
 #include <filesystem>
 #include <mutex>
 #include <string>
@@ -15,25 +18,27 @@ namespace vxhost {
 // its place in sysfs. A file that is wrong leaves everything as it was. One per process.
 class Simulation {
  public:
-  // home: the runtime tree. The fleet is only read and may lie anywhere. Throws Failure, with what
-  // the stand-in says about the fleet. [before plug-ins are loaded]
-  Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet);
-  ~Simulation();  // Remove
+  // home: the runtime tree. The fleet is only read and may lie anywhere. From the first directory
+  // on a signal that ends the process removes what was made. Throws Failure, with what the stand-in
+  // says about the fleet. [before plug-ins are loaded]
+  Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet,
+             SignalWatch& signals);
+  ~Simulation();  // removes the tree
   Simulation(const Simulation&) = delete;
   Simulation& operator=(const Simulation&) = delete;
-
-  // Removes the tree; it is not laid again. [any thread]
-  void Remove();
 
   // The path of the stand-in: simulator/bin/isdct of the runtime tree if there is one, otherwise
   // bin/isdct. Throws Failure when that does not say that it is the stand-in.
   static std::string CheckedTool(const std::filesystem::path& home);
 
  private:
+  void Lay();
+  void MakeDirectories();
+  void Enter();
   void StartFollowing();
   void StopFollowing();
   void Follow();
-  void Enter();
+  void Remove();
   bool Update(std::string& problem);
   bool TakeOver(const std::string& text, std::string& problem);
   bool RunOn(const std::string& text, std::vector<std::string> command, std::string& problem);
@@ -41,13 +46,14 @@ class Simulation {
   const std::string tool_;
   const std::filesystem::path fleet_;
   std::filesystem::path directory_;
-  std::filesystem::path snapshot_;  // what the stand-in reads, named like the fleet
-  std::mutex mutex_;
-  bool removed_ = false;   // guarded by mutex_
-  std::string published_;  // text of the snapshot; guarded by mutex_
+  std::filesystem::path snapshot_;     // what the stand-in reads, named like the fleet
+  std::mutex mutex_;                   // held while the tree is changed
+  std::atomic<bool> removed_ = false;  // nothing is laid any more
+  std::string published_;              // text of the snapshot; guarded by mutex_
   int watch_ = -1;
   int wake_ = -1;
   std::thread follower_;
+  const CleanUpOnSignal onSignal_;  // goes first: it uses the rest
 };
 
 }  // namespace vxhost

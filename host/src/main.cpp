@@ -30,13 +30,13 @@ std::vector<vxhost::CommandRow> Rows() {
   return rows;
 }
 
-int RunCommand(const vxhost::Options& options) {
+int RunCommand(const vxhost::Options& options, vxhost::SignalWatch& signals) {
   const auto& commands = vxhost::Commands();
   const auto command = std::find_if(commands.begin(), commands.end(), [&](const auto& known) {
     return options.m_Command == known.m_Row.name;
   });
   vxhost::Output output;
-  vxhost::Host host(options, output);
+  vxhost::Host host(options, output, signals);
   const int status = command->m_Run(host);
   return status == vxhost::EXIT_DONE && output.HasFailed() ? vxhost::EXIT_FAILED : status;
 }
@@ -54,13 +54,15 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   try {
+    // First, so that every thread is made with the signals blocked.
+    vxhost::SignalWatch signals;
     const vxhost::ParseResult parsed = vxhost::ParseOptions(argc, argv, Rows());
     if (parsed.m_Ends) {
       if (parsed.m_Status == vxhost::EXIT_DONE) return Print(parsed.m_Text);
       std::fputs(parsed.m_Text.c_str(), stderr);
       return parsed.m_Status;
     }
-    return RunCommand(parsed.m_Options);
+    return RunCommand(parsed.m_Options, signals);
   } catch (const vxhost::Failure& failure) {
     vxhost::Say(failure.what());
     return failure.Status();

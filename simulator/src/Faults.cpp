@@ -117,7 +117,9 @@ CallCounters::CallCounters(const fs::path& fleetFile) {
 }
 
 std::vector<std::uint32_t> CallCounters::Count(const std::vector<const Fault*>& faults) {
-  fs::create_directories(DirectoryOf(file_));
+  // Not what lies above it: a host that has gone has removed its directory, and that stays so.
+  std::error_code none;
+  fs::create_directory(DirectoryOf(file_), none);
   const DirectoryLock lock(DirectoryOf(file_));
   std::vector<Counter> counters = ReadCounters(file_);
   std::vector<std::uint32_t> calls;

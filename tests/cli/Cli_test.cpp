@@ -183,6 +183,21 @@ TEST_F(Cli, OutputThatNobodyReads_IsSaidAndStatus1) {
   }
 }
 
+TEST_F(Cli, OutputOnAFullDisk_IsSaidAndStatus1) {
+  vxtest::WriteFile(directory_ / "script", "{" + FIXTURE_OBJECTS + "}");
+  vxtest::WriteFile(
+      directory_ / "full",
+      "#!/bin/sh\nexec '" + vxtest::HostProcess::Program().string() + "' \"$@\" > /dev/full\n",
+      true);
+  for (const auto& words : std::vector<std::vector<std::string>>{
+           {"tree", "--plugin", VXTEST_PLUGIN}, {"--help"}, {"--version"}}) {
+    const auto run = vxtest::RunHost(
+        words, "", {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()}}, directory_ / "full");
+    EXPECT_EQ(run.status, 1) << words.front();
+    EXPECT_EQ(run.err, "vxhost: standard output cannot be written: No space left on device\n");
+  }
+}
+
 TEST_F(Cli, CopiedTree_RunsItsOwnPlugins) {
   const auto program = CopyTree("elsewhere", {VXTEST_PLUGIN});
   vxtest::WriteFile(directory_ / "script", "{" + FIXTURE_OBJECTS + "}");
@@ -233,6 +248,19 @@ TEST_F(Cli, Service_PrintsEventsAndEndsOnASignal) {
   EXPECT_TRUE(host.WaitForError("running with 1 adapter"));
   host.Signal(SIGTERM);
   EXPECT_EQ(host.Wait(), 0);
+  EXPECT_TRUE(vxtest::ReadFile(directory_ / "log")
+                  .ends_with("command 3 object 0 data false\nreleaseIf object\n"));
+}
+
+TEST_F(Cli, Service_EndsInOrderWhenNobodyReadsItAnyMore) {
+  vxtest::WriteFile(directory_ / "script", "{" + FIXTURE_OBJECTS + "}");
+  vxtest::HostProcess host({"run", "--db", "none", "--plugin", VXTEST_PLUGIN},
+                           {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()},
+                            {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}});
+  ASSERT_TRUE(host.WaitForError("running with 1 adapter"));
+  host.CloseOutput();
+  EXPECT_EQ(host.Wait(), 1);
+  EXPECT_THAT(host.Errors(), HasSubstr("nobody reads standard output any more: the service ends"));
   EXPECT_TRUE(vxtest::ReadFile(directory_ / "log")
                   .ends_with("command 3 object 0 data false\nreleaseIf object\n"));
 }

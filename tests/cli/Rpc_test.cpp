@@ -2,7 +2,9 @@
 #include "support/Files.h"
 
 #include <chrono>
+#include <csignal>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -217,6 +219,80 @@ TEST_F(Rpc, ReaderThatHasGone_EndsTheServiceInOrder) {
   EXPECT_EQ(host.Wait(), 1);
   EXPECT_EQ(Calls().back(), "releaseIf object");
   EXPECT_EQ(Calls()[Calls().size() - 2], "command 3 object 0 data false");
+}
+
+TEST_F(Rpc, SignalWhileItWaitsForALine_EndsTheServiceInOrder) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    vxtest::HostProcess host(Words(), Environment());
+    host.Send("{\"id\":1,\"command\":2}\n{\"id\":2");  // half a line is none
+    EXPECT_EQ(host.Line(), R"({"id":1,"result":0})");
+    host.Signal(signal);
+    std::string rest;
+    EXPECT_EQ(host.Wait(&rest), -signal);
+    EXPECT_EQ(rest, "");
+    EXPECT_THAT(Calls(), ElementsAre("createIf mask 0", "command 2 object 0 data true",
+                                     "command 3 object 0 data false", "releaseIf object"));
+    std::filesystem::remove(directory_ / "log");
+  }
+}
+
+TEST_F(Rpc, SignalWhileItSleeps_EndsTheSleep) {
+  vxtest::HostProcess host(Words(), Environment());
+  host.Send("{\"id\":1,\"command\":2}\n{\"id\":2,\"control\":\"sleep\",\"ms\":4000000000}\n");
+  EXPECT_EQ(host.Line(), R"({"id":1,"result":0})");
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), -SIGTERM);
+  EXPECT_EQ(Calls().back(), "releaseIf object");
+}
+
+TEST_F(Rpc, SecondSignal_EndsTheServiceAtOnce) {
+  Script(R"({"hang":4})");
+  vxtest::HostProcess host(Words(), Environment());
+  host.Send("{\"id\":1,\"command\":4}\n");
+  while (!std::filesystem::exists(directory_ / "log") || Calls().size() < 2) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  host.Signal(SIGINT);
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), -SIGTERM);
+  EXPECT_EQ(Calls().back(), "command 4 object 0 data true");
+}
+
+TEST_F(Rpc, SignalThatWasIgnoredFromTheStart_StaysIgnored) {
+  const auto before = std::signal(SIGHUP, SIG_IGN);
+  vxtest::HostProcess host(Words(), Environment());
+  std::signal(SIGHUP, before);
+  host.Send("{\"id\":1,\"command\":3}\n");
+  EXPECT_EQ(host.Line(), R"({"id":1,"result":0})");
+  host.Signal(SIGHUP);
+  host.Send("{\"id\":2,\"command\":3}\n");
+  EXPECT_EQ(host.Line(), R"({"id":2,"result":0})");
+  host.EndInput();
+  EXPECT_EQ(host.Wait(), 0);
+}
+
+TEST_F(Rpc, ObjectOfAnotherInterface_IsRefusedAtTheStart) {
+  Script(R"({"interface":3})");
+  const auto run = vxtest::RunHost(Words(), "{\"id\":1,\"command\":4}\n", Environment());
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(run.err,
+            "vxhost: plug-in vxtest_plugin speaks interface version 3, this host speaks 2\n");
+  EXPECT_THAT(Calls(), ElementsAre("createIf mask 0", "releaseIf object"));
+}
+
+TEST_F(Rpc, ObjectOfAnotherInterface_IsRefusedAtCreate) {
+  vxtest::HostProcess host(Words(), Environment());
+  host.Send("{\"id\":1,\"control\":\"release\"}\n");
+  EXPECT_EQ(host.Line(), R"({"id":1,"result":0})");
+  Script(R"({"interface":1})");
+  host.Send("{\"id\":2,\"control\":\"create\"}\n{\"id\":3,\"command\":4}\n");
+  EXPECT_EQ(
+      host.Line(),
+      R"({"id":2,"error":"plug-in vxtest_plugin speaks interface version 1, this host speaks 2"})");
+  EXPECT_THAT(host.Line(), HasSubstr("no interface object lives"));
+  host.EndInput();
+  EXPECT_EQ(host.Wait(), 0);
 }
 
 }  // namespace

@@ -105,6 +105,62 @@ TEST_F(Simulated, SignalDuringAnyCommand_LeavesNothingBehind) {
   EXPECT_TRUE(NothingIsLeft());
 }
 
+// The program in a tree of its own, with a stand-in that says that it is one and then hangs.
+std::filesystem::path ProgramWithHangingStandIn(const std::filesystem::path& home) {
+  std::filesystem::create_directory(home);
+  std::filesystem::copy(HostProcess::Tree() / "lib", home / "lib");
+  std::filesystem::copy(HostProcess::Program(), home / "vxhost");
+  vxtest::WriteFile(home / "bin" / "isdct",
+                    "#!/bin/sh\n[ $2 = identify ] && exec echo isdct simulator 1\n"
+                    "echo $$ > '" +
+                        (home / "pid.new").string() + "'\nmv '" + (home / "pid.new").string() +
+                        "' '" + (home / "pid").string() + "'\nexec sleep 600\n",
+                    true);
+  return home / "vxhost";
+}
+
+void WaitForFile(const std::filesystem::path& path) {
+  for (int attempt = 0; attempt < 3000 && !std::filesystem::exists(path); ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  ASSERT_TRUE(std::filesystem::exists(path)) << path;
+}
+
+TEST_F(Simulated, SignalWhileTheTreeIsLaid_LeavesNeitherDirectoryNorProgram) {
+  const auto home = directory_ / "home";
+  HostProcess host(Words({"tree"}), Environment(), ProgramWithHangingStandIn(home));
+  WaitForFile(home / "pid");
+  EXPECT_FALSE(NothingIsLeft());
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), -SIGTERM);
+  EXPECT_TRUE(NothingIsLeft());
+  // What is left of a killed child is at most its entry, until whoever inherits it looks.
+  const auto state = "/proc/" + std::to_string(std::stoi(vxtest::ReadFile(home / "pid"))) + "/exe";
+  std::error_code error;
+  EXPECT_TRUE(std::filesystem::read_symlink(state, error).empty());
+}
+
+TEST_F(Simulated, SecondSignalWhileTheToolHangs_LeavesNothingBehind) {
+  HostProcess host(Words({"run", "--db", "none", "--time-scale", "20"}), Environment());
+  ASSERT_TRUE(host.WaitForError("running with 6 adapters")) << host.Errors();
+  Edit({"fault", "--command", "inventory", "--kind", "hang", "--first", "1000"});
+  const auto simulation = std::filesystem::directory_iterator(directory_ / "tmp")->path();
+  WaitForFile(simulation / "state" / "fleet.json.calls");
+  host.Signal(SIGINT);
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), -SIGTERM);
+  EXPECT_TRUE(NothingIsLeft());
+}
+
+TEST_F(Simulated, TemporaryDirectoryThatCannotBeUsed_IsNamedWithTheWayOut) {
+  const auto missing = directory_ / "missing";
+  const auto run = RunHost(Words({"tree"}), "", {{"TMPDIR", missing.string()}});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.err, "vxhost: the simulated drives need room in " + missing.string() +
+                         ": No such file or directory; name another directory in the environment "
+                         "variable TMPDIR\n");
+}
+
 TEST_F(Simulated, PollInterval_IsSetForTheNextStart) {
   const auto set = Run({"set", "piTorvex", "poll interval", "77"});
   EXPECT_EQ(set.status, 0) << set.err;

@@ -3,12 +3,14 @@
 // VXTEST_PLUGIN_LOG what is called, one line each.
 //
 //   {"create": 0, "interface": 2, "initialize": 0, "answers": {"5": 20008}, "notify": 3,
-//    "print": "text for standard output", "adapters": [...], "objects": [...]}
+//    "print": "text for standard output", "hang": 4, "adapters": [...], "objects": [...]}
 //
 // adapters and objects are as the host writes them. "answers" are results of commands; "notify" is
-// how often the callback is called at command 2, each time on a thread of its own.
+// how often the callback is called at command 2, each time on a thread of its own; "hang" is a
+// command that never returns.
 #include "RecordReader.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -70,6 +72,9 @@ class FixturePlugin : public IPLUGINAPI {
     if (script.HasMember("print")) {
       std::puts(script["print"].GetString());
       std::fflush(stdout);
+    }
+    while (script.HasMember("hang") && script["hang"] == static_cast<unsigned int>(command)) {
+      std::this_thread::sleep_for(std::chrono::seconds(1));
     }
     const std::string key = std::to_string(static_cast<unsigned int>(command));
     if (script.HasMember("answers") && script["answers"].HasMember(key.c_str())) {

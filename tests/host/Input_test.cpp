@@ -1,6 +1,7 @@
 #include "LineReader.h"
 #include "Options.h"
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,18 @@ TEST(LineReader, LineLongerThanTheBuffer_IsReadWhole) {
 TEST(LineReader, LineAboveTheLimit_IsDroppedAndTheNextOneRead) {
   EXPECT_EQ(Lines(std::string(200'000, 'x') + "\n12345\n123456\nok\n", 5),
             (std::vector<std::string>{"(too long)", "12345", "(too long)", "ok"}));
+}
+
+TEST(LineReader, Stop_EndsTheInputAlthoughMoreIsThere) {
+  const TextFile file("a\nb\n");
+  std::array<int, 2> stop{};
+  ASSERT_EQ(::pipe(stop.data()), 0);
+  LineReader reader(file.Get(), 10, stop[0]);
+  EXPECT_EQ(reader.Next()->m_Text, "a");
+  ASSERT_EQ(::write(stop[1], "x", 1), 1);
+  EXPECT_FALSE(reader.Next());
+  ::close(stop[0]);
+  ::close(stop[1]);
 }
 
 const std::vector<vxhost::CommandRow> COMMANDS = {

@@ -269,6 +269,16 @@ TEST(Counters, LieInTheStateDirectoryWhenOneIsNamed) {
   EXPECT_EQ(fleet.Run(simtest::kVersion).out, "");  // counts for itself
 }
 
+TEST(Counters, DirectoryOfAHostThatHasGone_IsNotMadeAnew) {
+  const FleetDirectory fleet(
+      OneDrive(kHealth, R"({"command": "version", "kind": "silent", "firstCalls": 1})"));
+  const std::filesystem::path host = fleet.Path() / "host";
+  const simtest::Environment environment{{"VXSIM_FLEET", fleet.File().string()},
+                                         {"VXSIM_STATE", (host / "state").string()}};
+  EXPECT_EQ(simtest::RunTool(simtest::kVersion, environment).status, 1);
+  EXPECT_FALSE(std::filesystem::exists(host));
+}
+
 TEST(Counters, OnlyComeIntoBeingWithALimitedFault) {
   const FleetDirectory fleet(OneDrive(kHealth, R"({"command": "version", "kind": "silent"})"));
   fleet.Run(simtest::kVersion);
