@@ -349,6 +349,22 @@ TEST_F(DispatchTest, GetOperations_SaysEnterTwice) {
                                          "ENTER GetOperations ret=0"));
 }
 
+TEST_F(DispatchTest, SetPropertyAndExecuteOperation_TellOfTheLockAlone) {
+  trace.SetMask(EVERY_LEVEL);
+  PI::CProperty property = Named(30007);
+  guest.Call(7, adapter, &property);
+  EXPECT_THAT(LevelsAndTexts(), ElementsAre(Pair(8, "Before m_DataLock.Wait (sg)"),
+                                            Pair(8, "After m_DataLock.Wait (sg)")));
+  trace.Clear();
+  PI::COperation operation = OperationNamed(50026);
+  guest.Call(10, drive, &operation);
+  EXPECT_THAT(
+      LevelsAndTexts(),
+      ElementsAre(Pair(8, "Before m_DataLock.Wait (sg)"), Pair(8, "After m_DataLock.Wait (sg)"),
+                  Pair(2, "ENTER ExecutePhysicalDriveOperation()"),
+                  Pair(2, "LEAVE ExecutePhysicalDriveOperation() -> 20005")));
+}
+
 TEST_F(DispatchTest, Lookups_TellHowFarTheyWent) {
   trace.SetMask(4);
   std::vector<PI::CProperty> properties;

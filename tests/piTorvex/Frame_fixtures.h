@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <DB/Database.h>
@@ -38,7 +39,12 @@ struct TraceLine {
   std::string function;
   std::string text;
   unsigned long time = 0;
-  bool operator==(const TraceLine&) const = default;
+
+  // Lines that say the same are equal, whenever they were written.
+  bool operator==(const TraceLine& other) const {
+    return std::tie(level, file, function, text) ==
+           std::tie(other.level, other.file, other.function, other.text);
+  }
 };
 
 // Keeps the plug-in's trace lines while it lives. [any thread]

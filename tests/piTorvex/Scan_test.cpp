@@ -1,5 +1,8 @@
 #include "Frame_fixtures.h"
 
+#include <cstdio>
+#include <ctime>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -285,6 +288,36 @@ TEST_F(ScanTest, EndOfLife_IsADateOrNothing) {
             "");
 }
 
+// The day, by the plug-in's clock, after so many hours.
+std::string DayIn(unsigned long hours) {
+  const auto end = static_cast<std::time_t>(TLX::Misc::now() / 1000 + hours * 3600);
+  std::tm day{};
+  gmtime_r(&end, &day);
+  char text[16];
+  std::strftime(text, sizeof text, "%Y-%m-%d", &day);
+  return text;
+}
+
+// A year of 8760 hours has used up half of the drive: by its own percentage, or by what was written
+// of its rating in units of 512000 bytes.
+TEST_F(ScanTest, EndOfLife_IsAsFarAwayAsTheHoursThatAreLeft) {
+  const std::string before = DayIn(8760);
+  const CTorvexAdapter byPercent = Adapter([](FakeDrive& drive) {
+    drive.percentageUsed = 50;
+    drive.hours = "2238";
+  });
+  const CTorvexAdapter byRating = Adapter([&byPercent](FakeDrive& drive) {
+    drive.percentageUsed = 0;
+    char units[32];
+    std::snprintf(units, sizeof units, "%lX",
+                  byPercent.EnduranceRating * 1'000'000'000'000UL / 2 / 512'000);
+    drive.unitsWritten = units;
+  });
+  for (const CTorvexAdapter& adapter : {byPercent, byRating}) {
+    EXPECT_THAT(adapter.ExtraText, testing::AnyOf(before, DayIn(8760)));
+  }
+}
+
 TEST_F(ScanTest, HugeCounters_DoNotOverflow) {
   const CTorvexAdapter adapter = Adapter([](FakeDrive& drive) {
     drive.unitsWritten = "FFFFFFFFFFFFFFFE";
@@ -354,6 +387,24 @@ TEST_F(ScanTest, DriverVersion_IsTheModulesIfItHasOne) {
   EXPECT_EQ(Adapter([](FakeDrive&) {}).DriverVersion, "");
   machine.sysfs.File("module/nvme/version", "1.0\n");
   EXPECT_EQ(Adapter([](FakeDrive&) {}).DriverVersion, "1.0");
+}
+
+// The two numbers of the tool, each one character, stand in for a module without a version.
+TEST_F(ScanTest, DriverVersion_OfAModuleWithoutOne_IsTheToolsIfItTellsBothNumbers) {
+  const auto version = [this](const std::string& major, const std::string& minor) {
+    NAMESPACE_piTorvex::CCmdEmuAdapter record;
+    record.DriverMajorVersion = major;
+    record.DriverMinorVersion = minor;
+    plugin.m_ToolRecords = {record};
+    EXPECT_EQ(plugin.ScanSystem(adapters, drives, true), 0UL);
+    return adapters.at(0).DriverVersion;
+  };
+  EXPECT_EQ(version("4", "2"), "4.2");
+  EXPECT_EQ(version(std::string(1, '\0'), "\n"), std::string("\0.\n", 3));
+  EXPECT_EQ(version("4", ""), "");
+  EXPECT_EQ(version("", "2"), "");
+  machine.sysfs.File("module/nvme/version", "1.0\n");
+  EXPECT_EQ(version("4", "2"), "1.0");
 }
 
 TEST_F(ScanTest, WithANumberedHostRecord_NamesTheAdapter) {
