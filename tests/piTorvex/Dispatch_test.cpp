@@ -422,13 +422,13 @@ TEST_F(DispatchTest, EachLevelAlone_WritesItsOwnLinesAndNoOther) {
     guest.Call(8, drive, &operations);
     guest.Call(9, drive, &operation);
     guest.Call(10, plugin, &operation);
-    return trace.Lines();
+    return LevelsAndTexts();
   };
-  const std::vector<frametest::TraceLine> all = live(EVERY_LEVEL);
+  const auto all = live(EVERY_LEVEL);
   for (const unsigned int level : {2U, 4U, 8U, 16U}) {
-    std::vector<frametest::TraceLine> expected;
-    for (const frametest::TraceLine& line : all) {
-      if (line.level == level) expected.push_back(line);
+    std::vector<std::pair<unsigned int, std::string>> expected;
+    for (const auto& line : all) {
+      if (line.first == level) expected.push_back(line);
     }
     EXPECT_THAT(expected, testing::Not(IsEmpty())) << level;
     EXPECT_EQ(live(level), expected) << level;

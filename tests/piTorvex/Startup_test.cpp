@@ -112,7 +112,9 @@ TEST(Initialize, WithNoServedDrive_FailsLikeATool) {
   machine.AddDrive("SERIAL");
   machine.tool.Change([](std::vector<FakeDrive>& drives) { drives.clear(); });
   Guest guest;
+  CaptureStdout();
   EXPECT_EQ(guest.Initialize(), 20012U);
+  EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
   EXPECT_TRUE(trace.Has("Initialize, CmdEmu_getAdapterCount called = 20001"));
 }
 
