@@ -8,6 +8,8 @@
 #include "Started.h"
 #include "TreeView.h"
 
+#include <cstdlib>
+
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -94,6 +96,8 @@ int RunSimulate(Host& host) {
   const std::vector<std::string>& edit = host.Settings().m_Arguments;
   words.insert(words.end(), edit.begin(), edit.end());
   if (edit.empty()) words.emplace_back("--help");
+  // So that its help names what the user has typed.
+  ::setenv("VXSIM_CALLED_AS", "vxhost simulate", 1);
   const ChildResult result = RunChild(words);
   if (result.m_Status != 0) {
     Say(WithoutLineEnd(result.m_Output));

@@ -85,7 +85,10 @@ void MirrorDatabase::RemoveEarlierRun() {
   try {
     database_->RemoveEarlierRun();
   } catch (const DBEXCEPTION::DatabaseException& error) {
-    Say(fmt::format("rows of the earlier run stay in the database: {}", error.what()));
+    Say(
+        fmt::format("the database keeps the rows of the start before, beside the new ones, until "
+                    "the next start: {}",
+                    error.what()));
   }
 }
 

@@ -36,7 +36,8 @@ class MirrorDatabase {
   };
   std::unique_ptr<Bracket> BeginStart();
 
-  // Removes the rows of the interface object before: to be called before another one is made.
+  // Removes the rows of the interface object before: to be called before another one is made. When
+  // it fails, that is said; the next call removes these rows, too.
   void RemoveEarlierRun();
 
  private:

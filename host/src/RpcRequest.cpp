@@ -7,6 +7,8 @@
 
 #include <fmt/format.h>
 #include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
 #include <PI/Codes.h>
 
@@ -51,15 +53,87 @@ int Depth(std::string_view json) {
   return deepest;
 }
 
-std::string ToJson(const rapidjson::Value& value) {
-  rapidjson::StringBuffer buffer;
-  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
-  value.Accept(writer);
-  return {buffer.GetString(), buffer.GetSize()};
+// Writes the value of the member "id" of the outermost object anew, numbers digit by digit, and
+// ends the parsing there.
+class IdEcho {
+ public:
+  bool Null() {
+    return Put([&] { writer_.Null(); });
+  }
+  bool Bool(bool value) {
+    return Put([&] { writer_.Bool(value); });
+  }
+  bool RawNumber(const char* digits, rapidjson::SizeType length, bool) {
+    return Put([&] { writer_.RawValue(digits, length, rapidjson::kNumberType); });
+  }
+  bool String(const char* text, rapidjson::SizeType length, bool) {
+    return Put([&] { writer_.String(text, length); });
+  }
+  bool Key(const char* name, rapidjson::SizeType length, bool) {
+    if (depth_ == 1) {
+      echoes_ = std::string_view(name, length) == "id";
+    } else if (echoes_) {
+      writer_.Key(name, length);
+    }
+    return true;
+  }
+  bool StartObject() {
+    return Open([&] { writer_.StartObject(); });
+  }
+  bool EndObject(rapidjson::SizeType) {
+    return Close([&] { writer_.EndObject(); });
+  }
+  bool StartArray() {
+    return Open([&] { writer_.StartArray(); });
+  }
+  bool EndArray(rapidjson::SizeType) {
+    return Close([&] { writer_.EndArray(); });
+  }
+
+  // With numbers as strings, the parser has none but raw ones.
+  bool Int(int) { return false; }
+  bool Uint(unsigned) { return false; }
+  bool Int64(std::int64_t) { return false; }
+  bool Uint64(std::uint64_t) { return false; }
+  bool Double(double) { return false; }
+
+  std::string Take() const { return {buffer_.GetString(), buffer_.GetSize()}; }
+
+ private:
+  template <class Write>
+  bool Put(Write write) {
+    if (echoes_) write();
+    return !(echoes_ && depth_ == 1);
+  }
+  template <class Write>
+  bool Open(Write write) {
+    if (echoes_) write();
+    ++depth_;
+    return true;
+  }
+  template <class Write>
+  bool Close(Write write) {
+    --depth_;
+    return Put(write);
+  }
+
+  rapidjson::StringBuffer buffer_;
+  rapidjson::Writer<rapidjson::StringBuffer> writer_{buffer_};
+  int depth_ = 0;
+  bool echoes_ = false;
+};
+
+// The id of the line, which is JSON and has one.
+std::string EchoOfId(std::string_view line) {
+  constexpr auto flags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+  rapidjson::MemoryStream stream(line.data(), line.size());
+  IdEcho echo;
+  rapidjson::Reader().Parse<flags>(stream, echo);
+  return echo.Take();
 }
 
 // The id to answer with; null when there is none or when it stands twice.
-std::string IdOf(const rapidjson::Document& document, bool deep) {
+std::string IdOf(const rapidjson::Document& document, std::string_view line, bool deep) {
   if (!document.IsObject()) return "null";
   const rapidjson::Value* id = nullptr;
   for (const auto& member : document.GetObject()) {
@@ -69,7 +143,7 @@ std::string IdOf(const rapidjson::Document& document, bool deep) {
   }
   if (id == nullptr) return "null";
   if (deep && (id->IsObject() || id->IsArray())) return "null";
-  return ToJson(*id);
+  return EchoOfId(line);
 }
 
 void ReadControl(const rapidjson::Value& json, RpcRequest& request) {
@@ -161,7 +235,7 @@ std::variant<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line) {
   }
   const bool deep = Depth(line) > MAX_DEPTH;
   RpcRequest request;
-  request.m_Id = IdOf(document, deep);
+  request.m_Id = IdOf(document, line, deep);
   try {
     if (deep) throw Malformed(fmt::format(": nests deeper than {} levels", MAX_DEPTH));
     if (!document.IsObject()) throw Malformed(": must be an object");

@@ -1,6 +1,7 @@
 #include "Topology.h"
 
 #include "Catalogue.h"
+#include "Json.h"
 
 #include <algorithm>
 #include <array>
@@ -17,6 +18,11 @@ namespace {
 
 constexpr std::array ADDRESS = {property::PCI_SEGMENT, property::PCI_BUS, property::PCI_DEVICE,
                                 property::PCI_FUNCTION};
+
+bool HasAddress(const PI::CObject& adapter) {
+  return std::any_of(ADDRESS.begin(), ADDRESS.end(),
+                     [&](unsigned int id) { return FindProperty(adapter, id) != nullptr; });
+}
 
 int HostNumberOf(const PI::CObject& adapter, const std::vector<PI::CAdapterID>& numbered) {
   std::array<unsigned int, 4> address{};
@@ -93,8 +99,18 @@ Topology::Topology(std::vector<PI::CObject> objects, const std::vector<PI::CAdap
     bySerial.try_emplace(TextValue(object, property::SERIAL_NUMBER).value_or(""), adapters_.size());
     adapters_.push_back({&object, HostNumberOf(object, numbered), {}});
   }
+  NumberByPlace(numbered);
   for (const PI::CObject& object : objects_) {
     if (object.m_Type == PI::OBJECT_TYPE_PHYSICAL_DRIVE) PlaceDrive(object, bySerial);
+  }
+}
+
+// Adapters that are no PCI functions show no address. They go by their place, as long as there are
+// as many as the plug-in has listed.
+void Topology::NumberByPlace(const std::vector<PI::CAdapterID>& numbered) {
+  if (adapters_.size() != numbered.size()) return;
+  for (std::size_t i = 0; i < adapters_.size(); ++i) {
+    if (!HasAddress(*adapters_[i].m_Object)) adapters_[i].m_HostNumber = numbered[i].m_HostNumber;
   }
 }
 
@@ -158,7 +174,7 @@ bool IsNotAnswering(const PI::CObject& adapter) {
 
 std::string HealthText(const PI::CObject& adapter) {
   const auto shown = ChoiceValue(adapter, property::HEALTH);
-  if (!shown) return "unknown";
+  if (!shown) return "not reported";
   if (IsNotAnswering(adapter)) return "not answering";
   const int state = *shown;
   const PI::CProperty* const reasons = FindProperty(adapter, property::HEALTH_REASONS);
@@ -177,8 +193,10 @@ std::string HealthText(const PI::CObject& adapter) {
 std::string DisplayName(const PI::CObject& object) {
   std::string name = TextValue(object, property::NAME).value_or("");
   if (!name.empty()) return name;
-  return fmt::format("{} at {}", TextValue(object, property::SERIAL_NUMBER).value_or("?"),
-                     TextValue(object, property::LOCATION).value_or("unknown place"));
+  const auto serial = TextValue(object, property::SERIAL_NUMBER);
+  const auto location = TextValue(object, property::LOCATION);
+  if (!serial && !location) return HexId(object.m_ID);
+  return fmt::format("{} at {}", serial.value_or("?"), location.value_or("unknown place"));
 }
 
 }  // namespace vxhost

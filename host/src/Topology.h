@@ -50,6 +50,7 @@ class Topology {
   const PI::CObject* Lookup(const std::string& name) const;
 
  private:
+  void NumberByPlace(const std::vector<PI::CAdapterID>& numbered);
   void PlaceDrive(const PI::CObject& drive, const std::map<std::string, std::size_t>& bySerial);
 
   std::vector<PI::CObject> objects_;
@@ -62,10 +63,12 @@ class Topology {
 // adapter says of its state means nothing.
 bool IsNotAnswering(const PI::CObject& adapter);
 
-// "good", "degraded (spare low)", "not answering"; "unknown" for an adapter without a state.
+// "good", "degraded (spare low)", "not answering"; "not reported" for an adapter that shows no
+// state.
 std::string HealthText(const PI::CObject& adapter);
 
-// The display name; without one (the host has not numbered the adapter) "SERIAL at LOCATION".
+// The display name; without one (the host has not numbered the adapter) "SERIAL at LOCATION", and
+// the id of an object that shows neither.
 std::string DisplayName(const PI::CObject& object);
 
 }  // namespace vxhost

@@ -40,6 +40,22 @@ constexpr const char* kToolHelp =
     "  delete -f -torvex N\n"
     "  delete -f -torvex NNAME=VALUE";
 
+// What the user has typed: us, or a program that hands its words on to us and then shows what we
+// say as its own. VXSIM_CALLED_AS holds that program's name and its command.
+struct Caller {
+  bool own = true;
+  std::string program = "isdct";
+  std::string command = "simulator";
+};
+
+Caller CallerOf() {
+  const char* const given = std::getenv("VXSIM_CALLED_AS");
+  const std::string text = given != nullptr ? given : "";
+  const std::size_t blank = text.find(' ');
+  if (blank == std::string::npos) return {};
+  return {false, text.substr(0, blank), text.substr(blank + 1)};
+}
+
 // What the options of one command line are read into.
 struct Options {
   std::string fleet;
@@ -255,8 +271,8 @@ class CommandLine {
  public:
   CommandLine()
       : app_("Stand-in for the drive vendor's tool: answers for a fleet of simulated drives",
-             "isdct") {
-    simulator_ = app_.add_subcommand("simulator", "the simulator's own commands");
+             caller_.program) {
+    simulator_ = app_.add_subcommand(caller_.command, "the simulator's own commands");
     // Not "exactly one": a word that is no command is then named in the error.
     simulator_->require_subcommand(0, 1);
     simulator_->callback([this] {
@@ -273,6 +289,7 @@ class CommandLine {
       std::fputs(app_.help().c_str(), stderr);
       return kUsage;
     }
+    if (arguments.front() == Caller().command) arguments.front() = caller_.command;
     std::reverse(arguments.begin(), arguments.end());
     try {
       app_.parse(std::move(arguments));
@@ -280,7 +297,7 @@ class CommandLine {
     } catch (const CLI::ParseError& error) {
       return app_.exit(error) == 0 ? kDone : kUsage;
     } catch (const std::exception& error) {
-      std::fprintf(stderr, "isdct: %s\n", error.what());
+      std::fprintf(stderr, "%s%s\n", caller_.own ? "isdct: " : "", error.what());
       return kFailed;
     }
   }
@@ -403,6 +420,7 @@ class CommandLine {
     return names;
   }
 
+  const Caller caller_ = CallerOf();
   CLI::App app_;
   CLI::App* simulator_ = nullptr;
   Options options_;

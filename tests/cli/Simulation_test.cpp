@@ -4,15 +4,20 @@
 
 #include <csignal>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <rapidjson/document.h>
 
 namespace {
 
+using testing::Contains;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::Not;
+using testing::UnorderedElementsAreArray;
 namespace fs = std::filesystem;
 
 class SimulatedFleet : public testing::Test {
@@ -77,6 +82,172 @@ TEST_F(SimulatedFleet, Doctor_TellsADriveWithoutDriverOrIndex) {
   EXPECT_THAT(run.out, HasSubstr("0000:02:00.0: no NVMe driver is bound\n"));
 }
 
+// The host in a tree of its own, with a tool that answers like the stand-in after a stream editor
+// has gone over the answers to one query.
+class ScriptedTool : public SimulatedFleet {
+ protected:
+  ScriptedTool() {
+    fs::create_directory(home_);
+    for (const char* const part : {"lib", "plugins", "bin"}) {
+      fs::copy(vxtest::HostProcess::Tree() / part, home_ / part);
+    }
+    fs::copy(vxtest::HostProcess::Program(), home_ / "vxhost");
+    fs::rename(home_ / "bin" / "isdct", home_ / "bin" / "answers");
+    fs::create_directory(home_ / "etc");
+    const auto run =
+        vxtest::RunHost({"simulate", "sysfs", "--root", Sysfs(), "--fleet", fleet_.string()});
+    EXPECT_EQ(run.status, 0) << run.err;
+  }
+  std::string Sysfs() const { return (directory_ / "sys").string(); }
+
+  // What is done to the answer of the queries whose words the pattern matches.
+  void Distort(const std::string& pattern, const std::string& filter) {
+    const std::string call = "'" + (home_ / "bin" / "answers").string() + "' \"$@\"";
+    vxtest::WriteFile(home_ / "bin" / "isdct",
+                      "#!/bin/sh\ncase \"$*\" in\n'" + pattern + "') " + call + " | " + filter +
+                          ";;\n*) exec " + call + ";;\nesac\n",
+                      true);
+  }
+
+  // What doctor says of the drive with that serial number.
+  struct Finding {
+    int status = 0;
+    std::string verdict;
+    std::string reason;
+    std::vector<std::string> missing, wrongType, unknown;
+  };
+  Finding Doctor(const std::string& serial) const {
+    const auto run = vxtest::RunHost({"doctor", "--json", "--sysfs", Sysfs()}, "",
+                                     {{"VXSIM_FLEET", fleet_.string()}}, home_ / "vxhost");
+    rapidjson::Document document;
+    document.Parse(run.out.c_str());
+    EXPECT_FALSE(document.HasParseError()) << run.out << run.err;
+    Finding finding;
+    finding.status = run.status;
+    if (document.HasParseError()) return finding;
+    for (const auto& device : document["devices"].GetArray()) {
+      if (device["serial"].GetString() != serial) continue;
+      finding.verdict = device["verdict"].GetString();
+      finding.reason = device["reason"].GetString();
+      finding.missing = Texts(device["missing"]);
+      finding.wrongType = Texts(device["wrongType"]);
+      finding.unknown = Texts(device["unknown"]);
+    }
+    return finding;
+  }
+
+  static std::vector<std::string> Texts(const rapidjson::Value& list) {
+    std::vector<std::string> texts;
+    for (const auto& text : list.GetArray()) texts.emplace_back(text.GetString());
+    return texts;
+  }
+
+  const std::string served_ = "PHLE727300XA1P6CGN";
+  const fs::path home_ = directory_ / "home";
+};
+
+TEST_F(ScriptedTool, Doctor_GivesEachDriveTheReasonThatIsItsOwn) {
+  Distort("none", "cat");
+  const Finding served = Doctor(served_);
+  EXPECT_EQ(served.status, 0);
+  EXPECT_EQ(served.verdict, "adapter");
+  EXPECT_EQ(served.reason, "");
+  const std::vector<std::pair<std::string, std::string>> accepted = {
+      {"PHLN000000003P2001", "member of a platform RAID volume"},
+      {"PHLN003400R81P6AGN", "its model is not served"},
+      {"PHLJ000000002P0001", "behind a volume-management controller"},
+      {"PHLJ000000002P0002", "behind a volume-management controller"}};
+  for (const auto& [serial, reason] : accepted) {
+    const Finding finding = Doctor(serial);
+    EXPECT_EQ(finding.verdict, "accepted") << serial;
+    EXPECT_EQ(finding.reason, reason) << serial;
+  }
+}
+
+TEST_F(ScriptedTool, Doctor_TellsASectionWithoutIndexOrModel) {
+  Distort("show -all -o json -torvex", "sed 's/\"Index\": 0,//'");
+  const Finding index = Doctor(served_);
+  EXPECT_EQ(index.status, 1);
+  EXPECT_EQ(index.verdict, "wrong");
+  EXPECT_EQ(index.reason, "the tool gives it no index");
+  Distort("show -all -o json -torvex", "sed '/SSDPE2KE016T7/d'");
+  EXPECT_EQ(Doctor(served_).reason, "the tool gives it no model number");
+}
+
+TEST_F(ScriptedTool, Doctor_TellsASilentToolFromOneThatDoesNotListTheDrive) {
+  Distort("show -all -o json -torvex", "true");
+  const Finding silent = Doctor(served_);
+  EXPECT_EQ(silent.status, 1);
+  EXPECT_EQ(silent.verdict, "wrong");
+  EXPECT_EQ(silent.reason, "the tool is silent");
+  // What would not be served anyway has its own reason all the same.
+  EXPECT_EQ(Doctor("PHLJ000000002P0001").reason, "behind a volume-management controller");
+  Distort("show -all -o json -torvex", "sed 's/\"Intel SSD[^\"]*\": {/\"Renamed\": {/'");
+  EXPECT_EQ(Doctor(served_).reason,
+            "not named like a drive of the tool: neither \"Intel SSD\" nor \"Intel Optane\"");
+  Distort("show -all -o json -torvex", "printf '{}'");
+  EXPECT_EQ(Doctor(served_).reason, "the tool does not list it");
+  Distort("show -all -o json -torvex", "printf 'No device selected\\n'");
+  EXPECT_EQ(Doctor(served_).reason, "the tool says: no device selected");
+}
+
+TEST_F(ScriptedTool, Doctor_ReportsTheKeysOfEveryAnswer) {
+  struct Case {
+    const char* query;
+    const char* filter;
+    const char* missing;    // empty: as without the filter
+    const char* wrongType;  // empty: none
+    const char* unknown;    // empty: none
+  };
+  const std::vector<Case> cases = {
+      {"show -all -o json -torvex", "s/\"Firmware\"/\"Firmwares\"/", "inventory: Firmware", "",
+       "inventory: Firmwares"},
+      {"show -all -o json -torvex", "s/\"TempThreshold\": 70/\"TempThreshold\": \"70\"/", "",
+       "inventory: TempThreshold is not a whole number of 32 bits, not negative", ""},
+      {"show -o json -torvex 0 -nvmelog SmartHealthInfo", "s/\"Media Errors\"/\"Errors\"/",
+       "health log: Media Errors", "", "health log: Errors"},
+      {"show -o json -torvex 0 -nvmelog SmartHealthInfo",
+       "s/\"Media Errors\": \"0\"/\"Media Errors\": 0/", "",
+       "health log: Media Errors is not a text of hexadecimal digits", ""},
+      {"show -o json -torvex 0 -nvmelog TemperatureStatistics",
+       "s/\"Estimated offset in Celsius\"/\"Offset\"/",
+       "temperature log: Estimated offset in Celsius", "", "temperature log: Offset"},
+      {"show -o json -torvex 0 -nvmelog TemperatureStatistics", "s/: 35/: 35.5/", "",
+       "temperature log: Current Temperature is not a whole number of 32 bits", ""},
+      {"show -o json -smart -torvex 0", "s/\"EA\"/\"EB\"/", "SMART attributes: EA", "", ""},
+      {"show -o json -smart -torvex 0", "s/: 100/: true/", "",
+       "SMART attributes: AD: Normalized is not a whole number of 64 bits, not negative", ""},
+      {"show -all -o json -torvex 0", "s/\"PhysicalSize\"/\"Size\"/", "properties: PhysicalSize",
+       "", ""},
+      {"show -all -o json -torvex 0", "s/\"PhysicalSize\": /\"PhysicalSize\": -/", "",
+       "properties: PhysicalSize is not a whole number of 64 bits, not negative", ""},
+  };
+  Distort("none", "cat");
+  const Finding before = Doctor(served_);
+  EXPECT_THAT(before.wrongType, IsEmpty());
+  EXPECT_THAT(before.unknown, IsEmpty());
+  for (const Case& row : cases) {
+    Distort(row.query, std::string("sed '") + row.filter + "'");
+    const Finding finding = Doctor(served_);
+    std::vector<std::string> missing = before.missing;
+    if (*row.missing != '\0') missing.emplace_back(row.missing);
+    EXPECT_THAT(finding.missing, UnorderedElementsAreArray(missing)) << row.filter;
+    if (*row.wrongType == '\0') {
+      EXPECT_THAT(finding.wrongType, IsEmpty()) << row.filter;
+      EXPECT_EQ(finding.status, 0) << row.filter;
+    } else {
+      EXPECT_THAT(finding.wrongType, Contains(row.wrongType)) << row.filter;
+      EXPECT_EQ(finding.status, 1) << row.filter;
+      EXPECT_EQ(finding.reason, "an adapter, but keys of the tool's answer have another type");
+    }
+    if (*row.unknown == '\0') {
+      EXPECT_THAT(finding.unknown, IsEmpty()) << row.filter;
+    } else {
+      EXPECT_THAT(finding.unknown, Contains(row.unknown)) << row.filter;
+    }
+  }
+}
+
 TEST_F(SimulatedFleet, Doctor_WithoutAnyDevice_IsStatus3) {
   vxtest::WriteFile(fleet_, R"({"drives":[]})");
   EXPECT_EQ(Run({"doctor"}).status, 3);
@@ -101,6 +272,20 @@ TEST_F(SimulatedFleet, InstalledTree_UsesTheStandInOfItsOwn) {
   const auto other = vxtest::RunHost(words, "", {}, home / "vxhost");
   EXPECT_EQ(other.status, 1);
   EXPECT_THAT(other.err, HasSubstr("simulator/bin/isdct is not it"));
+}
+
+TEST_F(SimulatedFleet, HelpAndErrors_NameWhatTheUserHasTyped) {
+  const auto help = vxtest::RunHost({"simulate", "--help"});
+  EXPECT_EQ(help.status, 0) << help.err;
+  EXPECT_THAT(help.out, HasSubstr("Usage: vxhost simulate "));
+  EXPECT_THAT(vxtest::RunHost({"simulate", "pull", "--help"}).out,
+              HasSubstr("Usage: vxhost simulate pull "));
+  const auto wrong =
+      vxtest::RunHost({"simulate", "pull", "0", "--fleet", (directory_ / "none.json").string()});
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_THAT(wrong.err, testing::StartsWith("vxhost: cannot read " +
+                                             (directory_ / "none.json").string() + ": "));
+  EXPECT_THAT(help.out + wrong.err, Not(HasSubstr("isdct")));
 }
 
 TEST_F(SimulatedFleet, WrongEdit_KeepsTheDrivesAndIsSaid) {

@@ -228,6 +228,20 @@ TEST_F(Simulated, ToolThatFails_IsSaidOnceAndGivenAsTheReason) {
   EXPECT_THAT(said, HasSubstr("the drive tool works again, after "));
 }
 
+TEST_F(Simulated, ToolThatFails_IsSaidByOneShotCommandsToo) {
+  Edit({"fault", "--command", "inventory", "--kind", "exit", "--status", "4"});
+  const auto run = Run({"tree"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_EQ(run.out, "");
+  const std::string line = "vxhost: the drive tool has started to fail: ";
+  const auto at = run.err.find(line);
+  ASSERT_NE(at, std::string::npos) << run.err;
+  EXPECT_EQ(run.err.rfind(line), at) << run.err;
+  EXPECT_THAT(
+      run.err.substr(at),
+      HasSubstr("isdct ended with status 4 and printed nothing (show -all -o json -torvex)\n"));
+}
+
 TEST_F(Simulated, SecondWriter_SaysWhoIsFirstAndGoesOn) {
   const std::string database = "sqlite:" + (directory_ / "mirror.db").string();
   HostProcess first(Words({"rpc", "--db", database}), Environment());
@@ -274,10 +288,14 @@ std::filesystem::path LimitedProgram(const std::filesystem::path& directory, std
   return directory / "limited";
 }
 
-void LiftLimit(const std::filesystem::path& directory) {
-  const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+void SetLimit(const std::filesystem::path& directory, rlim_t size) {
+  const rlimit limit{size, RLIM_INFINITY};
   const pid_t host = std::stoi(vxtest::ReadFile(directory / "pid"));
-  ASSERT_EQ(prlimit(host, RLIMIT_FSIZE, &unlimited, nullptr), 0);
+  ASSERT_EQ(prlimit(host, RLIMIT_FSIZE, &limit, nullptr), 0);
+}
+
+void LiftLimit(const std::filesystem::path& directory) {
+  SetLimit(directory, RLIM_INFINITY);
 }
 
 // Waits until the database holds the count; returns the last one seen after half a minute.
@@ -311,6 +329,29 @@ TEST_F(Simulated, StartThatTheDatabaseLost_IsWrittenWhenThereIsRoom) {
   EXPECT_EQ(vxtest::RawSqlite(database).One("SELECT COUNT(*) FROM PD WHERE Host = 'localhost'"),
             "6");
   host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 0);
+}
+
+TEST_F(Simulated, RowsThatCannotBeRemoved_AreSaidAndGoWithTheNextStart) {
+  const auto database = directory_ / "vx.db";
+  constexpr rlim_t PLENTY = 1U << 30U;
+  HostProcess host(Words({"rpc", "--db", "sqlite:" + database.string()}), Environment(),
+                   LimitedProgram(directory_.Path(), PLENTY));
+  host.Send("{\"id\":1,\"command\":1}\n{\"id\":2,\"control\":\"release\"}\n");
+  EXPECT_THAT(host.Line(), HasSubstr("\"result\":0"));
+  EXPECT_EQ(host.Line(), R"({"id":2,"result":0})");
+  const FullLog log(database);
+  SetLimit(directory_.Path(), log.SizeWithRoomFor(0));
+  host.Send("{\"id\":3,\"control\":\"create\"}\n{\"id\":4,\"control\":\"release\"}\n");
+  EXPECT_EQ(host.Line(), R"({"id":3,"result":0})");
+  EXPECT_EQ(host.Line(), R"({"id":4,"result":0})");
+  EXPECT_THAT(host.Errors(), HasSubstr("keeps the rows of the start before, beside the new ones"));
+  EXPECT_EQ(vxtest::RawSqlite(database).One("SELECT COUNT(*) FROM Adapter"), "6");
+  LiftLimit(directory_.Path());
+  host.Send("{\"id\":5,\"control\":\"create\"}\n");
+  EXPECT_EQ(host.Line(), R"({"id":5,"result":0})");
+  EXPECT_EQ(vxtest::RawSqlite(database).One("SELECT COUNT(*) FROM Adapter"), "0");
+  host.EndInput();
   EXPECT_EQ(host.Wait(), 0);
 }
 

@@ -45,6 +45,22 @@ TEST(RpcRequest, AnyJson_IsAnId) {
   EXPECT_EQ(Good(R"({"command":3})").m_Id, "null");
 }
 
+TEST(RpcRequest, NumbersInTheId_AreEchoedDigitByDigit) {
+  for (const std::string id :
+       {"18446744073709551616", "-9223372036854775809", "1.10", "1E2", "-0",
+        "0.1000000000000000055511151231257827", "1e-400", "12345678901234567890123456789"}) {
+    EXPECT_EQ(Good(R"({"id":)" + id + R"(,"command":3})").m_Id, id);
+    EXPECT_EQ(Good(R"({"command":3,"data":[{"id":1}],"id": )" + id + " }").m_Id, id);
+    EXPECT_EQ(Good(R"({"id":[)" + id + R"(,{"id":)" + id + R"(}],"command":3})").m_Id,
+              "[" + id + ",{\"id\":" + id + "}]");
+  }
+}
+
+TEST(RpcRequest, MembersCalledIdFurtherDown_AreNotTheId) {
+  EXPECT_EQ(Good(R"({"command":6,"data":{"id":9}})").m_Id, "null");
+  EXPECT_EQ(Good(R"({"command":6,"data":{"id":9},"\u0069d":"x"})").m_Id, "\"x\"");
+}
+
 TEST(RpcRequest, ObjectId_MayBeANumberOrHexadecimalText) {
   EXPECT_EQ(Good(R"({"command":5,"object":86975767803592704})").m_Object, 0x0135000000000000UL);
   EXPECT_EQ(Good(R"({"command":5,"object":"0XFF"})").m_Object, 255UL);

@@ -119,6 +119,25 @@ TEST(Topology, OneValueAlone_MeansThatTheDriveAnswers) {
   }
 }
 
+TEST(Topology, AdaptersThatAreNoPciFunctions_GoByTheirPlace) {
+  const std::string plain = Object(1, 19038, Text(30007, "host a"));
+  const std::string bare = Object(0x0190000000000002UL, 19038, "");
+  EXPECT_EQ(vxhost::RenderTree(Make({PLUGIN, plain, bare}), "fixture", false),
+            "Fixture 1.2, 2 adapters\n"
+            "├─ not reported   1  host a\n"
+            "└─ not reported  12  0x0190000000000002\n");
+  // With one more than the plug-in has listed, nobody can tell which is which.
+  const Topology more = Make({PLUGIN, plain, bare, Object(3, 19038, "")});
+  for (const auto& adapter : more.Adapters()) EXPECT_EQ(adapter.m_HostNumber, -1);
+}
+
+TEST(Topology, AdapterAtAnAddressThatWasNotListed_HasNoNumber) {
+  const Topology topology =
+      Make({Adapter(1, "A", "S", 3, 40024, ""), Adapter(2, "B", "T", 9, 40024, "")});
+  EXPECT_EQ(topology.Adapters()[0].m_HostNumber, 1);
+  EXPECT_EQ(topology.Adapters()[1].m_HostNumber, -1);
+}
+
 TEST(Topology, DegradedWithoutReason_NamesTheAttribute) {
   const Topology topology = Make({Adapter(1, "A", "S", 3, 40150, VALUES + Choice(30468, 40410))});
   EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object),
