@@ -19,8 +19,9 @@ namespace {
 // Deeper nesting than any record has; reading and writing recurse.
 constexpr int MAX_DEPTH = 64;
 
-constexpr auto PARSE_FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseFullPrecisionFlag |
-                             rapidjson::kParseValidateEncodingFlag;
+// Not with full precision: that code of the parser takes 18446744073709551615 and one more digit
+// from 5 on for 0. The values of the interface are floats, which the usual precision is enough for.
+constexpr auto PARSE_FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
 
 struct Control {
   std::string_view name;

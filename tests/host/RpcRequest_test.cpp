@@ -110,6 +110,13 @@ TEST(RpcRequest, GivenData_IsRead) {
   EXPECT_EQ(operation.OperationID(), 50002U);
 }
 
+TEST(RpcRequest, NumberBeyond64Bits_IsReadAsTheNearestFloat) {
+  const auto properties =
+      std::get<3>(Good(R"({"command":5,"data":[{"id":1,"value":184467440737095516156}]})").m_Data);
+  ASSERT_EQ(properties.size(), 1U);
+  EXPECT_EQ(boost::get<PI::CFloatData>(properties[0].m_Value).m_Value, 184467440737095516156.0F);
+}
+
 TEST(RpcRequest, DataOfCommandsWithoutData_IsNotLookedAt) {
   EXPECT_EQ(Good(R"({"command":3,"data":[1]})").m_Data.index(), 0U);
   EXPECT_EQ(Good(R"({"command":77,"data":{"x":1}})").m_Data.index(), 0U);
