@@ -46,6 +46,7 @@ namespace {
 
 using frametest::FrameTrace;
 using frametest::Guest;
+using frametest::IsFree;
 using frametest::Machine;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -123,6 +124,27 @@ TEST(EntryPoints, NullPointers_AreHarmless) {
   EXPECT_EQ(api, nullptr);
 }
 
+// Tells of its end.
+class Resident : public IPLUGINAPI {
+ public:
+  explicit Resident(int& ends) : ends_(ends) {}
+  ~Resident() override { ++ends_; }
+  unsigned int Execute(PI::_COMMAND, unsigned long, void*) override { return 0; }
+
+ private:
+  int& ends_;
+};
+
+TEST(EntryPoints, ReleaseIf_DestroysTheObjectOnce) {
+  int ends = 0;
+  IPLUGINAPI* api = new Resident(ends);
+  releaseIf(&api);
+  EXPECT_EQ(ends, 1);
+  EXPECT_EQ(api, nullptr);
+  releaseIf(&api);
+  EXPECT_EQ(ends, 1);
+}
+
 // --- Commands
 
 TEST_F(DispatchTest, Execute_UnknownCommand_IsRefusedBeforeAnythingElse) {
@@ -155,8 +177,12 @@ TEST_F(DispatchTest, UnknownObject_IsNotFoundByAnyCommand) {
   EXPECT_EQ(guest.Call(7, UNKNOWN_OBJECT, &property), 20008U);
   EXPECT_EQ(guest.Call(8, UNKNOWN_OBJECT, &operations), 20008U);
   EXPECT_THAT(operations, IsEmpty());
+  EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "mine");
+  operation.m_Events.emplace_back(1, 1, 1, 1, "mine");
   EXPECT_EQ(guest.Call(9, UNKNOWN_OBJECT, &operation), 20008U);
   EXPECT_EQ(guest.Call(10, UNKNOWN_OBJECT, &operation), 20008U);
+  EXPECT_EQ(operation.OperationID(), 50002U);
+  EXPECT_EQ(operation.m_Events.size(), 1U);
   for (const PI::CObject& object : guest.Topology()) EXPECT_EQ(object.m_ReadCounter, 0U);
 }
 
@@ -200,6 +226,16 @@ TEST_F(DispatchTest, AnIdOfAdapterAndDrive_MeansTheAdapter) {
   EXPECT_EQ(guest.Call(6, plugin, &property), 0U);
 }
 
+TEST_F(DispatchTest, AnIdOfTwoAdaptersOrDrives_MeansTheFirst) {
+  guest.Impl().m_Adapters[1].m_ID = adapter;
+  guest.Impl().m_PhysicalDrives[1].m_ID = drive;
+  for (const unsigned long object : {adapter, drive}) {
+    PI::CProperty property = Named(30022);
+    EXPECT_EQ(guest.Call(6, object, &property), 0U);
+    EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "SERIAL-A");
+  }
+}
+
 TEST_F(DispatchTest, SetProperty_OfAdaptersAndDrives_IsRefused) {
   PI::CProperty property = Named(30007);
   EXPECT_EQ(guest.Call(7, adapter, &property), 20004U);
@@ -229,8 +265,28 @@ TEST_F(DispatchTest, AnExceptionOfAHandler_StopsAtTheDoor) {
   EXPECT_EQ(guest.Call(1, 0, &ids), 20000U);
   EXPECT_THAT(ids, IsEmpty());
   EXPECT_TRUE(trace.Has("Exception stopped: out of luck"));
+  EXPECT_TRUE(IsFree(guest.Impl().m_DataLock));
   machine.tool.SetHook(nullptr);
-  EXPECT_EQ(guest.Call(1, 0, &ids), 0U);  // no lock was left behind
+  EXPECT_EQ(guest.Call(1, 0, &ids), 0U);
+  EXPECT_TRUE(IsFree(guest.Impl().m_DataLock));
+}
+
+TEST_F(DispatchTest, Requests_GiveTheLocksBack) {
+  for (const unsigned long object : {plugin, adapter, drive, UNKNOWN_OBJECT}) {
+    std::vector<PI::CObject> objects;
+    std::vector<PI::CProperty> properties;
+    std::vector<PI::COperation> operations;
+    PI::CProperty property = Named(30007);
+    PI::COperation operation = OperationNamed(50002);
+    const std::vector<std::pair<unsigned int, void*>> calls = {
+        {4, &objects},    {5, &properties}, {6, &property},  {7, &property},
+        {8, &operations}, {9, &operation},  {10, &operation}};
+    for (const auto& [command, data] : calls) {
+      (void)guest.Call(command, object, data);
+      EXPECT_TRUE(IsFree(guest.Impl().m_DataLock)) << command;
+      EXPECT_TRUE(IsFree(guest.Impl().m_EventsLock)) << command;
+    }
+  }
 }
 
 TEST(Dispatch, BeforeStartUp_ASettingIsStoredAndWakesNobody) {
@@ -477,6 +533,8 @@ TEST_F(DispatchTest, Topology_GivesEachObjectWithItsPropertiesAndOperations) {
   }
   // The objects themselves stay without; what the host gets are copies.
   EXPECT_THAT(guest.Impl().m_Adapters.front().m_Properties, IsEmpty());
+  EXPECT_THAT(guest.Impl().m_PhysicalDrives.front().m_Properties, IsEmpty());
+  EXPECT_THAT(guest.Impl().m_Plugin.m_Properties, IsEmpty());
   EXPECT_THAT(guest.Impl().m_Plugin.m_Operations, IsEmpty());
 }
 

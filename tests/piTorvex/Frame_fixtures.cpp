@@ -24,6 +24,17 @@ bool Eventually(const std::function<bool()>& condition) {
   return true;
 }
 
+bool IsFree(TLX::Threading::Native_OS::CFastMutex& mutex) {
+  bool isFree = false;
+  std::thread([&mutex, &isFree] {
+    if (mutex.Wait(0) == 1) {
+      isFree = true;
+      mutex.Release();
+    }
+  }).join();
+  return isFree;
+}
+
 // --- Trace
 
 struct FrameTrace::Sink : TLX::Internals::ITraceSink {

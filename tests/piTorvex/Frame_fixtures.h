@@ -31,6 +31,10 @@ using NAMESPACE_piTorvex::IPLUGINAPI_IMPL;
 // Waits until the condition holds, 60 s at most. Whether it does.
 bool Eventually(const std::function<bool()>& condition);
 
+// Whether a thread other than the caller could take the lock at this moment. The mutexes are
+// recursive: a thread that left one locked would not notice by taking it again.
+bool IsFree(TLX::Threading::Native_OS::CFastMutex& mutex);
+
 // --- Trace
 
 struct TraceLine {

@@ -11,8 +11,9 @@ namespace {
 
 constexpr unsigned int FAILED = 7;
 
-int g_Inits = 0;   // since the last reset
-int g_FailAt = 0;  // which of them fails, from 1; 0: none
+int g_Inits = 0;                                  // since the last reset
+int g_FailAt = 0;                                 // which of them fails, from 1; 0: none
+std::vector<std::pair<bool, bool>> g_EventKinds;  // initial state and manual reset, as asked for
 
 template <class Object, class... Args>
 unsigned int InitOf(const char* symbol, Object* object, Args... args) {
@@ -28,6 +29,7 @@ unsigned int TLX::Threading::Native_OS::CFastMutex::Init() {
 }
 
 unsigned int TLX::Threading::CEvent::Init(bool initialState, bool manualReset) {
+  g_EventKinds.emplace_back(initialState, manualReset);
   return InitOf("_ZN3TLX9Threading6CEvent4InitEbb", this, initialState, manualReset);
 }
 
@@ -59,6 +61,17 @@ TEST(Initialize, WithALockThatFails_NamesItAndDoesNothingElse) {
     g_FailAt = 0;
     EXPECT_EQ(guest.Initialize(), 0U) << "a start-up that failed can be repeated";
   }
+}
+
+// Only a stop request lasts: it is meant for every wait until the next start-up.
+TEST(Initialize, GivesEachEventItsKind) {
+  frametest::Machine machine;
+  machine.AddDrive("SERIAL");
+  frametest::Guest guest;
+  g_EventKinds.clear();
+  ASSERT_EQ(guest.Initialize(), 0U);
+  EXPECT_THAT(g_EventKinds, ElementsAre(std::pair(false, false), std::pair(false, true),
+                                        std::pair(false, false)));
 }
 
 }  // namespace

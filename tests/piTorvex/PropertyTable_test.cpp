@@ -178,4 +178,26 @@ TEST(FormatText, IgnoresTheLocaleOfTheHost) {
   std::locale::global(before);
 }
 
+// The number in decimal; "none" when the text is no number.
+std::string Parsed(const std::string& text, std::ios_base& (*base)(std::ios_base&) = std::dec) {
+  const boost::optional<unsigned long> number = NAMESPACE_piTorvex::ParseNumber(text, base);
+  return number ? std::to_string(*number) : "none";
+}
+
+TEST(ParseNumber, TakesWholeHexadecimalTexts) {
+  EXPECT_EQ(Parsed("1F4", std::hex), "500");
+  EXPECT_EQ(Parsed("500", std::hex), "1280");
+  EXPECT_EQ(Parsed("0x1f4", std::hex), "500");
+  for (const char* text : {"", "1G", "1F4 ", "-1", "10000000000000000"}) {
+    EXPECT_EQ(Parsed(text, std::hex), "none") << text;
+  }
+}
+
+TEST(ParseNumber, IgnoresTheLocaleOfTheHost) {
+  const std::locale before = std::locale::global(std::locale(std::locale(), new Grouping));
+  EXPECT_EQ(Parsed("1000"), "1000");
+  EXPECT_EQ(Parsed("1,000"), "none");
+  std::locale::global(before);
+}
+
 }  // namespace

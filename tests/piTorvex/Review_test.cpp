@@ -72,6 +72,35 @@ TEST(Members, StandInTheOrderOfTheirDestruction) {
   EXPECT_TRUE(std::is_sorted(members.begin(), members.end(), std::less<>()));
 }
 
+TEST(Members, AtFirst_AreEmpty) {
+  IPLUGINAPI_IMPL plugin;
+  EXPECT_EQ(plugin.m_InterfaceVersion, 2U);
+  EXPECT_EQ(plugin.m_ModuleID, 0U);
+  EXPECT_FALSE(static_cast<bool>(plugin.m_NotifyHost));
+  EXPECT_NE(plugin.m_DataLock.Wait(0), TLX::Threading::WAIT_ACQUIRED);  // not initialised yet
+  EXPECT_NE(plugin.m_EventsLock.Wait(0), TLX::Threading::WAIT_ACQUIRED);
+  for (const TLX::Threading::CEvent* event :
+       {&plugin.m_ForceWorker, &plugin.m_StopRequest, &plugin.m_PrivateEvent}) {
+    EXPECT_FALSE(event->IsInitialised());
+  }
+  EXPECT_EQ(plugin.m_CommandPrefix, "");
+  EXPECT_TRUE(plugin.m_ToolPath.empty());
+  EXPECT_EQ(plugin.m_Plugin.m_ID, 0UL);
+  EXPECT_THAT(plugin.m_Adapters, IsEmpty());
+  EXPECT_THAT(plugin.m_PhysicalDrives, IsEmpty());
+  EXPECT_THAT(plugin.m_ToolRecords, IsEmpty());
+  EXPECT_THAT(plugin.m_ETRs, IsEmpty());
+  EXPECT_THAT(plugin.m_HostAdapterIDs, IsEmpty());
+  EXPECT_THAT(plugin.m_Events, IsEmpty());
+  EXPECT_EQ(plugin.m_AdapterCount, 0UL);
+  EXPECT_EQ(plugin.m_NextID, 0UL);
+  EXPECT_EQ(plugin.m_WorkerThread, nullptr);
+  EXPECT_EQ(plugin.m_CustomOptions.FileName(), "CustomOpOpts.ini");
+  EXPECT_EQ(plugin.m_PluginOptions.FileName(), "piTorvex.ini");
+  EXPECT_EQ(plugin.m_ToolVersion, "");
+  EXPECT_EQ(plugin.m_Database, nullptr);  // the host has none
+}
+
 // --- Repeated calls
 
 TEST(Initialize, ThatFailsTheSecondTime_LeavesNoLinks) {
@@ -323,6 +352,26 @@ TEST_F(RescanTest, AScanThatThrowsAtStartUp_EndsLikeOneWithoutAdapters) {
   EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin", "DELETE Plugin"));
   guest.Impl().m_RecordCallback = callback;
   EXPECT_EQ(guest.Initialize(), 0U);
+}
+
+TEST_F(RescanTest, AScanThatThrowsHalfWay_TakesBackWhatItHadFound) {
+  int records = 0;
+  guest.Impl().m_RecordCallback = [&records] {
+    if (++records == 2) throw std::runtime_error("no memory");
+  };
+  frametest::FrameTrace trace(2 | 16);
+  std::vector<PI::CAdapterID> ids(1);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(guest.Initialize(ids), 20001U);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
+  EXPECT_THAT(ids, IsEmpty());
+  EXPECT_TRUE(trace.Has("ScanSystem() ret = 20000 m_PhysicalDrives=1"));
+  EXPECT_TRUE(trace.Has("LEAVE Initialize() -> 20001"));
+  EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin", "DELETE Plugin", "DELETE Adapter"));
+  EXPECT_EQ(guest.Impl().m_AdapterCount, 0UL);
+  const std::vector<PI::CObject> objects = guest.Topology();
+  ASSERT_EQ(objects.size(), 1U);
+  EXPECT_EQ(objects.front().m_ReadCounter, 1UL);
 }
 
 // A setting stored before the worker starts is what it sees first: the scan has to wait for a whole

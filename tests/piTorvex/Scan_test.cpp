@@ -76,8 +76,12 @@ TEST_F(ScanTest, OfAHealthyDrive_FillsAdapterAndDrive) {
   EXPECT_EQ(adapter.ReserveSpace, 100U);
   EXPECT_EQ(adapter.WarningThreshold, 10U);
   EXPECT_NE(adapter.GlobalAdapterNumber, 0U);
+  EXPECT_EQ(adapter.StatusWord4, 0UL);  // nothing fills these
+  EXPECT_FALSE(adapter.Flag);
+  EXPECT_EQ(adapter.SelectedLevel, 40473U);
 
   const CTorvexPhysicalDrive& drive = drives.at(0);
+  EXPECT_EQ(drive.DriveText, "");
   EXPECT_EQ(drive.m_Type, 19018U);
   EXPECT_EQ(drive.DriveNumber, 0U);
   EXPECT_EQ(drive.ParentAdapterNumber, adapter.GlobalAdapterNumber);
@@ -262,6 +266,13 @@ TEST_F(ScanTest, LifeState_FollowsTheRemainingLife) {
   EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.backupFailed = true; }).LifeState, 40411U);
 }
 
+TEST_F(ScanTest, StatusWords_HoldTheRemainingLifeAndTheMediaErrors) {
+  const CTorvexAdapter adapter =
+      Adapter([](FakeDrive& drive) { drive.ea = 99, drive.mediaErrors = "1F"; });
+  EXPECT_EQ(adapter.StatusWord2, 99UL);
+  EXPECT_EQ(adapter.StatusWord3, 31UL);
+}
+
 TEST_F(ScanTest, OddPercentages_StayInTheirBounds) {
   const CTorvexAdapter adapter = Adapter([](FakeDrive& drive) {
     drive.percentageUsed = 101;
@@ -415,6 +426,24 @@ TEST_F(ScanTest, WithANumberedHostRecord_NamesTheAdapter) {
   id.m_HostNumber = 5;
   plugin.m_HostAdapterIDs.push_back(id);
   EXPECT_EQ(Adapter([](FakeDrive&) {}).Name, "Intel PCIe Device Adapter (SERIAL)");
+}
+
+TEST_F(ScanTest, WithoutTheirPlaces_AllTakeTheHostRecordOfZeros) {
+  PI::CAdapterID id;  // 0, 0, 0, 0
+  id.m_HostNumber = 5;
+  plugin.m_HostAdapterIDs.push_back(id);
+  machine.AddDrive("A");
+  machine.AddDrive("B");
+  machine.AddDrive("C");
+  machine.tool.Change([](std::vector<FakeDrive>& all) {
+    all[0].devicePath = "/dev/lost";
+    all[2].devicePath = "";
+  });
+  Scan(true);
+  EXPECT_EQ(adapters[0].Name, "Intel PCIe Device Adapter (A)");
+  EXPECT_EQ(adapters[1].Name, "");
+  EXPECT_EQ(adapters[2].Name, "Intel PCIe Device Adapter (C)");
+  EXPECT_NE(adapters[0].GlobalAdapterNumber, adapters[2].GlobalAdapterNumber);
 }
 
 TEST_F(ScanTest, GlobalNumber_StaysTheSame) {

@@ -310,6 +310,15 @@ TEST_F(SetAdapterIDs, WithoutANumber_RenamesNothing) {
   EXPECT_THAT(NamesAfter(guest.ids), ElementsAre("", ""));
 }
 
+// The host's numbers have 32 bits, those of an address may have more.
+TEST_F(SetAdapterIDs, ComparesTheLower32BitsOfTheAddress) {
+  guest.Impl().m_Adapters[0].PciSegment = 1UL << 32U;
+  guest.Impl().m_Adapters[1].PciBus = 0x99;
+  guest.ids[0].m_HostNumber = 3;
+  guest.ids[1].m_HostNumber = 4;
+  EXPECT_THAT(NamesAfter(guest.ids), ElementsAre("SSD PCIe3 P4600 (3)", ""));
+}
+
 TEST_F(SetAdapterIDs, StartsAWorkerEachTime) {
   EXPECT_EQ(guest.Impl().m_WorkerThread, nullptr);
   ASSERT_EQ(guest.SetAdapterIDs(), 0U);

@@ -320,6 +320,14 @@ TEST_F(UpdateTest, OfEmptyKeys_MatchesTheFirst) {
   EXPECT_EQ(plugin.m_Adapters[0].m_ID, 2001UL);
 }
 
+TEST_F(UpdateTest, Keys_AreComparedByteForByte) {
+  adapters[0].SerialNumber = drives[0].SerialNumber = "a";
+  adapters[1].SerialNumber = drives[1].SerialNumber = "B ";
+  EXPECT_EQ(Update(), 0UL);
+  EXPECT_THAT(Events(), ElementsAre(11093U, 11093U, 11094U, 11094U));
+  EXPECT_THAT(Serials(), ElementsAre("a", "B "));
+}
+
 TEST_F(UpdateTest, WithOneKeyTwice_TakesTheFirst) {
   trace.SetMask(16);
   adapters.push_back(MakeAdapter("A", 7));

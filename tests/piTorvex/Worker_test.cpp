@@ -1,5 +1,6 @@
 #include "Frame_fixtures.h"
 
+#include <algorithm>
 #include <atomic>
 #include <mutex>
 #include <thread>
@@ -19,6 +20,7 @@ using frametest::FrameTrace;
 using frametest::Guest;
 using frametest::IdsOf;
 using frametest::IPLUGINAPI_IMPL;
+using frametest::IsFree;
 using frametest::Machine;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -26,6 +28,8 @@ using testing::IsEmpty;
 constexpr const char* WAKE_UP_ENDED = "Worker() before restart interval";
 constexpr const char* ROUND = "Wait for termination... (Worker)";
 constexpr const char* RELEASE_DATA = "Before m_DataLock.Release ()";
+constexpr const char* INVENTORY = "show -all -o json -torvex";  // the tool's, begins a scan
+constexpr const char* FIRST_LOG = "SmartHealthInfo";  // begins the health query of a drive
 
 // The host's end of the notification callback.
 class Listener : public TLX::Delegates_and_Calls::CDelegateTarget {
@@ -133,7 +137,7 @@ TEST_F(WorkerTest, Start_ScansOnceAtOnce) {
   machine.tool.ClearCalls();
   guest->SetAdapterIDs();
   ASSERT_TRUE(Eventually([this] { return WakeUps() >= 1; }));
-  EXPECT_EQ(machine.tool.CountCalls("show -all -o json -torvex"), 1U + 2U);  // and log 203 of two
+  EXPECT_EQ(machine.tool.CountCalls(INVENTORY), 1U + 2U);  // and log 203 of two
   EXPECT_THAT(WorkerLines(2 | 4),
               ElementsAre("ENTER Worker()", "Worker() timeout event received",
                           "Worker() after bscan", "Worker() before restart interval"));
@@ -232,6 +236,18 @@ TEST_F(WorkerTest, PrivateEvent_NotifiesWithoutToolOrLock) {
                                            "Worker() before restart interval"));
 }
 
+TEST_F(WorkerTest, PrivateEvent_IsHandledWhileARequestHoldsTheLock) {
+  Start();
+  const int before = listener.Count();
+  {
+    const TLX::Threading::Native_OS::CFastMutexGuard request(Plugin().m_DataLock);
+    (void)Plugin().LockObjects(0, 0);
+    WakeUp(Plugin().m_PrivateEvent);
+    EXPECT_FALSE(Plugin().m_PhysicalDrives[0].m_LockFlag);
+  }
+  EXPECT_EQ(listener.Count(), before + 1);
+}
+
 TEST_F(WorkerTest, ANewPollInterval_CountsFromTheNextWait) {
   Start();
   PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30005), true);
@@ -270,6 +286,28 @@ TEST_F(WorkerTest, Callback_MayCallEveryRequest) {
   Scan();
   ASSERT_TRUE(called);
   EXPECT_THAT(results, ElementsAre(0U, 0U, 0U, 20004U, 0U, 0U, 0U));
+}
+
+// The worker itself could take them again: they are recursive.
+TEST_F(WorkerTest, Callback_FindsBothLocksFree) {
+  Start();
+  std::atomic<int> free{0};
+  listener.action = [this, &free](IPLUGINAPI*) {
+    if (IsFree(Plugin().m_DataLock) && IsFree(Plugin().m_EventsLock)) ++free;
+  };
+  WakeUp(Plugin().m_PrivateEvent);
+  EXPECT_EQ(free, 1);
+  Change(0, [](FakeDrive& drive) { drive.warnings = 4; });
+  Scan();
+  EXPECT_EQ(free, 2);
+}
+
+TEST_F(WorkerTest, Callback_IsGivenTheInterfaceObject) {
+  Start();
+  IPLUGINAPI* given = nullptr;
+  listener.action = [&given](IPLUGINAPI* api) { given = api; };
+  WakeUp(Plugin().m_PrivateEvent);
+  EXPECT_EQ(given, &guest->Api());
 }
 
 TEST_F(WorkerTest, CallbackThatThrows_DoesNotEndTheWorker) {
@@ -356,14 +394,73 @@ TEST_F(WorkerTest, LogPass_ThatFindsDrivesRenumbered_ScansInTheSameWakeUp) {
   EXPECT_EQ(std::count(lines.begin(), lines.end(), "Before ScanSystem()"), 1);
 }
 
-TEST_F(WorkerTest, LogPass_OverARecordThatFails_LeavesItAndGoesOn) {
+TEST_F(WorkerTest, LogPass_OverARecordThatFailsHalfWay_LeavesItAndGoesOn) {
   Start();
-  Change(0, [](FakeDrive& drive) { drive.temperature = 50, drive.healthFails = true; });
-  Change(1, [](FakeDrive& drive) { drive.temperature = 51; });
+  for (const std::size_t drive : {0U, 1U}) {
+    Change(drive, [](FakeDrive& each) { each.temperature = 51, each.hours = "65"; });
+  }
+  machine.tool.SetHook([](const std::string& arguments) {
+    if (arguments == "show -o json -torvex 0 -nvmelog TemperatureStatistics") {
+      throw std::runtime_error("the first log is read");
+    }
+  });
   LogPass();
   guest->DeInitialize();
   EXPECT_FLOAT_EQ(Plugin().m_Adapters[0].Temperature, 30.0F);
+  EXPECT_EQ(Plugin().m_Adapters[0].PowerOnHours, 100UL);
+  EXPECT_EQ(Plugin().m_ToolRecords[0].Health.PowerOnHours, 100UL);
   EXPECT_FLOAT_EQ(Plugin().m_Adapters[1].Temperature, 51.0F);
+  EXPECT_EQ(Plugin().m_ToolRecords[1].Health.PowerOnHours, 101UL);
+}
+
+TEST_F(WorkerTest, LogPass_GivesTheTemperatureToTheFirstDriveOfThatPosition) {
+  Start();
+  {
+    const TLX::Threading::Native_OS::CFastMutexGuard guard(Plugin().m_DataLock);
+    Plugin().m_PhysicalDrives[0].DriveNumber = 1;  // and so is the second
+  }
+  Change(0, [](FakeDrive& drive) { drive.temperature = 40; });
+  Change(1, [](FakeDrive& drive) { drive.temperature = 41; });
+  LogPass();
+  guest->DeInitialize();
+  EXPECT_FLOAT_EQ(Plugin().m_Adapters[0].Temperature, 40.0F);
+  EXPECT_FLOAT_EQ(Plugin().m_Adapters[1].Temperature, 41.0F);
+  EXPECT_FLOAT_EQ(Plugin().m_PhysicalDrives[0].Temperature, 41.0F);
+  EXPECT_FLOAT_EQ(Plugin().m_PhysicalDrives[1].Temperature, 30.0F);
+}
+
+TEST_F(WorkerTest, LogPass_WithoutRecords_DoesNothing) {
+  Start();
+  machine.tool.FailInventory(true);
+  Scan();
+  machine.tool.ClearCalls();
+  trace.Clear();
+  LogPass();
+  guest->DeInitialize();
+  EXPECT_THAT(machine.tool.Calls(), IsEmpty());
+  EXPECT_TRUE(trace.Has(RELEASE_DATA));
+  EXPECT_FALSE(trace.Has("Before ScanSystem()"));
+}
+
+// From the drive's log to what people see.
+TEST_F(WorkerTest, ADriveThatBecomesUnreliable_ShowsInEventRowAndProperties) {
+  FrameDatabase database;
+  Plugin().m_Database = getDatabasePointer();
+  ASSERT_EQ(guest->Initialize(), 0U);
+  Start();
+  Change(1, [](FakeDrive& drive) { drive.warnings = 4, drive.unreliable = true; });
+  Scan();
+  const std::vector<PI::CEvent> events = guest->FetchEvents();
+  ASSERT_THAT(IdsOf(events), ElementsAre(11088U, 10985U));
+  EXPECT_EQ(events[0].m_PlaceHolder1, "Intel PCIe Device Adapter (SERIAL-B)");
+  EXPECT_THAT(database.Column("Adapter", "HealthState"), ElementsAre("40024", "40095"));
+  EXPECT_THAT(database.Column("PD", "State"), ElementsAre("40099", "40095"));
+  const std::vector<PI::CObject> objects = guest->Topology();
+  for (const std::size_t position : {2U, 4U}) {  // the second adapter and its drive
+    PI::CProperty state(static_cast<PI::_PROPERTY_ID>(30017), false);
+    EXPECT_EQ(guest->Call(6, objects.at(position).m_ID, &state), 0U);
+    EXPECT_EQ(boost::get<PI::CChoiceData>(state.m_Value).m_Selected, 40095);
+  }
 }
 
 // By the plug-in's own clock: no earlier; how much later is the machine's business.
@@ -428,8 +525,60 @@ TEST(Worker, WithAManagedDriveFirst_ScansEveryTimeAndLives) {
   EXPECT_EQ(guest.Impl().m_AdapterCount, 2UL);  // what the tool reports
 }
 
+// The times at which the worker of a machine with one drive begins scans and log passes.
+class WakeUpTimes {
+ public:
+  struct Begin {
+    unsigned long time;
+    bool isScan;
+  };
+
+  explicit WakeUpTimes(Machine& machine) {
+    machine.tool.SetHook([this](const std::string& arguments) {
+      const bool isInventory = arguments == INVENTORY;
+      const bool isHealth = arguments.find(FIRST_LOG) != std::string::npos;
+      if (!isInventory && !isHealth) return;
+      const std::lock_guard<std::mutex> guard(mutex_);
+      if (isInventory || !inScan_) begins_.push_back({TLX::Misc::now(), isInventory});
+      inScan_ = isInventory;  // the scan's own health query comes next
+    });
+  }
+
+  std::vector<Begin> All() const {
+    const std::lock_guard<std::mutex> guard(mutex_);
+    return begins_;
+  }
+  std::size_t Count(bool isScan) const {
+    const std::vector<Begin> begins = All();
+    return static_cast<std::size_t>(
+        std::count_if(begins.begin(), begins.end(),
+                      [isScan](const Begin& begin) { return begin.isScan == isScan; }));
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<Begin> begins_;
+  bool inScan_ = false;
+};
+
+// No wake-up comes before its interval has passed, which begins after the pass and its pause; no
+// scan before the refresh interval has.
+void ExpectPaced(const std::vector<WakeUpTimes::Begin>& begins, unsigned long poll,
+                 unsigned long refresh) {
+  ASSERT_FALSE(begins.empty());
+  EXPECT_TRUE(begins.front().isScan);
+  unsigned long lastScan = 0;
+  for (std::size_t i = 0; i < begins.size(); ++i) {
+    if (i != 0) {
+      EXPECT_GE(begins[i].time - begins[i - 1].time, poll + (begins[i - 1].isScan ? 0U : 1000U));
+    }
+    if (!begins[i].isScan) continue;
+    EXPECT_GT(begins[i].time - lastScan, refresh);
+    lastScan = begins[i].time;
+  }
+}
+
 TEST(Worker, OnShortIntervals_PassesBetweenScans) {
-  FrameTrace trace(16);
   FasterClock clock(100);
   Machine machine;
   machine.AddDrive("SERIAL");
@@ -437,19 +586,25 @@ TEST(Worker, OnShortIntervals_PassesBetweenScans) {
   machine.Option("CustomOpOpts.ini", "IntelPCIeTopologologyRefreshRate=9000\n");
   Guest guest;
   ASSERT_EQ(guest.Initialize(), 0U);
-  trace.Clear();
+  const WakeUpTimes times(machine);
   guest.SetAdapterIDs();
   // A wake-up every three seconds or somewhat more: 2 s wait, 1 s pass.
-  ASSERT_TRUE(Eventually([&trace] { return trace.Count("Before ScanSystem()") >= 3; }));
-  const std::vector<std::string> lines = trace.Texts();
-  EXPECT_EQ(std::find_if(lines.begin(), lines.end(),
-                         [](const std::string& line) {
-                           return line == "Worker GetLogPageInformation()" ||
-                                  line == "Before ScanSystem()";
-                         })
-                ->substr(0, 6),
-            "Before");
-  EXPECT_GE(trace.Count("Worker GetLogPageInformation()"), 2U);
+  ASSERT_TRUE(Eventually([&times] { return times.Count(true) >= 3 && times.Count(false) >= 2; }));
+  guest.DeInitialize();
+  ExpectPaced(times.All(), 2000, 9000);
+}
+
+TEST(Worker, WithoutOptions_WakesUpAndScansEveryHalfMinute) {
+  FasterClock clock(1000);
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  Guest guest;
+  ASSERT_EQ(guest.Initialize(), 0U);
+  const WakeUpTimes times(machine);
+  guest.SetAdapterIDs();
+  ASSERT_TRUE(Eventually([&times] { return times.Count(true) >= 3; }));
+  guest.DeInitialize();
+  ExpectPaced(times.All(), 30'000, 30'000);
 }
 
 TEST(Worker, WithoutRefreshPause_ScansAtEveryWakeUp) {
@@ -579,32 +734,124 @@ TEST_F(HangingTool, InALogPass_IsCancelledAndThePluginStaysUsable) {
   CancelAndUseAgain();
 }
 
-TEST_F(HangingTool, KeepsRequestsWaitingUntilItAnswers) {
-  Start();
-  std::atomic<bool> release{false};
-  std::atomic<bool> inTool{false};
-  machine.tool.SetHook([&](const std::string&) {
-    inTool = true;
-    Eventually([&release] { return release.load(); });
-  });
-  Plugin().m_ForceWorker.Set();
-  ASSERT_TRUE(Eventually([&inTool] { return inTool.load(); }));
-  std::atomic<int> answered{0};
-  std::vector<std::thread> hosts;
-  for (int i = 0; i < 2; ++i) {
-    hosts.emplace_back([this, &answered] {
-      std::vector<PI::CProperty> properties;
-      if (guest->Call(5, 0x0135000000000001UL, &properties) == 0 && !properties.empty()) ++answered;
+// A tool that answers when it is told to.
+class SlowTool : public WorkerTest {
+ protected:
+  ~SlowTool() override { release_ = true; }
+
+  // Makes the worker wake up and waits until it waits for the tool.
+  void HoldIn(TLX::Threading::CEvent& event) {
+    machine.tool.SetHook([this](const std::string&) {
+      inTool_ = true;
+      Eventually([this] { return release_.load(); });
     });
+    event.Set();
+    ASSERT_TRUE(Eventually([this] { return inTool_.load(); }));
   }
-  hosts.emplace_back([this, &answered] {
-    if (guest->Topology().size() == 5) ++answered;
-  });
-  std::this_thread::sleep_for(std::chrono::milliseconds(30));
-  EXPECT_EQ(answered, 0);
-  release = true;
-  for (std::thread& host : hosts) host.join();
-  EXPECT_EQ(answered, 3);
+  void HoldInScan() { HoldIn(Plugin().m_ForceWorker); }
+  void HoldInLogPass() {
+    Plugin().PollInterval = 2;
+    HoldIn(Plugin().m_PrivateEvent);
+    EXPECT_FALSE(trace.Has("Before ScanSystem()"));
+  }
+
+  // Sends every request that waits for the objects, each from a thread of its own, and lets the
+  // tool answer. No request may be answered before.
+  void ExpectRequestsToWait() {
+    std::atomic<int> answered{0};
+    std::vector<std::thread> hosts;
+    for (unsigned int command = 4; command <= 10; ++command) {
+      hosts.emplace_back([this, command, &answered] {
+        Ask(command);
+        ++answered;
+      });
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(answered, 0);
+    release_ = true;
+    for (std::thread& host : hosts) host.join();
+    EXPECT_EQ(answered, 7);
+  }
+
+  // Whether the member that fetches events, called past the door, is answered while the tool is
+  // not.
+  bool FetchesEventsMeanwhile() {
+    std::atomic<bool> answered{false};
+    std::thread host([this, &answered] {
+      PI::COperation operation;
+      EXPECT_EQ(Plugin().GetEvents(Plugin().m_Plugin, operation), 0U);
+      answered = true;
+    });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+    while (!answered && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    const bool meanwhile = answered;
+    release_ = true;
+    host.join();
+    return meanwhile;
+  }
+
+ private:
+  void Ask(unsigned int command) {
+    constexpr unsigned long PLUGIN = 0x0135000000000000UL;
+    constexpr unsigned long ADAPTER = PLUGIN + 1;
+    std::vector<PI::CObject> objects;
+    std::vector<PI::CProperty> properties;
+    std::vector<PI::COperation> operations;
+    PI::CProperty serial(static_cast<PI::_PROPERTY_ID>(30022), false);
+    PI::COperation fetch;
+    fetch.SetOperationID(50002);
+    switch (command) {
+      case 4:
+        EXPECT_EQ(guest->Call(4, 0, &objects), 0U);
+        EXPECT_EQ(objects.size(), 5U);
+        break;
+      case 5:
+        EXPECT_EQ(guest->Call(5, ADAPTER, &properties), 0U);
+        EXPECT_EQ(properties.size(), 28U);
+        break;
+      case 6:
+        EXPECT_EQ(guest->Call(6, ADAPTER, &serial), 0U);
+        EXPECT_EQ(boost::get<PI::CStringData>(serial.m_Value).m_Value, "SERIAL-A");
+        break;
+      case 7:
+        EXPECT_EQ(guest->Call(7, ADAPTER, &serial), 20004U);
+        break;
+      case 8:
+        EXPECT_EQ(guest->Call(8, PLUGIN, &operations), 0U);
+        EXPECT_EQ(operations.size(), 1U);
+        break;
+      default:
+        EXPECT_EQ(guest->Call(command, PLUGIN, &fetch), 0U);
+        break;
+    }
+  }
+
+  std::atomic<bool> inTool_{false};
+  std::atomic<bool> release_{false};
+};
+
+TEST_F(SlowTool, InAScan_KeepsEveryRequestWaiting) {
+  Start();
+  HoldInScan();
+  ExpectRequestsToWait();
+}
+
+TEST_F(SlowTool, InALogPass_KeepsEveryRequestWaiting) {
+  Start();
+  HoldInLogPass();
+  ExpectRequestsToWait();
+}
+
+TEST_F(SlowTool, InAScan_KeepsTheQueueLocked) {
+  Start();
+  HoldInScan();
+  EXPECT_FALSE(FetchesEventsMeanwhile());
+}
+
+TEST_F(SlowTool, InALogPass_LeavesTheQueueFree) {
+  Start();
+  HoldInLogPass();
+  EXPECT_TRUE(FetchesEventsMeanwhile());
 }
 
 // --- What goes wrong
@@ -663,6 +910,31 @@ TEST_F(HalfInitialised, WithoutTheEventsLock_GivesTheDataLockBack) {
                           "Worker() before restart interval",
                           "Worker() something else perhaps m_StopRequest", "LEAVE Worker()"));
   EXPECT_THAT(machine.tool.Calls(), IsEmpty());
+}
+
+TEST_F(HalfInitialised, WithoutTheEventsLock_ScansAsSoonAsItIsThere) {
+  FasterClock clock(50);
+  machine.AddDrive("SERIAL");
+  plugin.m_DataLock.Init();
+  plugin.PollInterval = 2;
+  plugin.m_TopologyRefreshInterval = 1'000'000'000;
+  std::thread worker([this] { plugin.Worker(); });
+  EXPECT_TRUE(Eventually([this] { return trace.Count(WAKE_UP_ENDED) >= 2; }));
+  EXPECT_THAT(machine.tool.Calls(), IsEmpty());
+  plugin.m_EventsLock.Init();
+  EXPECT_TRUE(Eventually([this] { return trace.Has("LEAVE ScanSystem() -> 0"); }));
+  plugin.m_StopRequest.Set();
+  worker.join();
+}
+
+TEST_F(HalfInitialised, OfSeveralEvents_TheForcedScanComesFirstAndTheStopSecond) {
+  plugin.m_PrivateEvent.Set();
+  plugin.m_StopRequest.Set();
+  EXPECT_THAT(RunOneWakeUp(),
+              ElementsAre("ENTER Worker()", "Worker() m_ForceWorker event received, force scan",
+                          "Before m_DataLock.Wait(INFINITE)", "After m_DataLock.Wait(INFINITE)",
+                          "Worker() before restart interval",
+                          "Worker() something else perhaps m_StopRequest", "LEAVE Worker()"));
 }
 
 TEST(Worker, WithoutItsEvents_EndsAtOnce) {

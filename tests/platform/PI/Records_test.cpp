@@ -203,7 +203,24 @@ static_assert(offsetof(IPLUGINAPI, m_InterfaceVersion) == sizeof(void*));
 static_assert(offsetof(IPLUGINAPI, m_ModuleID) == sizeof(void*) + 4);
 static_assert(offsetof(IPLUGINAPI, m_NotifyHost) == sizeof(void*) + 8);
 static_assert(sizeof(IPLUGINAPI) == sizeof(void*) + 8 + 3 * sizeof(void*));
+static_assert(offsetof(CObject, m_ID) == sizeof(void*));
+static_assert(offsetof(CObject, m_ID) < offsetof(CObject, m_Type) &&
+              offsetof(CObject, m_Type) < offsetof(CObject, m_ParentIDs) &&
+              offsetof(CObject, m_ParentIDs) < offsetof(CObject, m_ChildIDs) &&
+              offsetof(CObject, m_ChildIDs) < offsetof(CObject, m_ReadCounter) &&
+              offsetof(CObject, m_ReadCounter) < offsetof(CObject, m_LockFlag) &&
+              offsetof(CObject, m_LockFlag) < offsetof(CObject, m_Properties) &&
+              offsetof(CObject, m_Properties) < offsetof(CObject, m_Operations) &&
+              offsetof(CObject, m_Operations) < offsetof(CObject, m_Unused));
+static_assert(offsetof(CAdapterID, m_Name) < offsetof(CAdapterID, m_Identification) &&
+              offsetof(CAdapterID, m_Identification) < offsetof(CAdapterID, m_AdapterIndex) &&
+              offsetof(CAdapterID, m_AdapterIndex) < offsetof(CAdapterID, m_HostNumber));
 #pragma GCC diagnostic pop
+static_assert(sizeof(CObject::m_ID) == 8 && sizeof(CObject::m_Type) == 4 &&
+              sizeof(CObject::m_ReadCounter) == 8 && sizeof(CObject::m_Unused) == 8);
+static_assert(sizeof(CAdapterID::m_Identification) == 16 &&
+              sizeof(CAdapterID::m_AdapterIndex) == 4 &&
+              std::is_signed_v<decltype(CAdapterID::m_HostNumber)>);
 static_assert(sizeof(IPLUGINAPI::m_InterfaceVersion) == 4 && sizeof(IPLUGINAPI::m_ModuleID) == 4);
 
 class CPlugin : public IPLUGINAPI {
