@@ -70,7 +70,7 @@ int RunTree(Host& host) {
 
 int RunRpc(Host& host) {
   const PluginLibrary plugin = LoadTheOne(host);
-  const StopRequest stop(host.Signals());
+  StopRequest stop(host.Signals());
   bool served = false;
   {
     MirrorDatabase database(host, MirrorDatabase::Default::None);

@@ -8,8 +8,9 @@
 
 #include <algorithm>
 #include <fstream>
-#include <map>
+#include <optional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -86,8 +87,11 @@ class Tool {
   explicit Tool(const fs::path& path)
       : prefix_("LD_PRELOAD=" + path.parent_path().string() + "/libIntel.SSDFeatures.so.2.0.0 " +
                 path.string()) {
+    // The plug-ins that were started run the tool at the same time, on threads of their own.
     TLXX::CSystem::SetRunObserver(
-        [this](const std::string&, const std::string& failure) { failure_ = failure; });
+        [this, own = std::this_thread::get_id()](const std::string&, const std::string& failure) {
+          if (std::this_thread::get_id() == own) failure_ = failure;
+        });
   }
   ~Tool() { TLXX::CSystem::SetRunObserver(nullptr); }
   Tool(const Tool&) = delete;
@@ -111,7 +115,7 @@ class Tool {
 
  private:
   const std::string prefix_;
-  std::string failure_;  // of the last run, which was on this thread
+  std::string failure_;  // of this thread's last run
 };
 
 void AskLogs(Tool& tool, int index, Device& device) {
@@ -182,8 +186,7 @@ class Doctor {
  public:
   explicit Doctor(Host& host)
       : path_(fs::path(TLX::Misc::CTlxApplication::GetProcessPath()).parent_path() / "bin" /
-              "isdct"),
-        tool_(path_) {
+              "isdct") {
     HostNumbers numbers;
     findings_.m_Tool = path_.string();
     findings_.m_Plugins = StartPlugins(host, numbers);
@@ -191,8 +194,10 @@ class Doctor {
   }
 
   Findings Examine() {
+    // Not before: the start of the plug-ins watches the tool's runs itself.
+    tool_.emplace(path_);
     rapidjson::Document inventory;
-    findings_.m_ToolProblem = tool_.Ask(INVENTORY.arguments, inventory);
+    findings_.m_ToolProblem = tool_->Ask(INVENTORY.arguments, inventory);
     if (findings_.m_ToolProblem.empty()) {
       for (const auto& member : std::as_const(inventory).GetObject()) {
         if (member.value.IsObject()) Place(member.name.GetString(), member.value);
@@ -258,7 +263,7 @@ class Doctor {
       device.m_Reason = "the tool lists it, but no plug-in shows it: " + PluginProblem();
       return;
     }
-    AskLogs(tool_, IndexOf(section).value_or(0), device);
+    AskLogs(*tool_, IndexOf(section).value_or(0), device);
     if (device.m_Keys.m_WrongType.empty() || device.m_Verdict == Verdict::Wrong) return;
     device.m_Verdict = Verdict::Wrong;
     device.m_Reason = "an adapter, but keys of the tool's answer have another type";
@@ -295,8 +300,8 @@ class Doctor {
   }
 
   const fs::path path_;
-  Tool tool_;
   Findings findings_;
+  std::optional<Tool> tool_;  // goes first
 };
 
 // ---- showing ----

@@ -123,6 +123,14 @@ std::string HexId(unsigned long id) {
   return fmt::format("0x{:016x}", id);
 }
 
+std::optional<unsigned long> ParseHexId(std::string_view text) {
+  if (!text.starts_with("0x") && !text.starts_with("0X")) return std::nullopt;
+  unsigned long id = 0;
+  const char* const end = text.data() + text.size();
+  const auto result = std::from_chars(text.data() + 2, end, id, 16);
+  return result.ec == std::errc() && result.ptr == end ? std::optional(id) : std::nullopt;
+}
+
 JsonText& JsonText::Key(std::string_view name) {
   writer_.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
   return *this;

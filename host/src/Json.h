@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,6 +21,8 @@ std::string ToUtf8(std::string_view bytes);
 
 // An object id as people and JSON write it: "0x" and sixteen hexadecimal digits.
 std::string HexId(unsigned long id);
+// Reads one back, with up to sixteen digits; nothing for other texts.
+std::optional<unsigned long> ParseHexId(std::string_view text);
 
 // Builds one JSON text without line ends, from front to back.
 class JsonText {

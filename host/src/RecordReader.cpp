@@ -4,7 +4,6 @@
 #include "RecordNames.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <optional>
 
@@ -211,13 +210,7 @@ unsigned int ReadUnsigned32(const Json& json) {
 
 unsigned long ReadId(const Json& json) {
   if (json.IsUint64()) return json.GetUint64();
-  const std::string_view text = json.IsString() ? Name(json) : std::string_view();
-  if (text.starts_with("0x") || text.starts_with("0X")) {
-    unsigned long id = 0;
-    const char* const end = text.data() + text.size();
-    const auto result = std::from_chars(text.data() + 2, end, id, 16);
-    if (result.ec == std::errc() && result.ptr == end) return id;
-  }
+  if (const auto id = ParseHexId(json.IsString() ? Name(json) : "")) return *id;
   Refuse("must be an id: \"0x\" and up to 16 hexadecimal digits, or an unsigned number");
 }
 

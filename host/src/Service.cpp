@@ -122,6 +122,7 @@ void Service::Load() {
 int Service::Run() {
   do {
     for (Entry& entry : entries_) {
+      if (stop_.Signal() != 0) break;
       if (!entry.m_GivenUp && !entry.m_Plugin->Runs()) Try(entry);
     }
     if (std::all_of(entries_.begin(), entries_.end(), [](const Entry& e) { return e.m_GivenUp; })) {

@@ -82,7 +82,7 @@ class Service {
   HostNumbers numbers_;
   std::vector<Entry> entries_;
   bool readerHasGone_ = false;
-  const StopRequest stop_;  // goes first: a signal during the end of the rest has its own effect
+  StopRequest stop_;  // goes first: a signal during the end of the rest has its own effect
 };
 
 }  // namespace vxhost

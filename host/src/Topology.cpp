@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <string_view>
 
 #include <fmt/format.h>
@@ -32,15 +31,6 @@ int HostNumberOf(const PI::CObject& adapter, const std::vector<PI::CAdapterID>& 
   const auto found = std::find_if(numbered.begin(), numbered.end(),
                                   [&](const auto& id) { return id.m_Identification == address; });
   return found != numbered.end() ? found->m_HostNumber : -1;
-}
-
-// An id as people write it: "0x" and hexadecimal digits.
-std::optional<unsigned long> ParseId(std::string_view text) {
-  if (!text.starts_with("0x") && !text.starts_with("0X")) return std::nullopt;
-  unsigned long id = 0;
-  const char* const end = text.data() + text.size();
-  const auto result = std::from_chars(text.data() + 2, end, id, 16);
-  return result.ec == std::errc() && result.ptr == end ? std::optional(id) : std::nullopt;
 }
 
 // "/dev/nvme0" for the paths of the controller, its namespaces and their partitions; other texts as
@@ -149,7 +139,7 @@ const PI::CObject* Topology::Find(unsigned long id) const {
 }
 
 const PI::CObject* Topology::Lookup(const std::string& name) const {
-  if (const auto id = ParseId(name)) return Find(*id);
+  if (const auto id = ParseHexId(name)) return Find(*id);
   for (const Adapter& adapter : adapters_) {
     if (adapter.m_HostNumber > 0 && name == std::to_string(adapter.m_HostNumber)) {
       return adapter.m_Object;
@@ -166,6 +156,7 @@ const PI::CObject* Topology::Lookup(const std::string& name) const {
 }
 
 bool IsNotAnswering(const PI::CObject& adapter) {
+  if (!ChoiceValue(adapter, property::HEALTH)) return false;
   constexpr std::array VALUES = {property::TEMPERATURE, property::POWER_ON_HOURS,
                                  property::DATA_READ, property::DATA_WRITTEN};
   return std::none_of(VALUES.begin(), VALUES.end(),

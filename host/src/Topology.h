@@ -60,7 +60,7 @@ class Topology {
 };
 
 // Whether the health values are missing: no temperature and no counter is there. What such an
-// adapter says of its state means nothing.
+// adapter says of its state means nothing. One that shows no state at all has none to miss.
 bool IsNotAnswering(const PI::CObject& adapter);
 
 // "good", "degraded (spare low)", "not answering"; "not reported" for an adapter that shows no

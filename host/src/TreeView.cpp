@@ -75,7 +75,7 @@ std::vector<std::string> DriveCells(const PI::CObject& drive) {
 }
 
 std::string DriveState(const PI::CObject& drive, const PI::CObject* adapter) {
-  if (adapter != nullptr && HealthText(*adapter) == "not answering") return "not answering";
+  if (adapter != nullptr && IsNotAnswering(*adapter)) return "not answering";
   return ChoiceText(ChoiceValue(drive, property::HEALTH).value_or(0));
 }
 

@@ -32,7 +32,8 @@ class HostProcess {
   // "(nothing)" after half a minute.
   std::string Line();
 
-  // Reads the rest of its output and waits for its end: the exit status, or minus the signal.
+  // Reads the rest of its output and waits for its end, half a minute each; the exit status, or
+  // minus the signal.
   int Wait(std::string* rest = nullptr);
 
   // What it has said on standard error so far.

@@ -191,6 +191,18 @@ TEST_F(ScriptedTool, Doctor_TellsASilentToolFromOneThatDoesNotListTheDrive) {
   EXPECT_EQ(Doctor(served_).reason, "the tool says: no device selected");
 }
 
+TEST_F(ScriptedTool, Doctor_SaysWhyTheToolFailed) {
+  Distort("show -all -o json -torvex", "exit 4");
+  EXPECT_THAT(Doctor(served_).reason, HasSubstr("ended with status 4 and printed nothing"));
+  Distort("show -o json -torvex 0 -nvmelog SmartHealthInfo", "exit 5");
+  EXPECT_THAT(Doctor(served_).reason,
+              testing::MatchesRegex("an adapter without health values, health log: the tool is "
+                                    "silent: .* ended with status 5 and printed nothing"));
+  fs::remove(home_ / "bin" / "isdct");
+  EXPECT_THAT(Doctor(served_).reason,
+              testing::MatchesRegex("the tool failed: cannot start .*: No such file or directory"));
+}
+
 TEST_F(ScriptedTool, Doctor_ReportsTheKeysOfEveryAnswer) {
   struct Case {
     const char* query;

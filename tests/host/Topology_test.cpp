@@ -131,6 +131,12 @@ TEST(Topology, AdaptersThatAreNoPciFunctions_GoByTheirPlace) {
   for (const auto& adapter : more.Adapters()) EXPECT_EQ(adapter.m_HostNumber, -1);
 }
 
+TEST(EventLines, AdapterThatReportsNoHealth_IsNotCalledSilent) {
+  const Topology before = Make({PLUGIN});
+  const Topology after = Make({PLUGIN, Object(1, 19038, Text(30007, "host a"))});
+  EXPECT_TRUE(vxhost::MakeReports({}, before, after, "").empty());
+}
+
 TEST(Topology, AdapterAtAnAddressThatWasNotListed_HasNoNumber) {
   const Topology topology =
       Make({Adapter(1, "A", "S", 3, 40024, ""), Adapter(2, "B", "T", 9, 40024, "")});
