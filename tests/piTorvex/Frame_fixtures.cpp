@@ -347,10 +347,10 @@ void Machine::AddDrive(const std::string& serial, const std::string& pciDevice) 
   tool.Change([&drive](std::vector<FakeDrive>& drives) { drives.push_back(drive); });
 }
 
-void Machine::AddManagedDrive(const std::string& serial) {
+void Machine::AddManagedDrive(const std::string& serial, const std::string& controller) {
   const FakeDrive drive = Report(serial);
   const std::string bus = BusText(drives_ + 1);
-  sysfs.Pci("pci0000:00/0000:00:" + bus + ".5", "0x8086", "0x201d");
+  sysfs.Pci("pci0000:00/0000:00:" + bus + ".5", "0x8086", controller);
   const std::string function = sysfs.Pci(
       "pci0000:00/0000:00:" + bus + ".5/pci10000:00/10000:" + bus + ":00.0", "0x8086", "0x0a54");
   sysfs.Controller(function, "nvme" + std::to_string(drives_));

@@ -178,7 +178,7 @@ class Machine {
   // and the tool's index are the position.
   void AddDrive(const std::string& serial, const std::string& pciDevice = "0x0a54");
   // The same behind a volume-management controller.
-  void AddManagedDrive(const std::string& serial);
+  void AddManagedDrive(const std::string& serial, const std::string& controller = "0x201d");
   void Option(const std::string& file, const std::string& text);
 
   FakeTool tool;

@@ -361,6 +361,15 @@ TEST_F(ScanTest, UsablePercent_HasThreeSources) {
   EXPECT_EQ(percent(1UL << 63U, 1UL << 63U, 1UL << 30U), 100UL);
 }
 
+TEST_F(ScanTest, OfDrivesBehindEitherVolumeController_YieldsNothing) {
+  machine.AddManagedDrive("ONE", "0x201d");
+  machine.AddManagedDrive("OTHER", "0x28c0");
+  machine.AddManagedDrive("PLAIN BRIDGE", "0x2030");
+  Scan(true);
+  ASSERT_EQ(adapters.size(), 1U);
+  EXPECT_EQ(adapters[0].SerialNumber, "PLAIN BRIDGE");
+}
+
 // The largest block address counts as it is, without one more for the first.
 TEST_F(ScanTest, Sizes_AreTheLargestAddressTimesTheSectorSize) {
   for (const auto& [maximum, mebibytes] : {std::pair{2047UL, 0UL}, std::pair{2048UL, 1UL}}) {
