@@ -1,5 +1,8 @@
 #include "Frame_fixtures.h"
 
+#include <atomic>
+#include <thread>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -317,6 +320,21 @@ TEST_F(SetAdapterIDs, ComparesTheLower32BitsOfTheAddress) {
   guest.ids[0].m_HostNumber = 3;
   guest.ids[1].m_HostNumber = 4;
   EXPECT_THAT(NamesAfter(guest.ids), ElementsAre("SSD PCIe3 P4600 (3)", ""));
+}
+
+// Nobody else changes the objects before the first worker, so that a request in progress does not
+// matter.
+TEST_F(SetAdapterIDs, TheFirstTime_WaitsForNoLock) {
+  std::atomic<bool> done{false};
+  ASSERT_EQ(guest.Impl().m_DataLock.Wait(0), 1U);
+  std::thread host([this, &done] {
+    guest.SetAdapterIDs();
+    done = true;
+  });
+  EXPECT_TRUE(frametest::Eventually([&done] { return done.load(); }));
+  EXPECT_EQ(guest.Impl().m_Adapters[0].Name, "SSD PCIe3 P4600 (1)");
+  guest.Impl().m_DataLock.Release();
+  host.join();
 }
 
 TEST_F(SetAdapterIDs, StartsAWorkerEachTime) {

@@ -197,6 +197,7 @@ TEST_F(WorkerTest, Notification_TakesObjectLocksBack) {
 
 TEST_F(WorkerTest, PulledAndPluggedDrives_ComeAndGoWithOneEventEach) {
   Start();
+  const std::vector<PI::CObject> before = guest->Topology();
   FakeDrive pulled;
   machine.tool.Change([&pulled](std::vector<FakeDrive>& all) {
     pulled = all.front();
@@ -211,6 +212,10 @@ TEST_F(WorkerTest, PulledAndPluggedDrives_ComeAndGoWithOneEventEach) {
   ASSERT_EQ(objects.size(), 5U);
   EXPECT_EQ(frametest::TextOf(objects[1], 30022), "SERIAL-B");  // kept its place, the other one not
   EXPECT_THAT(objects[0].m_ChildIDs, ElementsAre(objects[1].m_ID, objects[2].m_ID));
+  for (const std::size_t gone : {1U, 3U}) {  // its adapter and drive under their earlier ids
+    std::vector<PI::CProperty> properties;
+    EXPECT_EQ(guest->Call(5, before.at(gone).m_ID, &properties), 20008U);
+  }
 }
 
 TEST_F(WorkerTest, AToolThatFails_EmptiesTheListsUntilItAnswers) {
