@@ -1,0 +1,170 @@
+// The manual pages and the completion say what the program's own help says.
+#include "HostProcess.h"
+#include "support/Files.h"
+
+#include <algorithm>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::IsSupersetOf;
+namespace fs = std::filesystem;
+
+using Words = std::set<std::string>;
+
+const fs::path PACKAGING = VXTEST_PACKAGING;
+
+std::string Help(const std::vector<std::string>& words) {
+  const auto run = vxtest::RunHost(words);
+  EXPECT_EQ(run.status, 0) << run.err;
+  return run.out;
+}
+
+Words Matches(const std::string& text, const std::string& pattern, std::size_t group = 0) {
+  const std::regex wanted(pattern, std::regex::ECMAScript | std::regex::multiline);
+  Words words;
+  for (std::sregex_iterator match(text.begin(), text.end(), wanted), end; match != end; ++match) {
+    words.insert((*match)[group]);
+  }
+  return words;
+}
+
+Words Options(const std::string& text) {
+  return Matches(text, "--[a-z][a-z-]*[a-z]");
+}
+
+Words Subcommands(const std::string& help) {
+  const std::size_t start = help.find("Subcommands:");
+  EXPECT_NE(start, std::string::npos) << help;
+  return start == std::string::npos ? Words() : Matches(help.substr(start), "^  ([a-z]+) ", 1);
+}
+
+// The choices that the help names behind an option: "--how TEXT:{spare,dead}".
+Words Choices(const std::string& help, const std::string& option) {
+  std::smatch match;
+  EXPECT_TRUE(std::regex_search(help, match, std::regex(option + " [A-Z]+:\\{([^}]*)\\}")));
+  return Matches(match[1], "[^,]+");
+}
+
+// A manual page with plain hyphens.
+std::string Page(const std::string& name) {
+  const std::string page = vxtest::ReadFile(PACKAGING / name);
+  return std::regex_replace(page, std::regex(R"(\\-)"), "-");
+}
+
+// The words that stand first in the headings of a page's lists.
+Words Headings(const std::string& page) {
+  return Matches(page, "^\\.TP\n\\.[A-Z]+ \"?([a-z]+)", 1);
+}
+
+// What the completion offers for the last of the words.
+Words Completed(const std::vector<std::string>& words) {
+  std::vector<std::string> call = {
+      "-c",
+      R"(. "$1" && shift && COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)) && _vxhost)"
+      R"( && printf '%s\n' "${COMPREPLY[@]}")",
+      "bash", (PACKAGING / "vxhost.bash-completion").string(), "vxhost"};
+  call.insert(call.end(), words.begin(), words.end());
+  const auto run = vxtest::RunHost(call, "", {}, "/bin/bash");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.err, "");
+  return Matches(run.out, "[^\n]+");
+}
+
+TEST(ManualPage, NamesEveryCommand) {
+  EXPECT_THAT(Headings(Page("vxhost.8")), IsSupersetOf(Subcommands(Help({"--help"}))));
+}
+
+TEST(ManualPage, NamesEveryOptionAndNoOther) {
+  const std::string page = Page("vxhost.8");
+  const std::string help = Help({"--help"});
+  Words options = Options(help);
+  for (const std::string& command : Subcommands(help))
+    options.merge(Options(Help({command, "--help"})));
+  EXPECT_GE(options.size(), 13U);
+  EXPECT_EQ(Options(page), options);
+}
+
+TEST(ManualPage, NamesWhatACommandTakes) {
+  const std::string page = Page("vxhost.8");
+  for (const std::string& command : Subcommands(Help({"--help"}))) {
+    for (const std::string& taken : Matches(Help({command, "--help"}), "^  ([A-Z]+) ", 1)) {
+      EXPECT_TRUE(std::regex_search(page, std::regex("\\n\\.BI " + command + " [^\n]*" + taken)))
+          << command << " " << taken;
+    }
+  }
+}
+
+TEST(ManualPageOfSimulate, NamesEveryEditAndItsOptionsAndNoOther) {
+  const std::string page = Page("vxhost-simulate.8");
+  const Words edits = Subcommands(Help({"simulate"}));
+  EXPECT_THAT(Headings(page), IsSupersetOf(edits));
+  Words options = {"--simulate"};  // what the page says of vxhost
+  for (const std::string& edit : edits) options.merge(Options(Help({"simulate", edit, "--help"})));
+  EXPECT_GE(options.size(), 20U);
+  EXPECT_EQ(Options(page), options);
+}
+
+TEST(ManualPageOfSimulate, NamesEveryChoice) {
+  const std::string page = Page("vxhost-simulate.8");
+  const std::string fault = Help({"simulate", "fault", "--help"});
+  Words choices = Choices(fault, "--kind");
+  choices.merge(Choices(fault, "--command"));
+  choices.merge(Choices(Help({"simulate", "fail", "--help"}), "--how"));
+  EXPECT_GE(choices.size(), 20U);
+  for (const std::string& choice : choices) {
+    EXPECT_TRUE(std::regex_search(page, std::regex("\\b" + choice + "\\b"))) << choice;
+  }
+}
+
+TEST(Completion, OffersEveryCommandAndOption) {
+  const std::string help = Help({"--help"});
+  EXPECT_EQ(Completed({""}), Subcommands(help));
+  EXPECT_EQ(Completed({"--"}), Options(help));
+  EXPECT_EQ(Completed({"tree", "--trace-f"}), Words{"--trace-file"});
+  for (const std::string& command : Subcommands(help)) {
+    EXPECT_THAT(Completed({command, "--"}), IsSupersetOf(Options(Help({command, "--help"}))))
+        << command;
+  }
+}
+
+TEST(Completion, OffersTheEditsAndTheirOptions) {
+  const Words edits = Subcommands(Help({"simulate"}));
+  EXPECT_THAT(Completed({"simulate", ""}), IsSupersetOf(edits));
+  for (const std::string& edit : edits) {
+    EXPECT_EQ(Completed({"simulate", edit, "--"}), Options(Help({"simulate", edit, "--help"})))
+        << edit;
+  }
+}
+
+TEST(Completion, OffersTheChoices) {
+  const std::string fault = Help({"simulate", "fault", "--help"});
+  EXPECT_EQ(Completed({"simulate", "fault", "--kind", ""}), Choices(fault, "--kind"));
+  EXPECT_EQ(Completed({"simulate", "fault", "--command", ""}), Choices(fault, "--command"));
+  const std::string fail = Help({"simulate", "fail", "--help"});
+  EXPECT_EQ(Completed({"simulate", "fail", "0", "--how", ""}), Choices(fail, "--how"));
+}
+
+TEST(Completion, ValueOfAnOptionIsNoCommand) {
+  EXPECT_EQ(Completed({"--trace", "2", "si"}), Words{"simulate"});
+  EXPECT_EQ(Completed({"--trace-file", "tree", "do"}), Words{"doctor"});
+  EXPECT_EQ(Completed({"--tool-timeout", ""}), Words());
+}
+
+TEST(Completion, FilesWhereFilesAreMeant) {
+  const vxtest::TempDir directory;
+  vxtest::WriteFile(directory / "fleet 1.json", "{}");
+  fs::create_directory(directory / "below");
+  const std::string start = directory.Path().string() + "/";
+  EXPECT_EQ(Completed({"--simulate", start}), (Words{start + "below", start + "fleet 1.json"}));
+  EXPECT_EQ(Completed({"--config-dir", start}), Words{start + "below"});
+}
+
+}  // namespace

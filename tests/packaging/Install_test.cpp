@@ -1,0 +1,79 @@
+// "cmake --install" of the build under test.
+#include "HostProcess.h"
+#include "support/Files.h"
+
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+void Install(const std::string& prefix, const vxtest::HostProcess::Environment& environment = {}) {
+  const auto run = vxtest::RunHost({"--install", VXTEST_BUILD, "--prefix", prefix}, "", environment,
+                                   VXTEST_CMAKE);
+  ASSERT_EQ(run.status, 0) << run.out << run.err;
+}
+
+void ExpectToServeTheFleet(const fs::path& prefix) {
+  const auto run = vxtest::RunHost({"tree", "--simulate", VXTEST_FLEETS "/known-drives.json"}, "",
+                                   {}, prefix / "bin" / "vxhost");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("6 adapters"));
+}
+
+TEST(Install, BelowAnyPrefix_RunsFromThereAndCanBeMoved) {
+  const vxtest::TempDir directory;
+  const fs::path prefix = directory / "prefix";
+  Install(prefix);
+  EXPECT_EQ(fs::canonical(prefix / "bin" / "vxhost"),
+            fs::canonical(prefix) / "lib" / "vxhost" / "vxhost");
+  ExpectToServeTheFleet(prefix);
+  const fs::path moved = directory / "moved";
+  fs::rename(prefix, moved);
+  ExpectToServeTheFleet(moved);
+}
+
+TEST(Install, OptionsFilesAreThoseThatTheInstalledProgramUses) {
+  const vxtest::TempDir directory;
+  Install(directory.Path());
+  const auto run = vxtest::RunHost(
+      {"set", "Torvex-Plugin", "30005", "45", "--simulate", VXTEST_FLEETS "/known-drives.json"}, "",
+      {}, directory / "bin/vxhost");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(vxtest::ReadFile(directory / "etc/vxhost/piTorvex.ini"),
+              HasSubstr("\nPollInterval=45\n"));
+}
+
+TEST(Install, LeavesThePlaceOfTheToolToTheAdministrator) {
+  const vxtest::TempDir directory;
+  Install(directory.Path());
+  EXPECT_TRUE(fs::is_empty(directory / "lib/vxhost/bin"));
+  EXPECT_TRUE(fs::exists(directory / "lib/vxhost/simulator/bin/isdct"));
+}
+
+TEST(Install, UnitNamesThePlacesBelowThePrefix) {
+  const vxtest::TempDir directory;
+  const std::string prefix = directory.Path();
+  Install(prefix);
+  const std::string unit = vxtest::ReadFile(directory / "lib/systemd/system/vxhost.service");
+  EXPECT_THAT(unit, HasSubstr("\nConditionPathExists=" + prefix + "/lib/vxhost/bin/isdct\n"));
+  EXPECT_THAT(unit, HasSubstr("\nExecStart=" + prefix + "/bin/vxhost run\n"));
+  EXPECT_THAT(unit, HasSubstr("\nReadWritePaths=-" + prefix + "/etc/vxhost\n"));
+}
+
+TEST(Install, BelowUsr_TakesTheSystemsConfiguration) {
+  const vxtest::TempDir stage;
+  Install("/usr", {{"DESTDIR", stage.Path().string()}});
+  EXPECT_TRUE(fs::exists(stage / "etc/vxhost/piTorvex.ini"));
+  EXPECT_TRUE(fs::exists(stage / "etc/vxhost/CustomOpOpts.ini"));
+  EXPECT_EQ(fs::read_symlink(stage / "usr/lib/vxhost/etc"), "/etc/vxhost");
+  EXPECT_EQ(fs::read_symlink(stage / "usr/bin/vxhost"), "../lib/vxhost/vxhost");
+  const std::string unit = vxtest::ReadFile(stage / "usr/lib/systemd/system/vxhost.service");
+  EXPECT_THAT(unit, HasSubstr("\nReadWritePaths=-/etc/vxhost\n"));
+}
+
+}  // namespace
