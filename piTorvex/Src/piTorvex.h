@@ -261,6 +261,17 @@ struct CFoundObject {
 // in reverse order; the destructor does not stop the worker: command 3 must have returned before
 // it.
 //
+// Numbers that look alike and must not be taken for each other:
+//   index of a tool record     the tool's, any integer, -1 none: command lines, renumbering
+//   position of a tool record  from 0, in scan and log pass: place in m_Adapters, DriveNumber
+//   AdapterNumber, tool record from 1, among the accepted drives: the adapter's first number
+//   AdapterNumber, adapter     from 1, kept while published: property, row, PI::CAdapterID, traces
+//   GlobalAdapterNumber        unique in the host: the drive's ParentAdapterNumber
+//   DriveNumber                from 0, at the last scan: LockObjects, log pass
+//   host number                the host's, in PI::CAdapterID, -1 none: display name
+//   identification numbers     PCI segment, bus, device, function: finding the host's record
+//   object id                  from NewID: requests; events too but for 19002
+//
 // Threads: host request threads call Execute; one worker thread runs Worker. m_DataLock guards the
 // published objects and the tool records; m_EventsLock guards the event queue and is always taken
 // after m_DataLock when both are held. The host's callback runs with no lock held.
@@ -406,7 +417,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   // What the database still has to be told at the next scan.
   bool m_PluginRowIsMissing VX_GUARDED_BY(m_DataLock) = false;                // its insert failed
   bool m_PluginRowIsStale VX_GUARDED_BY(m_DataLock) = false;                  // its update failed
-  std::vector<CTorvexAdapter> m_UndeletedAdapters VX_GUARDED_BY(m_DataLock);  // deletes that failed
+  std::vector<CTorvexAdapter> m_UndeletedAdapters VX_GUARDED_BY(m_DataLock);  // rows to delete
 
   // The storage object of the host's database. Throws DatabaseException when there is none.
   DatabaseORM::storage_t& Storage() const;
@@ -492,7 +503,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   template <class Object>
   void UpdateRow(Object& object) VX_REQUIRES(m_DataLock);
   void WriteMergedRows(CMerge& merge) VX_REQUIRES(m_DataLock);
-  void DeleteRows(std::vector<CTorvexAdapter>& removed) VX_REQUIRES(m_DataLock);
+  void DeleteRows() VX_REQUIRES(m_DataLock);
   bool IsDeletePending(unsigned int adapterNumber) const VX_REQUIRES(m_DataLock);
   void WritePluginRow(bool changed) VX_REQUIRES(m_DataLock);
 };

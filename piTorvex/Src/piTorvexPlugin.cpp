@@ -664,7 +664,8 @@ unsigned int IPLUGINAPI_IMPL::QueryTool() {
   return SUCCESS;
 }
 
-// The scan at start-up, straight into the published lists.
+// The scan at start-up, straight into the published lists. What an earlier start-up still had to
+// delete is forgotten: the numbers count from 1 again, so that the deletes would hit the new rows.
 unsigned long IPLUGINAPI_IMPL::FirstScan() {
   m_UndeletedAdapters.clear();
   try {
@@ -771,16 +772,23 @@ void IPLUGINAPI_IMPL::TakeFirstAdapterIDs(const std::vector<PI::CAdapterID>& ids
   TakeAdapterIDs(ids);
 }
 
-bool IPLUGINAPI_IMPL::IsWorkerRunning() const {
-  return m_WorkerThread != nullptr && m_WorkerThread->Wait(0) == WAIT_TIMED_OUT;
+namespace {
+
+bool Runs(const std::unique_ptr<TLX::Threading::CThread>& worker) {
+  return worker != nullptr && worker->Wait(0) == WAIT_TIMED_OUT;
 }
 
-// A worker that still runs is kept beside the new one until command 3 ends both.
+}  // namespace
+
+bool IPLUGINAPI_IMPL::IsWorkerRunning() const {
+  return Runs(m_WorkerThread) || std::any_of(m_OlderWorkers.begin(), m_OlderWorkers.end(), Runs);
+}
+
+// Workers that still run are kept beside the new one until command 3 ends them all.
 void IPLUGINAPI_IMPL::StartWorker() {
-  if (IsWorkerRunning()) {
-    m_OlderWorkers.push_back(std::move(m_WorkerThread));
-    m_SeveralWorkers = true;
-  }
+  std::erase_if(m_OlderWorkers, [](const auto& worker) { return !Runs(worker); });
+  if (Runs(m_WorkerThread)) m_OlderWorkers.push_back(std::move(m_WorkerThread));
+  m_SeveralWorkers = !m_OlderWorkers.empty();
   m_WorkerThread = std::make_unique<TLX::Threading::CThread>(
       TLX::Threading::CThread::CBody(this, &IPLUGINAPI_IMPL::Worker), 0);
 }
@@ -1117,8 +1125,8 @@ unsigned long IPLUGINAPI_IMPL::ScanSystem(std::vector<CTorvexAdapter>& adapters,
   TORVEX_TRACE(TRACE_TOOL, "ScanSystem, AdapterCount = %d", m_ToolRecords.size());
   adapters.clear();
   drives.clear();
-  static const std::vector<CTorvexAdapter> noAdapters;
-  static const std::vector<CTorvexPhysicalDrive> noDrives;
+  const std::vector<CTorvexAdapter> noAdapters;
+  const std::vector<CTorvexPhysicalDrive> noDrives;
   CScan scan(freshIds ? noAdapters : m_Adapters, freshIds ? noDrives : m_PhysicalDrives);
 
   const auto isStopped = [&] { return !freshIds && IsStopRequested(); };
@@ -1352,10 +1360,13 @@ void IPLUGINAPI_IMPL::ReplaceLists(CMerge& merge) {
   }
   for (const std::size_t added : merge.m_Added) adapters.push_back(merge.m_NewAdapters[added]);
   std::vector<CTorvexPhysicalDrive> drives(merge.m_NewDrives);
+  std::vector<CTorvexAdapter> undeleted(m_UndeletedAdapters);
+  undeleted.insert(undeleted.end(), merge.m_Removed.begin(), merge.m_Removed.end());
 
   m_Plugin.m_ChildIDs.swap(children);
   m_Adapters.swap(adapters);
   m_PhysicalDrives.swap(drives);
+  m_UndeletedAdapters.swap(undeleted);
   if (!merge.m_Events.empty()) m_Events.swap(events);
 }
 
@@ -1411,20 +1422,18 @@ bool IPLUGINAPI_IMPL::IsDeletePending(unsigned int adapterNumber) const {
                      });
 }
 
-void IPLUGINAPI_IMPL::DeleteRows(std::vector<CTorvexAdapter>& removed) {
-  std::vector<CTorvexAdapter> left;
-  for (auto* list : {&m_UndeletedAdapters, &removed}) {
-    for (CTorvexAdapter& adapter : *list) {
-      if (!WriteRow(CRowWork::Delete, adapter)) left.push_back(adapter);
-    }
-  }
-  m_UndeletedAdapters.swap(left);
+// What cannot be deleted stays in the list. Nothing here takes memory, so that a shortage loses no
+// delete.
+void IPLUGINAPI_IMPL::DeleteRows() {
+  std::erase_if(m_UndeletedAdapters, [this](CTorvexAdapter& adapter) VX_NO_THREAD_SAFETY_ANALYSIS {
+    return WriteRow(CRowWork::Delete, adapter);
+  });
 }
 
 // Deletes, updates, inserts, in this order: an adapter's number may be another's now. As long as a
 // row could not be deleted nothing is written under its number.
 void IPLUGINAPI_IMPL::WriteMergedRows(CMerge& merge) {
-  DeleteRows(merge.m_Removed);
+  DeleteRows();
   for (CTorvexAdapter& adapter : m_Adapters) {
     if (adapter.RowIsStale && !adapter.RowIsMissing && !IsDeletePending(adapter.AdapterNumber)) {
       UpdateRow(adapter);

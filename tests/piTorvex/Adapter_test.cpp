@@ -2,9 +2,11 @@
 #include "CmdEmu_fixtures.h"
 #include "Object_fixtures.h"
 
+#include <algorithm>
 #include <functional>
 #include <locale>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -51,6 +53,52 @@ class AdapterTest : public ::testing::Test {
 
 // --- Object
 // -----------------------------------------------------------------------------------------
+
+static_assert(std::is_base_of_v<PI::CObject, CTorvexAdapter>);
+static_assert(std::has_virtual_destructor_v<CTorvexAdapter>);
+static_assert(std::is_base_of_v<PI::CObject, CTorvexPlugin>);
+static_assert(std::has_virtual_destructor_v<CTorvexPlugin>);
+static_assert(sizeof(CTorvexPlugin) == sizeof(PI::CObject), "the plug-in object adds no member");
+
+TEST(Adapter, Members_StandInTheOrderInWhichTheyAreCompared) {
+  const CTorvexAdapter a;
+  const std::vector<const void*> members = {&a.AdapterNumber,
+                                            &a.GlobalAdapterNumber,
+                                            &a.SerialNumber,
+                                            &a.Vendor,
+                                            &a.ModelNumber,
+                                            &a.Name,
+                                            &a.Location,
+                                            &a.DriverName,
+                                            &a.DriverVersion,
+                                            &a.Firmware,
+                                            &a.Bootloader,
+                                            &a.DevicePath,
+                                            &a.PciSegment,
+                                            &a.PciBus,
+                                            &a.PciDevice,
+                                            &a.PciFunction,
+                                            &a.StatusBits,
+                                            &a.StatusWord2,
+                                            &a.PercentageUsed,
+                                            &a.StatusWord3,
+                                            &a.StatusWord4,
+                                            &a.Temperature,
+                                            &a.HealthState,
+                                            &a.HealthReasons,
+                                            &a.Flag,
+                                            &a.LifeState,
+                                            &a.DataUnitsRead,
+                                            &a.DataUnitsWritten,
+                                            &a.PowerOnHours,
+                                            &a.ReserveSpace,
+                                            &a.EnduranceRating,
+                                            &a.SelectedLevel,
+                                            &a.WarningThreshold,
+                                            &a.ModelNumberCopy,
+                                            &a.ExtraText};
+  EXPECT_TRUE(std::is_sorted(members.begin(), members.end(), std::less<>()));
+}
 
 TEST(Adapter, FreshObject_HasTheDefaults) {
   const CTorvexAdapter adapter;

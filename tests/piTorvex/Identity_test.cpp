@@ -95,6 +95,12 @@ TEST(Trace, SaysWhereItWasWritten) {
   EXPECT_EQ(sink->lineNumber, here);
 }
 
+TEST(Trace, OfATextThatLooksLikeAFormat_ShowsItAsItStands) {
+  FrameTrace trace(2);
+  TORVEX_TRACE(2, "(%s) (%d)", std::string("%d %s %n"), 7);
+  EXPECT_THAT(trace.Texts(), ElementsAre("(%d %s %n) (7)"));
+}
+
 struct FailingSink : TLX::Internals::ITraceSink {
   void Write(const TLX::Internals::CTraceLine&) override { throw std::runtime_error("disk full"); }
 };

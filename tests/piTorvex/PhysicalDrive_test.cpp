@@ -2,10 +2,14 @@
 #include "CmdEmu_fixtures.h"
 #include "Object_fixtures.h"
 
+#include <algorithm>
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <TLX/Misc/Clock.h>
 
 using namespace NAMESPACE_piTorvex;
 using vxtest::HealthyDrive;
@@ -27,6 +31,35 @@ class PhysicalDriveTest : public ::testing::Test {
 
 // --- Object
 // -----------------------------------------------------------------------------------------
+
+static_assert(std::is_base_of_v<PI::CObject, CTorvexPhysicalDrive>);
+static_assert(std::has_virtual_destructor_v<CTorvexPhysicalDrive>);
+
+TEST(PhysicalDrive, Members_StandInTheOrderInWhichTheyAreCompared) {
+  const CTorvexPhysicalDrive d;
+  const std::vector<const void*> members = {
+      &d.DriveNumber,     &d.ParentAdapterNumber, &d.SerialNumber,
+      &d.Vendor,          &d.ModelNumber,         &d.Name,
+      &d.Location,        &d.DriveText,           &d.HealthState,
+      &d.SectorSize,      &d.UsableSizeMiB,       &d.UsablePercent,
+      &d.PhysicalSizeMiB, &d.PhysicalSizeMiB2,    &d.Temperature};
+  EXPECT_TRUE(std::is_sorted(members.begin(), members.end(), std::less<>()));
+}
+
+TEST(PhysicalDrive, Copy_IsWholeAndIndependent) {
+  CTorvexPhysicalDrive one = HealthyDrive();
+  one.m_ReadCounter = 9;
+  one.m_ParentIDs = {7};
+  CTorvexPhysicalDrive copy;
+  copy = one;
+  EXPECT_TRUE(copy.SameAs(one));
+  EXPECT_EQ(copy.m_ReadCounter, 9U);
+  EXPECT_EQ(copy.m_ParentIDs, one.m_ParentIDs);
+  copy.SerialNumber = "other";
+  copy.m_ParentIDs.clear();
+  EXPECT_EQ(one.SerialNumber, "SN1");
+  EXPECT_EQ(one.m_ParentIDs.size(), 1U);
+}
 
 TEST(PhysicalDrive, FreshObject_HasTheDefaults) {
   const CTorvexPhysicalDrive drive;
@@ -102,8 +135,11 @@ TEST(PhysicalDriveUpdate, StateOrSectorSize_RaisesTheChangeEventOnce) {
     newer.m_ID = 99;
     change(newer);
     std::vector<PI::CEvent> events;
+    const unsigned long before = TLX::Misc::now();
     published.Update(newer, owner, events);
     ASSERT_EQ(events.size(), 1U);
+    EXPECT_GE(events[0].m_Time, before);
+    EXPECT_LE(events[0].m_Time, TLX::Misc::now());
     EXPECT_EQ(events[0].m_EventID, 10985U);
     EXPECT_EQ(events[0].m_Severity, 2U);
     EXPECT_EQ(events[0].m_ObjectID, 0x0135000000000002UL);

@@ -171,6 +171,12 @@ TEST(ParseNumber, TakesWholeTextsOfDigitsAlone) {
   }
 }
 
+TEST(FormatText, TakesBytesForNumbersAndTextsForTexts) {
+  EXPECT_EQ(FormatText("%d", static_cast<unsigned char>(65)), "65");
+  EXPECT_EQ(FormatText("%d", static_cast<signed char>(-65)), "-65");
+  EXPECT_EQ(FormatText("%s %s", "%d%n", std::string("%1%")), "%d%n %1%");
+}
+
 TEST(FormatText, IgnoresTheLocaleOfTheHost) {
   const std::locale before = std::locale::global(std::locale(std::locale(), new Grouping));
   EXPECT_EQ(FormatText("%d %s %02d", 1000000UL, "x", 7), "1000000 x 07");

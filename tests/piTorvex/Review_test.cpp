@@ -1,10 +1,13 @@
 #include "Frame_fixtures.h"
 
 #include <algorithm>
+#include <atomic>
 #include <functional>
+#include <new>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 // What holds across the borders of the single steps: repeated calls, failing databases, numbers at
 // the ends of their ranges.
@@ -99,6 +102,48 @@ TEST(Members, AtFirst_AreEmpty) {
   EXPECT_EQ(plugin.m_PluginOptions.FileName(), "piTorvex.ini");
   EXPECT_EQ(plugin.m_ToolVersion, "");
   EXPECT_EQ(plugin.m_Database, nullptr);  // the host has none
+}
+
+// Hosts and plug-ins of other compilations find these by their places.
+TEST(Members, OfTheInterface_StandWhereHostsLookForThem) {
+  IPLUGINAPI_IMPL plugin;
+  IPLUGINAPI* const api = &plugin;
+  EXPECT_EQ(static_cast<void*>(api), static_cast<void*>(&plugin));
+  const auto placeOf = [api](const void* member) {
+    return static_cast<const char*>(member) - reinterpret_cast<const char*>(api);
+  };
+  EXPECT_EQ(placeOf(&api->m_InterfaceVersion), 8);
+  EXPECT_EQ(placeOf(&api->m_ModuleID), 12);
+  EXPECT_EQ(placeOf(&api->m_NotifyHost), 16);
+}
+
+static_assert(std::is_same_v<std::underlying_type_t<PI::_COMMAND>, unsigned int>,
+              "any number may come in as a command");
+
+// --- The end
+
+// Stopping the worker is command 3's work. The object stands in memory that is never given back, so
+// that the sleeping worker harms nobody; it ends with the process.
+void DestroyWithAWorkerInTheTool() {
+  static Machine machine;
+  machine.AddDrive("SERIAL");
+  alignas(IPLUGINAPI_IMPL) static unsigned char memory[sizeof(IPLUGINAPI_IMPL)];
+  auto* const plugin = new (memory) IPLUGINAPI_IMPL;
+  std::vector<PI::CAdapterID> ids;
+  if (plugin->Initialize(ids) != 0) _exit(2);
+  static std::atomic<bool> isInTool{false};
+  machine.tool.SetHook([](const std::string&) {
+    isInTool = true;
+    while (true) pause();
+  });
+  plugin->SetAdapterIDs(ids);
+  if (!frametest::Eventually([] { return isInTool.load(); })) _exit(3);
+  plugin->~IPLUGINAPI_IMPL();
+  _exit(0);
+}
+
+TEST(Destruction, LeavesTheWorkerRunning) {
+  EXPECT_EXIT(DestroyWithAWorkerInTheTool(), testing::ExitedWithCode(0), "");
 }
 
 // --- Repeated calls
@@ -338,6 +383,24 @@ TEST_F(RescanTest, InsertsThatFailedAtStartUp_AreSentAgain) {
   EXPECT_EQ(Rescan(), 20000UL);
   EXPECT_THAT(database.Writes(), ElementsAre("INSERT Adapter", "INSERT PD", "INSERT Adapter",
                                              "INSERT PD", "INSERT Plugin"));
+  database.ClearWrites();
+  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_THAT(database.Writes(), IsEmpty());
+}
+
+// The numbers count from 1 again: a delete of the time before would hit a new row.
+TEST_F(RescanTest, DeletesThatFailed_AreForgottenAtTheNextStartUp) {
+  ASSERT_EQ(guest.Initialize(), 0U);
+  frametest::FakeDrive pulled;
+  machine.tool.Change([&pulled](auto& drives) {
+    pulled = drives.front();
+    drives.erase(drives.begin());
+  });
+  database.FailWhen([](const std::string& text) { return Holds(text, "DELETE"); });
+  ASSERT_EQ(Rescan(), 0UL);
+  database.FailWhen(nullptr);
+  machine.tool.Change([&pulled](auto& drives) { drives.insert(drives.begin(), pulled); });
+  ASSERT_EQ(guest.Initialize(), 0U);
   database.ClearWrites();
   EXPECT_EQ(Rescan(), 20000UL);
   EXPECT_THAT(database.Writes(), IsEmpty());

@@ -6,6 +6,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <PI/GlobalAdapterID.h>
+#include <PI/PluginHelper.h>
+
 namespace {
 
 using frametest::FakeDrive;
@@ -155,6 +158,27 @@ TEST_F(ScanTest, WithoutFreshIds_KeepsIdsNumbersAndCounters) {
   EXPECT_NE(adapters[0].m_ID, plugin.m_Adapters[1].m_ID);
 }
 
+TEST_F(ScanTest, WithoutFreshIds_ComparesSerialNumbersByteForByte) {
+  machine.AddDrive("SERIAL");
+  Scan(true);
+  Publish();
+  for (const char* other : {"serial", "SERIAL ", "SERIA", ""}) {
+    machine.tool.Change([other](std::vector<FakeDrive>& all) { all[0].serial = other; });
+    Scan(false);
+    EXPECT_NE(adapters[0].m_ID, plugin.m_Adapters[0].m_ID) << other;
+    EXPECT_NE(drives[0].m_ID, plugin.m_PhysicalDrives[0].m_ID) << other;
+  }
+}
+
+// Ids are looked up in the lists that such a scan would empty.
+TEST_F(ScanTest, IntoThePublishedListsWithoutFreshIds_IsAMistake) {
+  machine.AddDrive("SERIAL");
+  Scan(true);
+  Publish();
+  EXPECT_DEBUG_DEATH(plugin.ScanSystem(plugin.m_Adapters, plugin.m_PhysicalDrives, false),
+                     "Assertion");
+}
+
 TEST_F(ScanTest, OfANewDrive_GivesItALowestFreeNumber) {
   trace.SetMask(16);
   machine.AddDrive("A");
@@ -262,7 +286,9 @@ TEST_F(ScanTest, Warnings_GiveReasonsInOrderAndTheHealth) {
 TEST_F(ScanTest, LifeState_FollowsTheRemainingLife) {
   EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 100; }).LifeState, 40252U);
   EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 101; }).LifeState, 40411U);
+  EXPECT_EQ(adapters[0].StatusWord2, 101UL);
   EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 99; }).LifeState, 40410U);
+  EXPECT_EQ(adapters[0].StatusWord2, 99UL);
   EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.backupFailed = true; }).LifeState, 40411U);
 }
 
@@ -309,24 +335,40 @@ std::string DayIn(unsigned long hours) {
   return text;
 }
 
-// A year of 8760 hours has used up half of the drive: by its own percentage, or by what was written
-// of its rating in units of 512000 bytes.
-TEST_F(ScanTest, EndOfLife_IsAsFarAwayAsTheHoursThatAreLeft) {
-  const std::string before = DayIn(8760);
-  const CTorvexAdapter byPercent = Adapter([](FakeDrive& drive) {
-    drive.percentageUsed = 50;
-    drive.hours = "2238";
-  });
-  const CTorvexAdapter byRating = Adapter([&byPercent](FakeDrive& drive) {
-    drive.percentageUsed = 0;
-    char units[32];
-    std::snprintf(units, sizeof units, "%lX",
-                  byPercent.EnduranceRating * 1'000'000'000'000UL / 2 / 512'000);
-    drive.unitsWritten = units;
-  });
-  for (const CTorvexAdapter& adapter : {byPercent, byRating}) {
-    EXPECT_THAT(adapter.ExtraText, testing::AnyOf(before, DayIn(8760)));
+TEST_F(ScanTest, EndOfLife_IsWhatHoursShareAndBytesLead) {
+  struct Case {
+    const char* hours;    // hexadecimal
+    int used;             // percent
+    const char* written;  // hexadecimal, units of 512000 bytes
+    unsigned long remaining;
+  };
+  // The model is rated at 2050 TB: 400390625 (17DD 79E1) units are a tenth of that.
+  const std::vector<Case> cases = {
+      {"2238", 50, "0", 8760},                // as long again
+      {"2238", 80, "0", 2190},                // a quarter of it
+      {"2238", 100, "0", 0},                  // today
+      {"2238", 0, "17DD79E1", 9 * 8760},      // nine tenths of the rating are left
+      {"2238", 50, "17DD79E1", 8760},         // the shorter counts
+      {"2238", 50, "FFFFFFFFFFFFFFFF", 8760}  // the bytes are not reported
+  };
+  for (const Case& each : cases) {
+    const std::string before = DayIn(each.remaining);
+    const std::string date = Adapter([&each](FakeDrive& drive) {
+                               drive.hours = each.hours;
+                               drive.percentageUsed = each.used;
+                               drive.unitsWritten = each.written;
+                             }).ExtraText;
+    EXPECT_THAT(date, testing::AnyOf(before, DayIn(each.remaining))) << each.remaining;
   }
+}
+
+TEST_F(ScanTest, EndOfLife_OfHoursThatAreNotReported_IsUnknown) {
+  const CTorvexAdapter adapter = Adapter([](FakeDrive& drive) {
+    drive.hours = "FFFFFFFFFFFFFFFF";
+    drive.percentageUsed = 50;
+  });
+  EXPECT_EQ(adapter.PowerOnHours, NOT_REPORTED);
+  EXPECT_EQ(adapter.ExtraText, "");
 }
 
 TEST_F(ScanTest, HugeCounters_DoNotOverflow) {
@@ -344,6 +386,19 @@ TEST_F(ScanTest, UnknownModels_HaveTheRatingOne) {
             1UL);
   EXPECT_GT(Adapter([](FakeDrive& drive) { drive.model = "INTEL SSDPE2KX020T8"; }).EnduranceRating,
             1UL);
+}
+
+TEST_F(ScanTest, Rating_IsThatOfTheFirstPatternOfTheTable) {
+  const auto& table = PI::GetLifeTimeDataNVMe();
+  const auto& first = table.front();
+  const auto& last = table.back();
+  ASSERT_NE(first.second, last.second);
+  EXPECT_EQ(Adapter([&](FakeDrive& drive) { drive.model = "INTEL " + last.first; }).EnduranceRating,
+            last.second);
+  EXPECT_EQ(Adapter([&](FakeDrive& drive) {
+              drive.model = "INTEL " + last.first + first.first;
+            }).EnduranceRating,
+            first.second);
 }
 
 TEST_F(ScanTest, UsablePercent_HasThreeSources) {
@@ -403,6 +458,18 @@ TEST_F(ScanTest, DriveName_CutsTheSeriesAndTheVendor) {
   EXPECT_EQ(name("", "INTEL SSDPE2KE016T7"), ", SSDPE2KE016T7");
 }
 
+// The inventory serves none such, but the scan must not trip over it.
+TEST_F(ScanTest, DriveName_OfAModelWithoutABlank_KeepsItWhole) {
+  machine.AddDrive("SERIAL");
+  plugin.GetAdaptersInfo();
+  for (const char* model : {"SSDPE2KE016T7", "", "INTEL "}) {
+    plugin.m_ToolRecords[0].ModelNumber = model;
+    plugin.ScanSystem(adapters, drives, true);
+    const std::string kept = std::string(model) == "INTEL " ? "" : model;
+    EXPECT_EQ(drives[0].Name, "Intel SSD DC P4510, " + kept);
+  }
+}
+
 TEST_F(ScanTest, DriverVersion_IsTheModulesIfItHasOne) {
   EXPECT_EQ(Adapter([](FakeDrive&) {}).DriverVersion, "");
   machine.sysfs.File("module/nvme/version", "1.0\n");
@@ -458,6 +525,21 @@ TEST_F(ScanTest, WithoutTheirPlaces_AllTakeTheHostRecordOfZeros) {
 TEST_F(ScanTest, GlobalNumber_StaysTheSame) {
   const unsigned int first = Adapter([](FakeDrive&) {}).GlobalAdapterNumber;
   EXPECT_EQ(Adapter([](FakeDrive&) {}).GlobalAdapterNumber, first);
+}
+
+TEST_F(ScanTest, GlobalNumbers_GrowByNewSerialNumbersOnly) {
+  const auto known = [] {
+    const std::lock_guard<std::mutex> guard(PI::AllHostsAdaptersUniqueIDsMtx);
+    return PI::AllHostsAdaptersUniqueIDs.size();
+  };
+  machine.AddDrive("NEVER-SEEN-A");
+  machine.AddDrive("NEVER-SEEN-B");
+  const std::size_t before = known();
+  Scan(true);
+  EXPECT_EQ(known(), before + 2);
+  Scan(true);
+  Scan(false);
+  EXPECT_EQ(known(), before + 2);
 }
 
 TEST_F(ScanTest, WithoutItsCallback_Throws) {

@@ -207,6 +207,26 @@ TEST(Initialize, LinksPluginAndAdaptersByTheirIds) {
   EXPECT_THAT(objects[3].m_ParentIDs, IsEmpty());
 }
 
+TEST(Initialize, MakesTheStopRequestLastAndTheOtherEventsPass) {
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  Guest guest;
+  ASSERT_EQ(guest.Initialize(), 0U);
+  const auto isSet = [](TLX::Threading::CEvent& event) {
+    return event.Wait(0) == TLX::Threading::WAIT_ACQUIRED;
+  };
+  for (auto* event : {&guest.Impl().m_ForceWorker, &guest.Impl().m_PrivateEvent}) {
+    EXPECT_FALSE(isSet(*event));
+    event->Set();
+    EXPECT_TRUE(isSet(*event));
+    EXPECT_FALSE(isSet(*event));
+  }
+  EXPECT_FALSE(isSet(guest.Impl().m_StopRequest));
+  guest.Impl().m_StopRequest.Set();
+  EXPECT_TRUE(isSet(guest.Impl().m_StopRequest));
+  EXPECT_TRUE(isSet(guest.Impl().m_StopRequest));
+}
+
 TEST(Initialize, BuildsTheToolsPathBesideTheHost) {
   Machine machine;
   machine.AddDrive("SERIAL");

@@ -89,6 +89,7 @@ TEST_F(UpdateTest, WithNothingNew_ChangesNothing) {
   EXPECT_THAT(database.Writes(), IsEmpty());
   EXPECT_EQ(plugin.m_Adapters[0].m_ReadCounter, 0UL);
   EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 0UL);
+  EXPECT_THAT(plugin.m_Plugin.m_ChildIDs, ElementsAre(2001UL, 2002UL));
 }
 
 TEST_F(UpdateTest, LocksLinksAndCounters_AreNoDifference) {
@@ -225,6 +226,7 @@ TEST_F(UpdateTest, WithANewAdapter_AddsItAtTheEnd) {
   adapters.insert(adapters.begin(), MakeAdapter("C", 3));
   drives.insert(drives.begin(), MakeDrive("C", 3));
   drives[0].ParentAdapterNumber = 0;
+  const unsigned long before = TLX::Misc::now();
   EXPECT_EQ(Update(), 0UL);
   EXPECT_THAT(Serials(), ElementsAre("A", "B", "C"));
   EXPECT_THAT(plugin.m_Plugin.m_ChildIDs, ElementsAre(2003UL, 2001UL, 2002UL));  // tool's order
@@ -235,6 +237,8 @@ TEST_F(UpdateTest, WithANewAdapter_AddsItAtTheEnd) {
   const PI::CEvent& event = plugin.m_Events.front();
   EXPECT_EQ(event.m_Severity, 2U);
   EXPECT_EQ(event.m_ObjectID, 19002UL);
+  EXPECT_GE(event.m_Time, before);
+  EXPECT_LE(event.m_Time, TLX::Misc::now());
   EXPECT_EQ(event.m_Name, "Adapter C");
   EXPECT_EQ(event.m_PlaceHolder1, "Adapter C");
   EXPECT_EQ(event.m_PlaceHolder2, " ");
@@ -261,16 +265,52 @@ TEST_F(UpdateTest, WithAnAdapterGone_RemovesItAndKeepsTheDrivesRow) {
 TEST_F(UpdateTest, OfVolumeManagementDrivers_NamesTheKey) {
   for (const char* driver : {"iaVROC", "IaNVMe"}) {
     plugin.m_Events.clear();
+    plugin.m_Adapters.clear();
+    adapters = {MakeAdapter("A", 1)};
+    adapters[0].DriverName = driver;
+    drives.clear();
+    Update();
+    adapters.clear();
+    Update();
+    ASSERT_THAT(Events(), ElementsAre(11093U, 11094U));
+    for (const PI::CEvent& event : plugin.m_Events) {
+      EXPECT_EQ(event.m_Name, "Intel PCIe Device Adapter (A)");
+      EXPECT_EQ(event.m_PlaceHolder1, "Intel PCIe Device Adapter");
+      EXPECT_EQ(event.m_PlaceHolder2, " A");
+      EXPECT_EQ(event.m_ObjectID, 19002UL);
+    }
+  }
+}
+
+TEST_F(UpdateTest, OfDriversThatAreSpeltOtherwise_NamesTheAdapter) {
+  for (const char* driver : {"IaVROC", "iaNVMe", "IANVME", "iaVROC ", ""}) {
+    plugin.m_Events.clear();
     plugin.m_Adapters = {MakeAdapter("A", 1)};
     plugin.m_Adapters[0].DriverName = driver;
     adapters.clear();
     drives.clear();
     Update();
-    ASSERT_THAT(Events(), ElementsAre(11094U));
-    EXPECT_EQ(plugin.m_Events[0].m_Name, "Intel PCIe Device Adapter (A)");
-    EXPECT_EQ(plugin.m_Events[0].m_PlaceHolder1, "Intel PCIe Device Adapter");
-    EXPECT_EQ(plugin.m_Events[0].m_PlaceHolder2, " A");
+    ASSERT_THAT(Events(), ElementsAre(11094U)) << driver;
+    EXPECT_EQ(plugin.m_Events[0].m_Name, "Adapter A") << driver;
+    EXPECT_EQ(plugin.m_Events[0].m_PlaceHolder1, "Adapter A") << driver;
+    EXPECT_EQ(plugin.m_Events[0].m_PlaceHolder2, " ") << driver;
   }
+}
+
+// Nothing drops an event but its delivery, however long the host stays away.
+TEST_F(UpdateTest, EventsThatNobodyFetches_AreAllKept) {
+  constexpr int SCANS = 2000;
+  for (int scan = 0; scan < SCANS; ++scan) {
+    adapters = {MakeAdapter("A", 1), MakeAdapter("B", 2)};
+    drives = {MakeDrive("A", 1), MakeDrive("B", 2)};
+    adapters[0].StatusBits = scan % 2 == 0 ? 0x20 : 0x240;  // 79 and 80 degrees
+    EXPECT_EQ(Update(), 0UL);
+  }
+  PI::COperation operation;
+  operation.SetOperationID(50002);
+  EXPECT_EQ(plugin.GetEvents(plugin.m_Plugin, operation), 0U);
+  EXPECT_EQ(operation.m_Events.size(), SCANS / 2 * 3U);
+  EXPECT_THAT(Events(), IsEmpty());
 }
 
 TEST_F(UpdateTest, WithOneGoneAndOneNew_TellsAndWritesInOrder) {

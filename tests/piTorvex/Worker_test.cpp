@@ -1,4 +1,5 @@
 #include "Frame_fixtures.h"
+#include "platform/TLX/Threads.h"
 
 #include <algorithm>
 #include <atomic>
@@ -251,6 +252,22 @@ TEST_F(WorkerTest, PrivateEvent_IsHandledWhileARequestHoldsTheLock) {
     EXPECT_FALSE(Plugin().m_PhysicalDrives[0].m_LockFlag);
   }
   EXPECT_EQ(listener.Count(), before + 1);
+}
+
+TEST_F(WorkerTest, PrivateEvent_OfASingleWorkerAfterSeveral_NeedsNoLockEither) {
+  Start();
+  ASSERT_EQ(guest->SetAdapterIDs(), 0U);
+  EXPECT_TRUE(Plugin().m_SeveralWorkers);
+  ASSERT_EQ(guest->DeInitialize(), 0U);
+  ASSERT_EQ(guest->Initialize(), 0U);
+  trace.Clear();
+  Start();
+  EXPECT_FALSE(Plugin().m_SeveralWorkers);
+  EXPECT_THAT(Plugin().m_OlderWorkers, IsEmpty());  // those that have ended are not kept
+  const int before = listener.Count();
+  const TLX::Threading::Native_OS::CFastMutexGuard busy(Plugin().m_DataLock);
+  Plugin().m_PrivateEvent.Set();
+  EXPECT_TRUE(Eventually([this, before] { return listener.Count() > before; }));
 }
 
 TEST_F(WorkerTest, ANewPollInterval_CountsFromTheNextWait) {
@@ -740,6 +757,71 @@ TEST_F(HangingTool, InALogPass_IsCancelledAndThePluginStaysUsable) {
   CancelAndUseAgain();
 }
 
+// The two doors that catch everything else must let the unwinding of a cancelled thread through, or
+// the whole process ends.
+TEST_F(HangingTool, InARequestOfAHostThread_IsCancelledWithThatThread) {
+  Start();
+  ASSERT_EQ(guest->DeInitialize(), 0U);
+  std::atomic<bool> inTool{false};
+  std::atomic<bool> returned{false};
+  machine.tool.SetHook([&inTool](const std::string&) {
+    inTool = true;
+    Hang({});
+  });
+  tlxtest::Running host([&] {
+    std::vector<PI::CAdapterID> ids;
+    guest->Call(1, 0, &ids);
+    returned = true;
+  });
+  ASSERT_TRUE(Eventually([&inTool] { return inTool.load(); }));
+  EXPECT_TRUE(host.Cancel());
+  EXPECT_FALSE(returned);
+  machine.tool.SetHook(nullptr);
+  EXPECT_EQ(guest->Initialize(), 0U);  // the lock is free
+}
+
+TEST_F(WorkerTest, CallbackThatHangs_IsCancelledWithTheWorker) {
+  std::atomic<bool> isCalled{false};
+  Start();
+  listener.action = [&isCalled](IPLUGINAPI*) {
+    isCalled = true;
+    Hang({});
+  };
+  Plugin().m_PrivateEvent.Set();
+  ASSERT_TRUE(Eventually([&isCalled] { return isCalled.load(); }));
+  EXPECT_EQ(guest->DeInitialize(), 0U);
+  EXPECT_TRUE(trace.Has("Kill Worker"));
+  EXPECT_EQ(Plugin().m_WorkerThread->Wait(0), TLX::Threading::WAIT_ACQUIRED);
+  EXPECT_FALSE(trace.Has("LEAVE Worker()"));
+  EXPECT_EQ(guest->Topology().size(), 5U);
+}
+
+// The system's own points of cancellation mean nothing: what is being written is written whole.
+TEST_F(WorkerTest, Cancellation_DoesNotStrikeInTheDatabase) {
+  FrameDatabase database;
+  Plugin().m_Database = getDatabasePointer();
+  ASSERT_EQ(guest->Initialize(), 0U);
+  Start();
+  std::atomic<bool> isWriting{false};
+  database.FailWhen([&](const std::string& statement) {
+    if (!isWriting && statement.find("UPDATE Adapter") != std::string::npos) {
+      isWriting = true;
+      Eventually([this] { return trace.Has("Kill Worker"); });
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+  });
+  Change(0, [](FakeDrive& drive) { drive.temperature = 44; });
+  Change(1, [](FakeDrive& drive) { drive.temperature = 45; });
+  Plugin().m_ForceWorker.Set();
+  ASSERT_TRUE(Eventually([&isWriting] { return isWriting.load(); }));
+  EXPECT_EQ(guest->DeInitialize(), 0U);
+  EXPECT_EQ(Plugin().m_WorkerThread->Wait(0), TLX::Threading::WAIT_ACQUIRED);
+  EXPECT_FALSE(trace.Has("LEAVE Worker()"));  // it was struck at its next wait
+  EXPECT_THAT(database.Column("Adapter", "Temperature"), ElementsAre("44", "45"));
+  EXPECT_THAT(database.Column("PD", "Temperature"), ElementsAre("44", "45"));
+}
+
 // A tool that answers when it is told to.
 class SlowTool : public WorkerTest {
  protected:
@@ -872,6 +954,11 @@ TEST_F(WorkerTest, AScanThatThrows_CountsAsDoneAndTheWorkerLives) {
   machine.tool.SetHook(nullptr);
   EXPECT_EQ(guest->Topology().size(), 5U);  // both locks are free
   EXPECT_THAT(guest->FetchEvents(), IsEmpty());
+  // Not repeated until the next one is due.
+  trace.Clear();
+  LogPass();
+  EXPECT_TRUE(trace.Has("Worker() timeout event received"));
+  EXPECT_FALSE(trace.Has("Before ScanSystem()"));
   Scan();
 }
 
