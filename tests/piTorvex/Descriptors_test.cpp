@@ -13,6 +13,7 @@
 
 namespace {
 
+bool g_Records = false;
 std::vector<PI::_PROPERTY_DESCRIPTION> g_Descriptions;  // in the order of the calls
 
 template <class Function>
@@ -24,7 +25,7 @@ Function Original(const char* symbol) {
 
 void PI::CPluginHelper::GenerateCProperty(const _PROPERTY_DESCRIPTION& description,
                                           CProperty& property) {
-  g_Descriptions.push_back(description);
+  if (g_Records) g_Descriptions.push_back(description);
   using Function = void (*)(const _PROPERTY_DESCRIPTION&, CProperty&);
   static const auto original = Original<Function>(
       "_ZN2PI13CPluginHelper17GenerateCPropertyERKNS_21_PROPERTY_DESCRIPTIONERNS_9CPropertyE");
@@ -50,7 +51,11 @@ std::multiset<unsigned int> IdsWithoutLastFlag() {
 
 class Descriptions : public testing::Test {
  protected:
-  Descriptions() { g_Descriptions.clear(); }
+  Descriptions() {
+    g_Descriptions.clear();
+    g_Records = true;
+  }
+  ~Descriptions() override { g_Records = false; }
 
   NAMESPACE_piTorvex::IPLUGINAPI_IMPL plugin;
   std::vector<PI::CProperty> out;
