@@ -377,8 +377,11 @@ TEST(DeInitialize, WithoutAWorkerOrTwice_IsFine) {
   Guest guest;
   EXPECT_EQ(guest.DeInitialize(), 0U);
   EXPECT_EQ(guest.DeInitialize(), 0U);
-  EXPECT_THAT(trace.Texts(), ElementsAre("ENTER DeInitialize", "LEAVE DeInitialize",
+  ASSERT_THAT(trace.Texts(), ElementsAre("ENTER DeInitialize", "LEAVE DeInitialize",
                                          "ENTER DeInitialize", "LEAVE DeInitialize"));
+  const std::vector<frametest::TraceLine> lines = trace.Lines();
+  EXPECT_GE(lines[1].time - lines[0].time, 100U + 100U);  // a pause at both ends
+  EXPECT_GE(lines[3].time - lines[2].time, 100U + 100U);
 }
 
 TEST(DeInitialize, ThenStartUpAgain_WorksInTheSameProcess) {
