@@ -8,8 +8,11 @@
 
 namespace vxhost {
 
-int HostNumbers::NumberOf(const std::array<unsigned int, 4>& address) {
-  return numbers_.try_emplace(address, static_cast<int>(numbers_.size()) + 1).first->second;
+int HostNumbers::NumberOf(const std::string& plugin, const PI::CAdapterID& adapter) {
+  Key key{adapter.m_Identification, {}, 0};
+  if (key == Key()) key = {{}, plugin, adapter.m_AdapterIndex};
+  const int next = static_cast<int>(numbers_.size()) + 1;
+  return numbers_.try_emplace(std::move(key), next).first->second;
 }
 
 Session::Session(const PluginLibrary& plugin, HostNumbers& numbers, std::function<void()> onNotify)
@@ -39,7 +42,7 @@ unsigned int Session::Initialize() {
   const unsigned int result = ExecuteCommand(*interface_, PI::COMMAND_INITIALIZE, 0, &adapters_);
   if (result != 0) return result;
   for (PI::CAdapterID& adapter : adapters_) {
-    adapter.m_HostNumber = numbers_.NumberOf(adapter.m_Identification);
+    adapter.m_HostNumber = numbers_.NumberOf(plugin_.Name(), adapter);
   }
   running_ = true;
   return ExecuteCommand(*interface_, PI::COMMAND_SET_ADAPTER_IDS, 0, &adapters_);

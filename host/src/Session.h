@@ -14,13 +14,20 @@
 namespace vxhost {
 
 // The host's numbers of adapters, over all plug-ins: from 1 up in the order of first sight, kept
-// for a PCI address as long as the process lives.
+// for a PCI address as long as the process lives. Address 0:0:0.0 is never an adapter's: one that
+// says so is no PCI function, and goes by its plug-in and the index that it has there.
 class HostNumbers {
  public:
-  int NumberOf(const std::array<unsigned int, 4>& address);
+  int NumberOf(const std::string& plugin, const PI::CAdapterID& adapter);
 
  private:
-  std::map<std::array<unsigned int, 4>, int> numbers_;
+  struct Key {
+    std::array<unsigned int, 4> m_Address{};
+    std::string m_Plugin;
+    unsigned int m_Index = 0;
+    auto operator<=>(const Key&) const = default;
+  };
+  std::map<Key, int> numbers_;
 };
 
 // One life of a plug-in's interface object, as a host should lead it: createIf, callback, command

@@ -72,6 +72,20 @@ TEST_F(Cli, Tree_NumbersTheAdaptersAndEndsInOrder) {
   EXPECT_TRUE(log.ends_with("command 3 object 0 data false\nreleaseIf object\n")) << log;
 }
 
+TEST_F(Cli, AdaptersThatAreNoPciFunctions_HaveNumbersOfTheirOwn) {
+  const auto run = RunFixture(
+      {"tree"},
+      R"({"adapters":[{"numbers":[0,0,0,0],"index":7,"hostNumber":-1},)"
+      R"({"numbers":[0,0,0,0],"index":8,"hostNumber":-1}],"objects":[{"id":1,"type":19006},)"
+      R"({"id":2,"type":19038,"properties":[{"id":30007,"value":"one"}]},)"
+      R"({"id":3,"type":19038,"properties":[{"id":30007,"value":"two"}]}]})");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "vxtest_plugin, 2 adapters\n├─ not reported  1  one\n└─ not reported  2  two\n");
+  EXPECT_THAT(vxtest::ReadFile(directory_ / "log"),
+              HasSubstr("adapter 0:0:0:0 number 1\nadapter 0:0:0:0 number 2\n"));
+}
+
 TEST_F(Cli, TreeJson_IsTheWholeTopology) {
   const auto run = RunFixture({"--json", "tree"});
   EXPECT_EQ(run.status, 0);
@@ -236,7 +250,7 @@ TEST_F(Cli, TraceFile_ThatCannotBeWritten_IsSaid) {
   EXPECT_THAT(run.err, HasSubstr("--trace-file"));
 }
 
-TEST_F(Cli, Service_PrintsEventsAndEndsOnASignal) {
+TEST_F(Cli, Service_PrintsEventsTellsItsRunsAndEndsOnASignal) {
   vxtest::WriteFile(directory_ / "script",
                     R"({"notify":1,"events":[{"id":10968,"severity":4,"object":2,"name":"SSD",)"
                     R"("placeholder1":"SSD"}],)" +
@@ -246,6 +260,8 @@ TEST_F(Cli, Service_PrintsEventsAndEndsOnASignal) {
                             {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}});
   EXPECT_THAT(host.Line(), HasSubstr(R"("id":10968,"severity":4,"object":"0x0000000000000002")"));
   EXPECT_TRUE(host.WaitForError("running with 1 adapter"));
+  host.Signal(SIGUSR1);
+  EXPECT_TRUE(host.WaitForError("tool runs so far:"));
   host.Signal(SIGTERM);
   EXPECT_EQ(host.Wait(), 0);
   EXPECT_TRUE(vxtest::ReadFile(directory_ / "log")
