@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include <fmt/format.h>
+#include <rapidjson/encodedstream.h>
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
@@ -127,7 +128,9 @@ class IdEcho {
 // The id of the line, which is JSON and has one.
 std::string EchoOfId(std::string_view line) {
   constexpr auto flags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
-  rapidjson::MemoryStream stream(line.data(), line.size());
+  rapidjson::MemoryStream bytes(line.data(), line.size());
+  // As the document was read: behind a byte order mark, or what the parser takes for one.
+  rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> stream(bytes);
   IdEcho echo;
   rapidjson::Reader().Parse<flags>(stream, echo);
   return echo.Take();

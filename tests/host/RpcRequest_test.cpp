@@ -56,6 +56,11 @@ TEST(RpcRequest, NumbersInTheId_AreEchoedDigitByDigit) {
   }
 }
 
+TEST(RpcRequest, BehindAByteOrderMark_TheIdIsFoundToo) {
+  EXPECT_EQ(Good("\xEF\xBB\xBF{\"id\":3,\"command\":1}").m_Id, "3");
+  EXPECT_EQ(Bad("\xBB{\"id\":3,\"comand\":1}").m_Id, "3");
+}
+
 TEST(RpcRequest, MembersCalledIdFurtherDown_AreNotTheId) {
   EXPECT_EQ(Good(R"({"command":6,"data":{"id":9}})").m_Id, "null");
   EXPECT_EQ(Good(R"({"command":6,"data":{"id":9},"\u0069d":"x"})").m_Id, "\"x\"");
