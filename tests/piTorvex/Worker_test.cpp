@@ -224,6 +224,10 @@ TEST_F(WorkerTest, AToolThatFails_EmptiesTheListsUntilItAnswers) {
   machine.tool.FailInventory(true);
   Scan();
   EXPECT_EQ(guest->Topology().size(), 1U);
+  {
+    const TLX::Threading::Native_OS::CFastMutexGuard guard(Plugin().m_DataLock);
+    EXPECT_EQ(Plugin().m_AdapterCount, 0UL);
+  }
   EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11094U, 11094U));
   machine.tool.FailInventory(false);
   Scan();
@@ -235,8 +239,12 @@ TEST_F(WorkerTest, PrivateEvent_NotifiesWithoutToolOrLock) {
   Start();
   machine.tool.ClearCalls();
   const int before = listener.Count();
+  Plugin().m_Plugin.m_LockFlag = true;
+  Plugin().m_Adapters[1].m_LockFlag = true;
+  Plugin().m_PhysicalDrives[1].m_LockFlag = true;
   WakeUp(Plugin().m_PrivateEvent);
   EXPECT_EQ(listener.Count(), before + 1);
+  for (const PI::CObject& object : guest->Topology()) EXPECT_FALSE(object.m_LockFlag);
   EXPECT_THAT(machine.tool.Calls(), IsEmpty());
   EXPECT_THAT(WorkerLines(31), ElementsAre("Worker() m_PrivateEvent event received",
                                            "Worker() before restart interval"));
