@@ -356,7 +356,7 @@ bool StoreValue(const PI::CPropertyValue& value, int& field) {
   const CNumber number = NumberIn(value);
   switch (number.m_Kind) {
     case CNumber::CKind::None:
-      return false;
+      break;
     case CNumber::CKind::Signed:
       field = Saturate(number.m_Signed);
       return true;
@@ -376,7 +376,7 @@ bool StoreValue(const PI::CPropertyValue& value, unsigned long& field) {
   const CNumber number = NumberIn(value);
   switch (number.m_Kind) {
     case CNumber::CKind::None:
-      return false;
+      break;
     case CNumber::CKind::Signed:
       field = static_cast<unsigned long>(std::max(number.m_Signed, 0L));
       return true;
@@ -398,7 +398,7 @@ bool StoreValue(const PI::CPropertyValue& value, double& field) {
   const CNumber number = NumberIn(value);
   switch (number.m_Kind) {
     case CNumber::CKind::None:
-      return false;
+      break;
     case CNumber::CKind::Signed:
       field = static_cast<double>(number.m_Signed);
       return true;

@@ -1055,10 +1055,6 @@ bool IPLUGINAPI_IMPL::RefreshRecord(CCmdEmuAdapter& record) {
 
 // Paces the tool. False when a stop is requested; the request stays set.
 bool IPLUGINAPI_IMPL::PauseBetweenRecords() {
-  if (!m_StopRequest.IsInitialised()) {
-    TLX::Misc::Sleep(RECORD_PAUSE);
-    return true;
-  }
   return m_StopRequest.Wait(RECORD_PAUSE) != WAIT_ACQUIRED;
 }
 

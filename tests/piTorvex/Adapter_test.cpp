@@ -312,7 +312,7 @@ TEST(AdapterUpdate, ReadCounterGrowsByOneWhateverWasRaised) {
 }
 
 TEST(AdapterUpdate, TracesTheTwoWordsAtTheDetailLevel) {
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EventsOf(0x240, 0xFFFFFFFF);
   ASSERT_EQ(trace.Texts(), std::vector<std::string>{"Update () 240 -> ffffffff"});
   EXPECT_EQ(trace.Lines()[0].level, 4U);
@@ -474,7 +474,7 @@ TEST_F(AdapterTest, NoPropertyIsSettable) {
 TEST_F(AdapterTest, OffersNoOperation) {
   CTorvexAdapter adapter;
   std::vector<PI::COperation> operations(3);
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.GetAdapterOperations(adapter, operations), 0U);
   EXPECT_TRUE(operations.empty());
   EXPECT_TRUE(trace.Lines().empty());
@@ -499,7 +499,7 @@ TEST_F(AdapterTest, OperationsTraceEntryAndExit) {
   CTorvexAdapter adapter = HealthyAdapter();
   PI::COperation operation;
   operation.SetOperationID(50002);
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   plugin.CheckAdapterOperation(adapter, operation);
   plugin.ExecuteAdapterOperation(adapter, operation);
   const std::vector<std::string> expected = {

@@ -1,62 +1,18 @@
 #pragma once
 
+#include "PluginTrace.h"
 #include "piTorvex.h"
 
-#include <algorithm>
 #include <map>
-#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
-#include <TLX/Internals/TraceSink.h>
 #include <TLXX/System.h>
 
 namespace vxtest {
-
-// Keeps the trace lines of the plug-in while it lives.
-class TraceRecorder {
- public:
-  struct Line {
-    unsigned int level;
-    std::string file;
-    std::string function;
-    std::string text;
-  };
-
-  explicit TraceRecorder(unsigned int mask = 31) : sink_(std::make_shared<Sink>()) {
-    TLX::Internals::SetTraceSink(sink_);
-    NAMESPACE_piTorvex::TLX_MODULE_INFO_piTorvex.SetTraceMask(mask);
-  }
-  ~TraceRecorder() {
-    NAMESPACE_piTorvex::TLX_MODULE_INFO_piTorvex.SetTraceMask(0);
-    TLX::Internals::SetTraceSink(nullptr);
-  }
-  TraceRecorder(const TraceRecorder&) = delete;
-  TraceRecorder& operator=(const TraceRecorder&) = delete;
-
-  const std::vector<Line>& Lines() const { return sink_->lines; }
-  std::vector<std::string> Texts() const {
-    std::vector<std::string> texts;
-    for (const Line& line : Lines()) texts.push_back(line.text);
-    return texts;
-  }
-  bool Holds(const std::string& text) const {
-    const std::vector<std::string> texts = Texts();
-    return std::find(texts.begin(), texts.end(), text) != texts.end();
-  }
-
- private:
-  struct Sink : TLX::Internals::ITraceSink {
-    void Write(const TLX::Internals::CTraceLine& line) override {
-      lines.push_back({line.m_Level, line.m_File, line.m_Function, line.m_Text});
-    }
-    std::vector<Line> lines;
-  };
-  std::shared_ptr<Sink> sink_;
-};
 
 // Answers commands by their arguments, in place of the real runner while it lives. A command that
 // has no answer fails.

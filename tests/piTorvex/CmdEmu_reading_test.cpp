@@ -84,7 +84,7 @@ void ExpectTakenInOrder(const std::vector<KeyCase>& keys,
   std::vector<KeyCase> printed = keys;
   std::mt19937 random(7);
   for (int round = 0; round < 8; ++round) {
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     read(MembersOf(printed));
     EXPECT_EQ(trace.Texts(), TracesOf(keys));
     if (round == 0) {
@@ -129,7 +129,7 @@ void ExpectKinds(const std::vector<KindCase>& keys,
     const std::string name = key.name;
     const std::string begin = "Name: " + name + ", Value: (";
     for (const Value& value : values) {
-      vxtest::TraceRecorder trace(2);
+      vxtest::PluginTrace trace(2);
       read('"' + name + "\":" + value.text);
       const std::vector<std::string> texts = trace.Texts();
       const auto lines = std::count_if(texts.begin(), texts.end(), [&](const std::string& text) {
@@ -506,7 +506,7 @@ TEST(CmdEmuInventory, NameWithANul_IsNotTheNameBeforeIt) {
 }
 
 TEST(CmdEmuInventory, ValuesTaken_AreTracedInTheOrderOfTheKeys) {
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   OneDrive(
       R"("TempThreshold":85,"ControllerIDEMode":false,"ProductFamily":"Intel SSD",)"
       R"("DriverMajorVersion":10,"SerialNumber":"%s","SectorSize":"512","MaximumLBA":18446744073709551615)");
@@ -673,7 +673,7 @@ TEST(CmdEmuHealthLog, CounterCutAtANul_IsReadUpToIt) {
 }
 
 TEST(CmdEmuHealthLog, ValuesTaken_AreTraced) {
-  vxtest::TraceRecorder trace(2);
+  vxtest::PluginTrace trace(2);
   Health(R"("Data Units Read":"1F4","Critical Warnings":3,"Media is in a read-only mode":true)");
   const std::vector<std::string> expected = {"Name: Critical Warnings, Value: (3)",
                                              "Name: Media is in a read-only mode, Value: (true)",
@@ -683,7 +683,7 @@ TEST(CmdEmuHealthLog, ValuesTaken_AreTraced) {
 }
 
 TEST(CmdEmuHealthLog, WithoutTheLevel_NothingIsTraced) {
-  vxtest::TraceRecorder trace(4 | 8 | 16);
+  vxtest::PluginTrace trace(4 | 8 | 16);
   Health(R"("Data Units Read":"1F4","Critical Warnings":3)");
   EXPECT_TRUE(trace.Lines().empty());
 }

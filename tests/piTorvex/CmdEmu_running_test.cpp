@@ -95,7 +95,7 @@ TEST_F(CmdEmuRunning, Inventory_OfAFailedRun_Is20003AndEmpty_AndTracesTheResultO
   for (const int result : {0, 2, -1}) {
     plugin.m_ToolRecords.resize(2);
     runner.answers[INVENTORY] = {result, ONE_DRIVE, {}};
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U);
     EXPECT_TRUE(plugin.m_ToolRecords.empty());
     ASSERT_EQ(trace.Texts(),
@@ -110,7 +110,7 @@ TEST_F(CmdEmuRunning, Inventory_OfOutputThatIsNoJson_Is20003AndEmpty_WithoutATra
   for (const char* output : {"", " \n", "No device selected", R"({"Intel SSD)", "\x7F\x45LF"}) {
     plugin.m_ToolRecords.resize(2);
     runner.answers[INVENTORY].output = output;
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U) << output;
     EXPECT_TRUE(plugin.m_ToolRecords.empty());
     EXPECT_TRUE(trace.Lines().empty());
@@ -148,7 +148,7 @@ TEST_F(CmdEmuRunning, LogPage_OfNegativeIndex_IsFormattedAsItIs) {
 TEST_F(CmdEmuRunning, LogPage_OfAnUnknownLog_Is20006AndRunsNothing) {
   for (const int id : {5, 0, -1, 1, 3, 204, 2147483647}) {
     rapidjson::Document document;
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetLogPage(3, id, document), 20006U) << id;
     EXPECT_TRUE(trace.Lines().empty());
   }
@@ -157,7 +157,7 @@ TEST_F(CmdEmuRunning, LogPage_OfAnUnknownLog_Is20006AndRunsNothing) {
 
 TEST_F(CmdEmuRunning, LogPage_TracesStartAndResult) {
   runner.answers[HEALTH].output = "{}";
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   rapidjson::Document document;
   plugin.GetLogPage(3, 2, document);
   const Strings expected = {
@@ -216,7 +216,7 @@ TEST_F(CmdEmuRunning, LogInformation_AsksFourLogsInOrder_AndGathersThem) {
 TEST_F(CmdEmuRunning, LogInformation_TracesBeginningAndEnd) {
   for (const char* command : {HEALTH, TEMPERATURE, ATTRIBUTES, CAPACITY})
     runner.answers[command].output = "{}";
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   CCmdEmuGetlog log;
   plugin.GetLogPageInformation(3, log);
   const Strings texts = trace.Texts();
@@ -230,14 +230,14 @@ TEST_F(CmdEmuRunning, LogInformation_FailedLog_EndsTheQuery_AndKeepsWhatWasRead)
   AnswerAllLogs();
   runner.answers[TEMPERATURE].result = 0;
   CCmdEmuGetlog log;
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.GetLogPageInformation(3, log), 20003U);
   EXPECT_EQ(runner.calls, (Strings{HEALTH, TEMPERATURE}));
   EXPECT_EQ(log.CriticalWarnings, 1U);
   EXPECT_EQ(log.PercentageUsed, 7);
   EXPECT_EQ(log.CurrentTemperature, 10);
   EXPECT_EQ(log.NormalizedAD, 0U);  // set to 100 only before its own log
-  EXPECT_FALSE(trace.Holds("GetLogPageInformation: end"));
+  EXPECT_FALSE(trace.Has("GetLogPageInformation: end"));
 }
 
 TEST_F(CmdEmuRunning, LogInformation_AttributeADIs100BeforeItsLogIsAsked) {
@@ -289,7 +289,7 @@ TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
   runner.answers[VERSION].output = R"({"version information":{"Version":"3.0.20"}})";
   std::string version = "old";
   {
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetVersion(version), 20003U);
     EXPECT_EQ(version, "3.0.20");
     ASSERT_EQ(trace.Texts(), Strings{"Name: Version, Value: (3.0.20)"});
@@ -305,7 +305,7 @@ TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
   for (const auto& failure : failures) {
     version = "old";
     runner.answers[VERSION] = failure;
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetVersion(version), 20003U) << failure.output;
     EXPECT_EQ(version, "") << failure.output;
     EXPECT_TRUE(trace.Lines().empty());
@@ -365,7 +365,7 @@ TEST_F(CmdEmuRunning, FormatAndDelete_SucceedWhenAnyLineSaysSo) {
     for (const auto& [lines, result] : cases) {
       runner.calls.clear();
       runner.answers[command.arguments] = {1, "", lines};
-      vxtest::TraceRecorder trace;
+      vxtest::PluginTrace trace;
       EXPECT_EQ((plugin.*command.run)(3), result);
       EXPECT_EQ(runner.calls, Strings{command.arguments});
       ASSERT_EQ(trace.Texts(), Strings{command.trace + std::to_string(result)});
@@ -378,7 +378,7 @@ TEST_F(CmdEmuRunning, FormatAndDelete_SucceedWhenAnyLineSaysSo) {
 TEST_F(CmdEmuRunning, FormatAndDelete_OfAFailedRun_TraceTheRunOnly) {
   for (const Maintenance& command : MAINTENANCE) {
     runner.answers[command.arguments] = {2, "", {"successful"}};
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ((plugin.*command.run)(3), 20003U);
     ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 2"});
     EXPECT_EQ(trace.Lines()[0].level, 2U);
@@ -421,7 +421,7 @@ TEST_F(CmdEmuRunning, Set_ChecksTheFirstLineForTheIndexError_AndStopsAtTheFirstS
       {{}, 20003U, {}}};
   for (const auto& [lines, result, texts] : cases) {
     runner.answers[command] = {1, "", lines};
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.CmdEmu_set(3, "N", 3, 5), result);
     EXPECT_EQ(trace.Texts(), texts);
     for (const auto& line : trace.Lines()) EXPECT_EQ(line.level, 2U);
@@ -430,7 +430,7 @@ TEST_F(CmdEmuRunning, Set_ChecksTheFirstLineForTheIndexError_AndStopsAtTheFirstS
 
 TEST_F(CmdEmuRunning, Set_OfAFailedRun_TracesTheRun) {
   runner.answers["delete -f -torvex 3"] = {0, "", {"successful"}};
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.CmdEmu_set(3, "N", 0, 5), 20003U);
   ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 0"});
   EXPECT_EQ(trace.Lines()[0].level, 2U);
@@ -486,7 +486,7 @@ TEST_F(MaintenanceProgram, Set_HearsTheOutputAlone) {
 
 TEST_F(MaintenanceProgram, ThatIsNotThere_FailsEveryCommand) {
   std::filesystem::remove(directory / "tool");
-  vxtest::TraceRecorder trace(2);
+  vxtest::PluginTrace trace(2);
   EXPECT_EQ(plugin.CmdEmu_format(3), 20003U);
   EXPECT_EQ(plugin.CmdEmu_delete(3), 20003U);
   EXPECT_EQ(plugin.CmdEmu_set(3, "N", 1, 5), 20003U);

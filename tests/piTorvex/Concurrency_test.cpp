@@ -132,7 +132,7 @@ class EventFetch : public testing::Test {
 };
 
 TEST_F(EventFetch, WaitsForTheEventsLock) {
-  frametest::FrameTrace trace(8);
+  vxtest::PluginTrace trace(8);
   plugin.m_EventsLock.Wait(TLX::Threading::WAIT_INFINITE);
   Fetch();
   EXPECT_TRUE(Eventually([&trace] { return trace.Has("Before m_EventsLock.Wait(INFINITE)"); }));

@@ -1,14 +1,20 @@
 #include "Frame_fixtures.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <functional>
 #include <new>
 #include <set>
+#include <stdexcept>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <PI/Codes.h>
+#include <TLX/Delegates_and_Calls/Delegate.h>
+#include <TLX/Threading/FastMutex.h>
+#include <TLX/Threading/Results.h>
+#include <TLX/Threading/Thread.h>
 
 extern "C" unsigned int createIf(IPLUGINAPI** out);
 extern "C" void releaseIf(IPLUGINAPI** in);
@@ -44,13 +50,13 @@ void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
 
 namespace {
 
-using frametest::FrameTrace;
 using frametest::Guest;
 using frametest::IsFree;
 using frametest::Machine;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
+using vxtest::PluginTrace;
 
 constexpr unsigned long UNKNOWN_OBJECT = 0xDEAD;
 constexpr unsigned int EVERY_LEVEL = 31;
@@ -80,13 +86,13 @@ class DispatchTest : public testing::Test {
 
   std::vector<std::pair<unsigned int, std::string>> LevelsAndTexts() const {
     std::vector<std::pair<unsigned int, std::string>> lines;
-    for (const frametest::TraceLine& line : trace.Lines()) {
+    for (const vxtest::TraceLine& line : trace.Lines()) {
       lines.emplace_back(line.level, line.text);
     }
     return lines;
   }
 
-  FrameTrace trace;
+  PluginTrace trace{0};
   Machine machine;
   Guest guest;
   unsigned long plugin = 0;
@@ -162,6 +168,38 @@ TEST_F(DispatchTest, Execute_WithoutData_IsAFailureAndTouchesNothing) {
     EXPECT_EQ(guest.Call(command, plugin, nullptr), 20000U) << command;
   }
   EXPECT_THAT(trace.Texts(), IsEmpty());
+}
+
+// A thread of the host that the host cancels.
+class Requester : public TLX::Delegates_and_Calls::CDelegateTarget {
+ public:
+  explicit Requester(Guest& guest) : guest_(guest) {}
+  TLX::Threading::CThread::CBody Body() { return {this, &Requester::Ask}; }
+  bool IsAnswered() const { return answered_; }
+
+ private:
+  void Ask() {
+    std::vector<PI::CObject> objects;
+    guest_.Call(4, 0, &objects);
+    answered_ = true;
+  }
+  Guest& guest_;
+  std::atomic<bool> answered_{false};
+};
+
+TEST_F(DispatchTest, CancellationOfAWaitingRequest_EndsItsThreadAndLeavesTheLockToOthers) {
+  trace.SetMask(EVERY_LEVEL);
+  Requester requester(guest);
+  {
+    const TLX::Threading::Native_OS::CFastMutexGuard guard(guest.Impl().m_DataLock);
+    TLX::Threading::CThread thread(requester.Body(), 0);
+    ASSERT_TRUE(frametest::Eventually([this] { return trace.Has("Before m_DataLock.Wait (sg)"); }));
+    EXPECT_TRUE(thread.Native().Cancel());
+    EXPECT_EQ(thread.Wait(0), TLX::Threading::WAIT_ACQUIRED);
+  }
+  EXPECT_FALSE(requester.IsAnswered());
+  EXPECT_EQ(trace.Texts().back(), "Before m_DataLock.Wait (sg)");
+  EXPECT_EQ(guest.Topology().size(), 5U);
 }
 
 TEST_F(DispatchTest, UnknownObject_IsNotFoundByAnyCommand) {
@@ -499,7 +537,7 @@ TEST_F(DispatchTest, EveryLine_NamesItsFileAndFunction) {
   guest.Call(10, plugin, &operation);
   guest.Call(4, 0, &objects);
   std::set<std::string> places;
-  for (const frametest::TraceLine& line : trace.Lines()) {
+  for (const vxtest::TraceLine& line : trace.Lines()) {
     places.insert(line.file + ":" + line.function);
   }
   EXPECT_THAT(places, ElementsAre("piTorvex/Src/piTorvex:CheckOperation",
@@ -659,7 +697,7 @@ TEST_F(DispatchTest, UnknownOperationOfThePlugin_IsRefusedAndTraced) {
 }
 
 TEST(Events, WithoutTheirLock_StayQueuedAndTheFetchSaysNothing) {
-  FrameTrace trace(2 | 8);
+  PluginTrace trace(2 | 8);
   frametest::IPLUGINAPI_IMPL plugin;  // no lock is initialised
   plugin.m_Events.emplace_back(11093, 2, 19002, 1, "kept");
   PI::COperation operation = OperationNamed(50002);

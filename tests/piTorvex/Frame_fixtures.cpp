@@ -35,52 +35,6 @@ bool IsFree(TLX::Threading::Native_OS::CFastMutex& mutex) {
   return isFree;
 }
 
-// --- Trace
-
-struct FrameTrace::Sink : TLX::Internals::ITraceSink {
-  void Write(const TLX::Internals::CTraceLine& line) override {
-    const std::lock_guard<std::mutex> guard(mutex);
-    lines.push_back({line.m_Level, line.m_File, line.m_Function, line.m_Text, line.m_Time});
-  }
-  mutable std::mutex mutex;
-  std::vector<TraceLine> lines;
-};
-
-FrameTrace::FrameTrace(unsigned int mask) : sink_(std::make_shared<Sink>()) {
-  TLX::Internals::SetTraceSink(sink_);
-  SetMask(mask);
-}
-
-FrameTrace::~FrameTrace() {
-  SetMask(0);
-  TLX::Internals::SetTraceSink(nullptr);
-}
-
-void FrameTrace::SetMask(unsigned int mask) {
-  NAMESPACE_piTorvex::TLX_MODULE_INFO_piTorvex.SetTraceMask(mask);
-}
-
-void FrameTrace::Clear() {
-  const std::lock_guard<std::mutex> guard(sink_->mutex);
-  sink_->lines.clear();
-}
-
-std::vector<TraceLine> FrameTrace::Lines() const {
-  const std::lock_guard<std::mutex> guard(sink_->mutex);
-  return sink_->lines;
-}
-
-std::vector<std::string> FrameTrace::Texts() const {
-  std::vector<std::string> texts;
-  for (const TraceLine& line : Lines()) texts.push_back(line.text);
-  return texts;
-}
-
-std::size_t FrameTrace::Count(const std::string& text) const {
-  const std::vector<std::string> texts = Texts();
-  return static_cast<std::size_t>(std::count(texts.begin(), texts.end(), text));
-}
-
 // --- Tool
 
 namespace {

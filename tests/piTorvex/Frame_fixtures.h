@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PluginTrace.h"
 #include "piTorvex.h"
 #include "platform/TLXX/Sysfs.h"
 #include "support/Files.h"
@@ -17,13 +18,11 @@
 #include <DB/Sqlite.h>
 #include <PI/ConfigFile.h>
 #include <PI/PluginApi.h>
-#include <TLX/Internals/TraceSink.h>
 #include <TLX/Misc/Clock.h>
 #include <TLXX/System.h>
 
 // What the tests of the plug-in's frame stand on: a machine with drives, a tool that reports them,
-// a database, and a recorder of the trace. Real clocks run in real time unless a test speeds them
-// up.
+// and a database. Real clocks run in real time unless a test speeds them up.
 namespace frametest {
 
 using NAMESPACE_piTorvex::IPLUGINAPI_IMPL;
@@ -34,42 +33,6 @@ bool Eventually(const std::function<bool()>& condition);
 // Whether a thread other than the caller could take the lock at this moment. The mutexes are
 // recursive: a thread that left one locked would not notice by taking it again.
 bool IsFree(TLX::Threading::Native_OS::CFastMutex& mutex);
-
-// --- Trace
-
-struct TraceLine {
-  unsigned int level;
-  std::string file;
-  std::string function;
-  std::string text;
-  unsigned long time = 0;
-
-  // Lines that say the same are equal, whenever they were written.
-  bool operator==(const TraceLine& other) const {
-    return std::tie(level, file, function, text) ==
-           std::tie(other.level, other.file, other.function, other.text);
-  }
-};
-
-// Keeps the plug-in's trace lines while it lives. [any thread]
-class FrameTrace {
- public:
-  explicit FrameTrace(unsigned int mask = 0);
-  ~FrameTrace();
-  FrameTrace(const FrameTrace&) = delete;
-  FrameTrace& operator=(const FrameTrace&) = delete;
-
-  void SetMask(unsigned int mask);
-  void Clear();
-  std::vector<TraceLine> Lines() const;
-  std::vector<std::string> Texts() const;
-  std::size_t Count(const std::string& text) const;
-  bool Has(const std::string& text) const { return Count(text) != 0; }
-
- private:
-  struct Sink;
-  std::shared_ptr<Sink> sink_;
-};
 
 // --- Tool
 

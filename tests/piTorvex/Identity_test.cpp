@@ -14,12 +14,12 @@ extern TLX::Language_Support::CLanguageSupport::ERROR_MSG_LIST ErrorMsgList;
 
 namespace {
 
-using frametest::FrameTrace;
 using frametest::IPLUGINAPI_IMPL;
 using NAMESPACE_piTorvex::getAdapterName;
 using NAMESPACE_piTorvex::TLX_MODULE_INFO_piTorvex;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vxtest::PluginTrace;
 
 constexpr const char* TRACE_FILE = "piTorvex/Src/piTorvexPlugin";
 
@@ -54,7 +54,7 @@ TEST(ModuleIdentity, Errors_AreOneEntry) {
 }
 
 TEST(Trace, WhileItsLevelIsOff_EvaluatesNothing) {
-  FrameTrace trace(0);
+  PluginTrace trace(0);
   int evaluated = 0;
   TORVEX_TRACE(2, "%d", ++evaluated);
   EXPECT_EQ(evaluated, 0);
@@ -68,7 +68,7 @@ TEST(Trace, WhileItsLevelIsOff_EvaluatesNothing) {
 }
 
 TEST(Trace, Numbers_HaveTheWidthOfTheirType) {
-  FrameTrace trace(2);
+  PluginTrace trace(2);
   TORVEX_TRACE(2, "0x%x %x %d %d %d %s", 0x0135000000000001UL, 0xFFFFFFFFU, ~0UL, -1, 1UL << 40U,
                std::string("text"));
   EXPECT_THAT(trace.Texts(), ElementsAre("0x135000000000001 ffffffff -1 -1 1099511627776 text"));
@@ -96,7 +96,7 @@ TEST(Trace, SaysWhereItWasWritten) {
 }
 
 TEST(Trace, OfATextThatLooksLikeAFormat_ShowsItAsItStands) {
-  FrameTrace trace(2);
+  PluginTrace trace(2);
   TORVEX_TRACE(2, "(%s) (%d)", std::string("%d %s %n"), 7);
   EXPECT_THAT(trace.Texts(), ElementsAre("(%d %s %n) (7)"));
 }

@@ -40,7 +40,7 @@ using testing::IsEmpty;
 
 // What a host may send after a start-up that failed. A worker that is started all the same ends at
 // once, because it has no events to wait for.
-void UseUnready(frametest::Guest& guest, frametest::FrameTrace& trace) {
+void UseUnready(frametest::Guest& guest, vxtest::PluginTrace& trace) {
   PI::CProperty interval(static_cast<PI::_PROPERTY_ID>(30005), true);
   interval.SetValue(60, 2, 255, 1U);
   EXPECT_EQ(guest.Call(7, 0, &interval), 0U);
@@ -57,7 +57,7 @@ TEST(Initialize, WithALockThatFails_NamesItAndDoesNothingElse) {
   const std::vector<std::string> names = {"m_DataLock", "m_PrivateEventsLock", "m_ForceWorker",
                                           "m_StopRequest", "m_PrivateEvent"};
   for (std::size_t i = 0; i < names.size(); ++i) {
-    frametest::FrameTrace trace(2 | 4 | 8 | 16);
+    vxtest::PluginTrace trace(2 | 4 | 8 | 16);
     frametest::Machine machine;
     machine.AddDrive("SERIAL");
     frametest::Guest guest;

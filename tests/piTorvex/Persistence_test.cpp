@@ -222,7 +222,7 @@ TEST_F(PersistenceText, NumbersBeyondTheFieldsWidth_SaturateAndAreNeverNull) {
 // ---------------------------------------------------------------------------------------
 
 TEST_F(PersistenceText, InsertOfAnAdapter_SendsOneInsertAndLooksForNoRow) {
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.InsertObjectToDatabase(adapter, true), 0U);
   EXPECT_EQ(plugin.InsertObjectToDatabase(adapter, false), 0U);
   Strings inserts;
@@ -241,7 +241,7 @@ TEST_F(PersistenceText, InsertOfAnAdapter_SendsOneInsertAndLooksForNoRow) {
 }
 
 TEST_F(PersistenceText, InsertOfADrive_SendsOneInsert) {
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.InsertObjectToDatabase(drive, true), 0U);
   ASSERT_FALSE(dao->statements.empty());
   EXPECT_NE(dao->statements.back().find("INSERT INTO"), std::string::npos);
@@ -273,7 +273,7 @@ TEST_F(PersistenceText, ThePluginsRow_IsFoundByItsName) {
 // Where a line comes from, of each operation that traces.
 TEST_F(PersistenceText, EveryLine_NamesItsFileAndFunction) {
   const auto expectPlaces = [this](const std::string& file, auto& object, bool isDeleted) {
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     plugin.InsertObjectToDatabase(object, false);
     plugin.UpdateObjectInDatabase(object);
     plugin.DeleteObjectFromDatabase(object);
@@ -306,7 +306,7 @@ TEST_F(PersistenceText, EveryLine_NamesItsFileAndFunction) {
 
 TEST_F(PersistenceText, UpdateOfAnAdapter_FindsTheRowByNumberAndHost_AndWritesTheFirst) {
   FindRows("Adapter", {"7", "9"});
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), 0U);
   ASSERT_EQ(dao->statements.size(), 2U);
   EXPECT_EQ(dao->statements[0],
@@ -318,7 +318,7 @@ TEST_F(PersistenceText, UpdateOfAnAdapter_FindsTheRowByNumberAndHost_AndWritesTh
 
 TEST_F(PersistenceText, UpdateOfADrive_FindsTheRowBySerialNumberAndHost) {
   FindRows("PD", {"5"});
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.UpdateObjectInDatabase(drive), 0U);
   ASSERT_EQ(dao->statements.size(), 2U);
   EXPECT_EQ(dao->statements[0],
@@ -329,7 +329,7 @@ TEST_F(PersistenceText, UpdateOfADrive_FindsTheRowBySerialNumberAndHost) {
 }
 
 TEST_F(PersistenceText, UpdateWithoutARow_Succeeds_WritesNothingAndTracesNothing) {
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), 0U);
   EXPECT_EQ(plugin.UpdateObjectInDatabase(drive), 0U);
   EXPECT_EQ(dao->statements.size(), 2U);
@@ -340,7 +340,7 @@ TEST_F(PersistenceText, UpdateWithoutARow_Succeeds_WritesNothingAndTracesNothing
 }
 
 TEST_F(PersistenceText, DeleteOfAnAdapter_RemovesByItsKey) {
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.DeleteObjectFromDatabase(adapter), 0U);
   ASSERT_EQ(dao->statements.size(), 1U);
   EXPECT_TRUE(dao->statements[0].ends_with(
@@ -351,7 +351,7 @@ TEST_F(PersistenceText, DeleteOfAnAdapter_RemovesByItsKey) {
 }
 
 TEST_F(PersistenceText, DeleteOfADrive_SendsNothing) {
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.DeleteObjectFromDatabase(drive), 0U);
   EXPECT_TRUE(dao->statements.empty());
   EXPECT_TRUE(trace.Lines().empty());
@@ -386,7 +386,7 @@ TEST_F(PersistenceText, FailedStatement_Is20000_AndOneTraceLineWithTheCause) {
     Fail(failing.statement);
     const CTorvexAdapter adapterBefore = adapter;
     const CTorvexPhysicalDrive driveBefore = drive;
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(failing.run(), 20000U);
     ASSERT_EQ(trace.Texts(), Strings{failing.text});
     EXPECT_EQ(trace.Lines()[0].level, 2U);
@@ -397,7 +397,7 @@ TEST_F(PersistenceText, FailedStatement_Is20000_AndOneTraceLineWithTheCause) {
 
 TEST_F(PersistenceText, IdentityThatCannotBeRead_IsTheCauseOfAFailedInsert) {
   Fail("SELECT MAX");
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 20000U);
   EXPECT_EQ(trace.Texts(),
             Strings{"Exception thrown during inserting Torvex plugin object to db. (Storage query "
@@ -415,7 +415,7 @@ TEST_F(PersistenceText, FailedUpdateStatement_BehindAFoundRow_Is20000) {
 
 TEST_F(PersistenceText, WithoutADatabase_EveryOperationSaysSoAndIs20000) {
   plugin.m_Database = nullptr;
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.InsertObjectToDatabase(adapter, true), 20000U);
   EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), 20000U);
   EXPECT_EQ(plugin.DeleteObjectFromDatabase(adapter), 20000U);

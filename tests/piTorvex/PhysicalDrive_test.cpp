@@ -72,6 +72,16 @@ TEST(PhysicalDrive, FreshObject_HasTheDefaults) {
   EXPECT_EQ(drive.Temperature, -1.0F);
 }
 
+TEST(PhysicalDrive, Assigned_HasEveryValueOfItsSource) {
+  CTorvexPhysicalDrive source = HealthyDrive();
+  source.RowIsStale = true;
+  CTorvexPhysicalDrive drive;
+  drive = source;
+  EXPECT_TRUE(drive.SameAs(source));
+  EXPECT_TRUE(drive.RowIsStale);
+  EXPECT_EQ(source.SerialNumber, HealthyDrive().SerialNumber);
+}
+
 TEST(PhysicalDrive, Equality_SeesAChangeInEachSingleMember) {
   using Change = std::function<void(CTorvexPhysicalDrive&)>;
   const std::vector<std::pair<const char*, Change>> changes = {
@@ -270,7 +280,7 @@ TEST_F(PhysicalDriveTest, NoPropertyIsSettable) {
 TEST_F(PhysicalDriveTest, OffersNoOperation_TheOneThatIsDefinedIsSwitchedOff) {
   CTorvexPhysicalDrive drive = HealthyDrive();
   std::vector<PI::COperation> operations(3);
-  vxtest::TraceRecorder trace;
+  vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.GetPhysicalDriveOperations(drive, operations), 0U);
   EXPECT_TRUE(operations.empty());
   EXPECT_TRUE(trace.Lines().empty());
@@ -287,7 +297,7 @@ TEST_F(PhysicalDriveTest, CheckOfTheSwitchedOffOperation_FollowsTheState) {
                                                                          {0, 40095, 0}}) {
     operation.SetOperationID(id);
     drive.HealthState = state;
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.CheckPhysicalDriveOperation(drive, operation), result);
     const std::vector<std::string> expected = {
         "ENTER CheckPhysicalDriveOperation()",
@@ -304,7 +314,7 @@ TEST_F(PhysicalDriveTest, RunsNoOperation) {
   for (const unsigned int id : {50026U, 50002U, 0U}) {
     PI::COperation operation;
     operation.SetOperationID(id);
-    vxtest::TraceRecorder trace;
+    vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.ExecutePhysicalDriveOperation(drive, operation), 20005U);
     const std::vector<std::string> expected = {"ENTER ExecutePhysicalDriveOperation()",
                                                "LEAVE ExecutePhysicalDriveOperation() -> 20005"};

@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include <PI/PluginHelper.h>
+#include <TLX/Delegates_and_Calls/Delegate.h>
+#include <TLX/Threading/Thread.h>
 #include <TLXX/ConfigManager.h>
 
 // What the platform does only once in a blue moon, or never twice alike: this executable stands in
@@ -21,6 +23,8 @@ namespace {
 enum class Trouble { None, Known, Unknown };  // what is thrown
 
 Trouble g_Database = Trouble::None;
+std::atomic<bool> g_DatabaseHangs{false};
+std::atomic<bool> g_DatabaseWasAsked{false};
 Trouble g_Properties = Trouble::None;
 std::set<std::string> g_Hardware = {"0A54"};
 std::vector<std::string> g_HardwareQuestions;
@@ -39,6 +43,10 @@ Result Forward(const char* symbol, Args... args) {
 }  // namespace
 
 std::shared_ptr<DatabaseWrapper::CHostDatabase> getDatabasePointer() {
+  if (g_DatabaseHangs) {
+    g_DatabaseWasAsked = true;
+    TLX::Misc::Sleep(1'000'000'000);
+  }
   Throw(g_Database);
   return nullptr;
 }
@@ -66,12 +74,12 @@ unsigned long TLX::Misc::now() {
 namespace {
 
 using frametest::Eventually;
-using frametest::FrameTrace;
 using frametest::Guest;
 using frametest::IsFree;
 using frametest::Machine;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vxtest::PluginTrace;
 
 TEST(EntryPoints, CreateIf_WhoseConstructorThrows_StoresNullAndLetsNothingOut) {
   for (const Trouble trouble : {Trouble::Known, Trouble::Unknown}) {
@@ -84,6 +92,34 @@ TEST(EntryPoints, CreateIf_WhoseConstructorThrows_StoresNullAndLetsNothingOut) {
     EXPECT_EQ(result, 20007U);
     EXPECT_EQ(api, nullptr);
   }
+}
+
+// Makes a plug-in object on a thread of its own.
+class Creator : public TLX::Delegates_and_Calls::CDelegateTarget {
+ public:
+  TLX::Threading::CThread::CBody Body() { return {this, &Creator::Create}; }
+
+  IPLUGINAPI* api = nullptr;
+  std::atomic<bool> returned{false};
+
+ private:
+  void Create() {
+    createIf(&api);
+    returned = true;
+  }
+};
+
+TEST(EntryPoints, CreateIf_WhoseThreadIsCancelled_EndsItAndStoresNull) {
+  PluginTrace trace(2);
+  Creator creator;
+  g_DatabaseHangs = true;
+  TLX::Threading::CThread thread(creator.Body(), 0);
+  ASSERT_TRUE(Eventually([] { return g_DatabaseWasAsked.load(); }));
+  EXPECT_TRUE(thread.Native().Cancel());
+  g_DatabaseHangs = false;
+  EXPECT_FALSE(creator.returned);
+  EXPECT_EQ(creator.api, nullptr);
+  EXPECT_THAT(trace.Texts(), IsEmpty());
 }
 
 TEST(Initialize, LooksForTheThreeDevicesInOrderUpToTheFirst) {
@@ -131,7 +167,7 @@ TEST(Requests, ThatThrowHalfWay_LeaveAnEmptyListAndFreeLocks) {
 TEST(Worker, ScansAgain_OnlyOnceMoreThanTheIntervalHasPassed) {
   constexpr unsigned long START = 5'000'000;
   constexpr unsigned long INTERVAL = 1000;
-  FrameTrace trace(2 | 16);
+  PluginTrace trace(2 | 16);
   frametest::FasterClock faster(50);
   Machine machine;
   machine.AddDrive("SERIAL");

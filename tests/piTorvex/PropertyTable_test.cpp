@@ -118,6 +118,13 @@ TEST(StoreValue, IntoAnUnsigned_SaturatesAtTheHighestSigned) {
   EXPECT_EQ(Stored(PI::CChoiceData{3, {}}, 1UL), 3UL);
 }
 
+TEST(StoreValue, IntoAReal_TakesWholeNumbersToo) {
+  EXPECT_DOUBLE_EQ(Stored(PI::CFloatData{2.75F}, 1.0), 2.75);
+  EXPECT_DOUBLE_EQ(Stored(PI::CSignedLongData{-5}, 1.0), -5.0);
+  EXPECT_DOUBLE_EQ(Stored(PI::CLongData{1UL << 63U}, 1.0), 9223372036854775808.0);
+  EXPECT_DOUBLE_EQ(Stored(PI::CStringData{"5"}, 1.0), 1.0);
+}
+
 TEST(StoreValue, OfAnUnknownNumber_LeavesTheField) {
   EXPECT_EQ(Stored(PI::CFloatData{-1.0F}, 9), 9);
   EXPECT_EQ(Stored(PI::CFloatData{-1.0F}, 9UL), 9UL);

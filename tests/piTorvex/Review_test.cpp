@@ -186,7 +186,7 @@ TEST(HostNumbers, SentASecondTime_LeaveTheEarlierOnes) {
 // --- Rows
 
 TEST(Initialize, WithoutADatabase_PublishesAndSaysSo) {
-  frametest::FrameTrace trace(2);
+  vxtest::PluginTrace trace(2);
   Machine machine;
   machine.AddDrive("SERIAL");
   Guest guest;
@@ -407,7 +407,7 @@ TEST_F(RescanTest, DeletesThatFailed_AreForgottenAtTheNextStartUp) {
 }
 
 TEST_F(RescanTest, AScanThatThrowsAtStartUp_EndsLikeOneWithoutAdapters) {
-  frametest::FrameTrace trace(16);
+  vxtest::PluginTrace trace(16);
   const boost::function<void()> callback = guest.Impl().m_RecordCallback;
   guest.Impl().m_RecordCallback.clear();
   EXPECT_EQ(guest.Initialize(), 20001U);
@@ -422,7 +422,7 @@ TEST_F(RescanTest, AScanThatThrowsHalfWay_TakesBackWhatItHadFound) {
   guest.Impl().m_RecordCallback = [&records] {
     if (++records == 2) throw std::runtime_error("no memory");
   };
-  frametest::FrameTrace trace(2 | 16);
+  vxtest::PluginTrace trace(2 | 16);
   std::vector<PI::CAdapterID> ids(1);
   testing::internal::CaptureStdout();
   EXPECT_EQ(guest.Initialize(ids), 20001U);
@@ -445,7 +445,7 @@ TEST_F(RescanTest, APrivateEventBeforeTheWorker_PutsItsFirstScanOff) {
   property.SetValue(255, 2, 255, 1U);
   ASSERT_EQ(guest.Call(7, guest.PluginId(), &property), 0U);
   machine.tool.ClearCalls();
-  frametest::FrameTrace trace(2 | 4);
+  vxtest::PluginTrace trace(2 | 4);
   guest.SetAdapterIDs();
   ASSERT_TRUE(frametest::Eventually([&] { return trace.Has("Worker() before restart interval"); }));
   EXPECT_EQ(guest.DeInitialize(), 0U);

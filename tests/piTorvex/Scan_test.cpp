@@ -14,7 +14,6 @@
 namespace {
 
 using frametest::FakeDrive;
-using frametest::FrameTrace;
 using frametest::IPLUGINAPI_IMPL;
 using frametest::Machine;
 using NAMESPACE_piTorvex::CTorvexAdapter;
@@ -22,6 +21,7 @@ using NAMESPACE_piTorvex::CTorvexPhysicalDrive;
 using NAMESPACE_piTorvex::NOT_REPORTED;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vxtest::PluginTrace;
 
 class ScanTest : public testing::Test {
  protected:
@@ -47,7 +47,7 @@ class ScanTest : public testing::Test {
     plugin.m_PhysicalDrives = drives;
   }
 
-  FrameTrace trace;
+  PluginTrace trace{0};
   Machine machine;
   IPLUGINAPI_IMPL plugin;
   std::vector<CTorvexAdapter> adapters;
@@ -229,6 +229,20 @@ TEST_F(ScanTest, ThatCannotReadTheHealth_LeavesItUnknown) {
   EXPECT_EQ(adapter.ExtraText, "");
   EXPECT_EQ(drives[0].PhysicalSizeMiB, 3'907'029'168UL * 512 >> 20U);  // the inventory's
   EXPECT_FALSE(trace.Has("ScanSystem, ReserveSpace = 100"));
+}
+
+// The warnings of the first log are read when the second one fails.
+TEST_F(ScanTest, ThatFailsHalfWayThroughTheHealth_LeavesNothingOfWhatItHadRead) {
+  const CTorvexAdapter adapter = Adapter([](FakeDrive& drive) {
+    drive.warnings = 4;
+    drive.unreliable = true;
+    drive.mediaErrors = "12G";
+  });
+  EXPECT_EQ(adapter.StatusBits, 0U);
+  EXPECT_EQ(adapter.HealthState, 40024U);
+  EXPECT_THAT(adapter.HealthReasons, IsEmpty());
+  EXPECT_EQ(adapter.LifeState, CTorvexAdapter().LifeState);
+  EXPECT_EQ(drives[0].HealthState, 40099U);
 }
 
 TEST_F(ScanTest, OfACounterThatIsNoNumber_LeavesTheHealthUnknownAndGoesOn) {
@@ -483,7 +497,6 @@ TEST_F(ScanTest, DriverVersion_IsTheModulesIfItHasOne) {
   EXPECT_EQ(Adapter([](FakeDrive&) {}).DriverVersion, "1.0");
 }
 
-// The two numbers of the tool, each one character, stand in for a module without a version.
 TEST_F(ScanTest, DriverVersion_OfAModuleWithoutOne_IsTheToolsIfItTellsBothNumbers) {
   const auto version = [this](const std::string& major, const std::string& minor) {
     NAMESPACE_piTorvex::CCmdEmuAdapter record;
@@ -578,7 +591,7 @@ TEST_F(ScanTest, Trace_TellsTheStepsAndTheValues) {
   trace.SetMask(16 | 2);
   plugin.ScanSystem(adapters, drives, true);
   std::vector<std::string> texts;
-  for (const frametest::TraceLine& line : trace.Lines()) {
+  for (const vxtest::TraceLine& line : trace.Lines()) {
     if (line.function == "ScanSystem") texts.push_back(line.text);
   }
   EXPECT_THAT(texts,

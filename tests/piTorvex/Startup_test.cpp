@@ -14,7 +14,6 @@ namespace {
 
 using frametest::FakeDrive;
 using frametest::FrameDatabase;
-using frametest::FrameTrace;
 using frametest::Guest;
 using frametest::IPLUGINAPI_IMPL;
 using frametest::Machine;
@@ -22,6 +21,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
+using vxtest::PluginTrace;
 
 // --- Options
 
@@ -71,7 +71,7 @@ TEST(Options, RefreshInterval_IsReadAndNotClamped) {
 // --- Initialize
 
 TEST(Initialize, WithoutSupportedHardware_SaysSoAndRunsNoTool) {
-  FrameTrace trace(2 | 16);
+  PluginTrace trace(2 | 16);
   Machine machine;
   machine.sysfs.Pci("pci0000:00/0000:00:01.0", "0x8086", "0x0a55");  // no supported device
   Guest guest;
@@ -95,7 +95,7 @@ TEST(Initialize, EachOfTheThreeDevices_CountsAsHardware) {
 }
 
 TEST(Initialize, WithAToolThatFails_SaysSoAndKeepsNothing) {
-  FrameTrace trace(2 | 16);
+  PluginTrace trace(2 | 16);
   Machine machine;
   machine.AddDrive("SERIAL");
   machine.tool.FailInventory(true);
@@ -110,7 +110,7 @@ TEST(Initialize, WithAToolThatFails_SaysSoAndKeepsNothing) {
 }
 
 TEST(Initialize, WithNoServedDrive_FailsLikeATool) {
-  FrameTrace trace(16);
+  PluginTrace trace(16);
   Machine machine;
   machine.AddDrive("SERIAL");
   machine.tool.Change([](std::vector<FakeDrive>& drives) { drives.clear(); });
@@ -122,7 +122,7 @@ TEST(Initialize, WithNoServedDrive_FailsLikeATool) {
 }
 
 TEST(Initialize, ThatSkipsEveryDrive_TakesThePluginRowBack) {
-  FrameTrace trace(16);
+  PluginTrace trace(16);
   FrameDatabase database;
   Machine machine;
   machine.AddManagedDrive("SERIAL");
@@ -138,7 +138,7 @@ TEST(Initialize, ThatSkipsEveryDrive_TakesThePluginRowBack) {
 
 // The trace counts what the tool reports, the line on standard output what the host gets.
 TEST(Initialize, ThatSkipsADrive_CountsItInTheTraceAlone) {
-  FrameTrace trace(16);
+  PluginTrace trace(16);
   Machine machine;
   machine.AddManagedDrive("MANAGED");
   machine.AddDrive("PLAIN");
@@ -164,7 +164,7 @@ TEST(Initialize, TheCount_LeavesTheProcessAtOnce) {
 }
 
 TEST(Initialize, WithTwoDrives_PublishesAndStoresThem) {
-  FrameTrace trace(2);
+  PluginTrace trace(2);
   FrameDatabase database;
   Machine machine;
   machine.AddDrive("SERIAL-A");
@@ -253,7 +253,7 @@ TEST(Initialize, ASecondTime_StartsAnewWithOtherIds) {
 }
 
 TEST(Initialize, OfTwoDrivesWithOneSerialNumber_PublishesTheFirst) {
-  FrameTrace trace(16);
+  PluginTrace trace(16);
   Machine machine;
   machine.AddDrive("SAME");
   machine.AddDrive("SAME");
@@ -313,7 +313,7 @@ TEST_F(SetAdapterIDs, WithAHostNumber_NamesTheAdapterAndWritesItsRow) {
   guest.Impl().m_Database = getDatabasePointer();
   guest.Impl().InsertObjectToDatabase(guest.Impl().m_Adapters[0], false);
   database.ClearWrites();
-  FrameTrace trace(2);
+  PluginTrace trace(2);
   guest.ids[0].m_HostNumber = 3;
   EXPECT_THAT(NamesAfter(guest.ids), ElementsAre("SSD PCIe3 P4600 (3)", ""));
   EXPECT_EQ(trace.Texts().front(), "ENTER SetAdapterIDs");
@@ -373,7 +373,7 @@ TEST_F(SetAdapterIDs, StartsAWorkerEachTime) {
 // --- DeInitialize
 
 TEST(DeInitialize, WithoutAWorkerOrTwice_IsFine) {
-  FrameTrace trace(2 | 16);
+  PluginTrace trace(2 | 16);
   Guest guest;
   EXPECT_EQ(guest.DeInitialize(), 0U);
   EXPECT_EQ(guest.DeInitialize(), 0U);

@@ -6,13 +6,13 @@
 namespace {
 
 using frametest::FrameDatabase;
-using frametest::FrameTrace;
 using frametest::IdsOf;
 using frametest::IPLUGINAPI_IMPL;
 using NAMESPACE_piTorvex::CTorvexAdapter;
 using NAMESPACE_piTorvex::CTorvexPhysicalDrive;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vxtest::PluginTrace;
 
 constexpr unsigned long PLUGIN_ID = 1000;
 
@@ -75,7 +75,7 @@ class UpdateTest : public testing::Test {
     return serials;
   }
 
-  FrameTrace trace;
+  PluginTrace trace{0};
   FrameDatabase database;
   IPLUGINAPI_IMPL plugin;
   std::vector<CTorvexAdapter> adapters;

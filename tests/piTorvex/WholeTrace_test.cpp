@@ -7,9 +7,9 @@ namespace {
 
 using frametest::Eventually;
 using frametest::FrameDatabase;
-using frametest::FrameTrace;
 using frametest::Guest;
 using frametest::Machine;
+using vxtest::PluginTrace;
 
 using Lines = std::vector<std::string>;
 
@@ -144,7 +144,7 @@ class WholeTrace : public testing::Test {
 };
 
 TEST_F(WholeTrace, OfALife_IsWrittenLineByLine) {
-  FrameTrace trace(30);
+  PluginTrace trace(30);
   Guest guest;
   Live(guest, machine, [&trace](std::size_t count) {
     ASSERT_TRUE(
@@ -170,7 +170,7 @@ TEST_F(WholeTrace, OfALife_IsWrittenLineByLine) {
 }
 
 TEST_F(WholeTrace, OfALifeWithTheMaskAtZero_IsEmpty) {
-  FrameTrace trace(0);
+  PluginTrace trace(0);
   Guest guest;
   std::size_t calls = 0;
   testing::internal::CaptureStdout();

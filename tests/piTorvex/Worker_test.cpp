@@ -17,7 +17,6 @@ using frametest::Eventually;
 using frametest::FakeDrive;
 using frametest::FasterClock;
 using frametest::FrameDatabase;
-using frametest::FrameTrace;
 using frametest::Guest;
 using frametest::IdsOf;
 using frametest::IPLUGINAPI_IMPL;
@@ -25,6 +24,7 @@ using frametest::IsFree;
 using frametest::Machine;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using vxtest::PluginTrace;
 
 constexpr const char* WAKE_UP_ENDED = "Worker() before restart interval";
 constexpr const char* ROUND = "Wait for termination... (Worker)";
@@ -101,14 +101,14 @@ class WorkerTest : public testing::Test {
   // The lines from the first wake-up on, of some levels, without the tool's.
   std::vector<std::string> WorkerLines(unsigned int mask) const {
     std::vector<std::string> texts;
-    for (const frametest::TraceLine& line : trace.Lines()) {
+    for (const vxtest::TraceLine& line : trace.Lines()) {
       if (line.function == "Worker" && (line.level & mask) != 0) texts.push_back(line.text);
     }
     return texts;
   }
 
   unsigned long TimeOf(const std::string& text) const {
-    for (const frametest::TraceLine& line : trace.Lines()) {
+    for (const vxtest::TraceLine& line : trace.Lines()) {
       if (line.text == text) return line.time;
     }
     ADD_FAILURE() << text;
@@ -119,7 +119,7 @@ class WorkerTest : public testing::Test {
   unsigned long SmallestGap(const std::string& from, const std::string& to) const {
     unsigned long smallest = ~0UL;
     boost::optional<unsigned long> begin;
-    for (const frametest::TraceLine& line : trace.Lines()) {
+    for (const vxtest::TraceLine& line : trace.Lines()) {
       if (line.text == to && begin) smallest = std::min(smallest, line.time - *begin);
       if (line.text == to) begin = boost::none;
       if (line.text == from) begin = line.time;
@@ -127,7 +127,7 @@ class WorkerTest : public testing::Test {
     return smallest;
   }
 
-  FrameTrace trace;
+  PluginTrace trace{0};
   Machine machine;
   Listener listener;
   std::unique_ptr<Guest> guest;
@@ -362,6 +362,30 @@ TEST_F(WorkerTest, Pauses_AreNotShorterThanTheyShouldBe) {
   EXPECT_GE(SmallestGap("Worker GetLogPageInformation()", WAKE_UP_ENDED), 1000U);
 }
 
+TEST_F(WorkerTest, CallbackThatThrowsNoException_DoesNotEndTheWorker) {
+  listener.action = [](IPLUGINAPI*) { throw 7; };
+  Start();
+  WakeUp(Plugin().m_PrivateEvent);
+  WakeUp(Plugin().m_PrivateEvent);
+  EXPECT_TRUE(trace.Has("Exception stopped: unknown exception"));
+}
+
+TEST_F(WorkerTest, CallbackThatWaitsWithoutEnd_IsCancelledAndThePluginStaysUsable) {
+  Start();
+  std::atomic<bool> called{false};
+  listener.action = [&called](IPLUGINAPI*) {
+    called = true;
+    TLX::Misc::Sleep(1'000'000'000);
+  };
+  Plugin().m_PrivateEvent.Set();
+  ASSERT_TRUE(Eventually([&called] { return called.load(); }));
+  EXPECT_EQ(guest->DeInitialize(), 0U);
+  EXPECT_TRUE(trace.Has("Kill Worker"));
+  EXPECT_FALSE(trace.Has("LEAVE Worker()"));
+  EXPECT_FALSE(trace.Has("Exception stopped: unknown exception"));
+  EXPECT_EQ(guest->Topology().size(), 5U);
+}
+
 // --- Log pass
 
 TEST_F(WorkerTest, LogPass_RefreshesValuesThatRaiseNoEvent) {
@@ -536,7 +560,7 @@ TEST_F(WorkerTest, WhatAPassChanged_ReachesTheDatabaseAtTheNextScan) {
 }
 
 TEST(Worker, WithAManagedDriveFirst_ScansEveryTimeAndLives) {
-  FrameTrace trace(2 | 16);
+  PluginTrace trace(2 | 16);
   FasterClock clock(50);
   Machine machine;
   machine.AddManagedDrive("MANAGED");
@@ -635,7 +659,7 @@ TEST(Worker, WithoutOptions_WakesUpAndScansEveryHalfMinute) {
 }
 
 TEST(Worker, WithoutRefreshPause_ScansAtEveryWakeUp) {
-  FrameTrace trace(16);
+  PluginTrace trace(16);
   FasterClock clock(100);
   Machine machine;
   machine.AddDrive("SERIAL");
@@ -967,6 +991,16 @@ TEST_F(WorkerTest, AScanThatThrows_CountsAsDoneAndTheWorkerLives) {
   Scan();
 }
 
+TEST_F(WorkerTest, AScanThatThrowsNoException_CountsAsDoneAndTheWorkerLives) {
+  Start();
+  machine.tool.SetHook([](const std::string&) { throw 7; });
+  Scan();
+  EXPECT_TRUE(trace.Has("Exception stopped: unknown exception"));
+  machine.tool.SetHook(nullptr);
+  EXPECT_EQ(guest->Topology().size(), 5U);
+  Scan();
+}
+
 // A worker of its own, over locks of which some were never initialised.
 class HalfInitialised : public testing::Test {
  protected:
@@ -985,7 +1019,7 @@ class HalfInitialised : public testing::Test {
     return trace.Texts();
   }
 
-  FrameTrace trace;
+  PluginTrace trace{0};
   Machine machine;
   IPLUGINAPI_IMPL plugin;
 };
@@ -1036,7 +1070,7 @@ TEST_F(HalfInitialised, OfSeveralEvents_TheForcedScanComesFirstAndTheStopSecond)
 }
 
 TEST(Worker, WithoutItsEvents_EndsAtOnce) {
-  FrameTrace trace(2);
+  PluginTrace trace(2);
   IPLUGINAPI_IMPL plugin;
   plugin.Worker();
   EXPECT_THAT(trace.Texts(), ElementsAre("ENTER Worker()", "LEAVE Worker()"));

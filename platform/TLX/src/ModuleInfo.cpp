@@ -79,10 +79,6 @@ Misc::CModuleInfo& g_Module =
     *new Misc::CModuleInfo(Misc::MODULE_TLX, "TLX", VX_VERSION, nullptr, nullptr);
 }  // namespace
 
-Misc::CModuleInfo& OwnModule() {
-  return g_Module;
-}
-
 void TraceOwn(unsigned int level, const char* function, const char* format, const char* text) {
   if ((g_Module.TraceMask() & level) == 0) return;
   CTraceStreamBuffer buffer(level, g_Module, "platform/TLX/Thread", function, 0);

@@ -77,11 +77,9 @@ void CThreadState::DeliverCancellation() {
   }
   // The thread cancels itself, so nobody ever needs the handle of a thread that may have ended.
   pthread_cancel(pthread_self());
-  int before = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &before);
+  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
   ForgetFramesUnderAsan();
-  pthread_testcancel();
-  pthread_setcancelstate(before, nullptr);
+  pthread_testcancel();  // does not return
 }
 
 void CThreadState::SetParker(CParker* parker) {

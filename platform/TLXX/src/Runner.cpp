@@ -244,7 +244,7 @@ std::string Explain(const CRunResult& result, const CCommand& command, const CRu
       if (!result.FailedSilently()) return {};
       return program + " " + ExplainSignal(result.m_Code) + " and printed nothing";
     case ERunEnd::StatusTaken:
-      return {};
+      break;
     case ERunEnd::TimedOut:
       return program + " did not end within " + Milliseconds(bounds.m_Timeout) + " and was killed";
     case ERunEnd::TooMuch:

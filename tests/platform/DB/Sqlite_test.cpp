@@ -185,6 +185,50 @@ TEST(Sqlite, ReadOnly_SeesTheWritersRowsAndWritesNothing) {
   EXPECT_EQ(Count(writer), "1");
 }
 
+// What lies in the directory of the database.
+std::vector<std::string> FilesIn(const vxtest::TempDir& dir) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir.Path())) {
+    names.push_back(entry.path().filename());
+  }
+  return names;
+}
+
+TEST(Sqlite, ReadOnly_TakesAwayTheLogThatItMadeAndLeavesTheFileAsItWas) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  { CSqliteDatabase(path).query("CREATE TABLE t(a)"); }
+  const std::vector<std::string> before = FilesIn(dir);
+  const std::string content = vxtest::ReadFile(path);
+  {
+    DatabaseWrapper::CSqliteOptions options;
+    options.ReadOnly = true;
+    CSqliteDatabase reader(path, options);
+    EXPECT_EQ(Count(reader), "0");
+    EXPECT_TRUE(std::filesystem::exists(path + "-wal"));
+  }
+  EXPECT_THAT(FilesIn(dir), testing::UnorderedElementsAreArray(before));
+  EXPECT_EQ(vxtest::ReadFile(path), content);
+}
+
+TEST(Sqlite, ReadOnly_LeavesTheLogOfAWriterThatWasKilled) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  vxtest::InChild([&] {
+    auto* const killed = new CSqliteDatabase(path);
+    killed->query("CREATE TABLE t(a)");
+    return killed->query("INSERT INTO t VALUES(8)").empty() ? "" : "rows";
+  });
+  const std::vector<std::string> before = FilesIn(dir);
+  const std::string content = vxtest::ReadFile(path);
+  const std::string log = vxtest::ReadFile(path + "-wal");
+  ASSERT_FALSE(log.empty());
+  EXPECT_EQ(vxtest::Attempt(path, true, "SELECT a FROM t"), "8");
+  EXPECT_THAT(FilesIn(dir), testing::UnorderedElementsAreArray(before));
+  EXPECT_EQ(vxtest::ReadFile(path), content);
+  EXPECT_EQ(vxtest::ReadFile(path + "-wal"), log);
+}
+
 // --- one writer
 
 TEST(Sqlite, SecondWriter_IsToldWhoIsTheFirst) {

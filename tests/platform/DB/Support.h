@@ -25,8 +25,7 @@ std::string FailureOf(Function function) {
   return "(no failure)";
 }
 
-// Runs a function in a child process and returns its text. The child may change its
-// limits, which the test process keeps.
+// Runs a function in a child process, which ends without closing anything, and returns its text.
 inline std::string InChild(const std::function<std::string()>& function) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");

@@ -1,3 +1,4 @@
+#include "support/FileSizeLimit.h"
 #include "support/Files.h"
 #include "support/Scale.h"
 #include "support/Unprivileged.h"
@@ -12,7 +13,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -416,37 +416,30 @@ TEST_F(ConfigFile, LinkToItself_Fails) {
 
 // ---- Failures of the system ----
 
-// Limits the size of files, as a full disk would; without the signal that comes with the limit.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    struct rlimit limit = before_;
-    limit.rlim_cur = bytes;
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    ::setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  struct rlimit before_ = {};
-  void (*handler_)(int);
-};
-
 TEST_F(ConfigFile, NoRoomForTheNewFile_LeavesTheOldOne) {
   WriteFile(path_, "key=1\n");
   unsigned int result = 0;
   {
-    const FileSizeLimit limit(8);
+    const vxtest::FileSizeLimit limit(8);
     result = Write("key", "a value that does not fit");
   }
   EXPECT_EQ(result, FAILED);
   EXPECT_EQ(ReadFile(path_), "key=1\n");
   EXPECT_EQ(FileCount(), 1U);
+}
+
+// Names that writers which were killed have left behind are passed over, but not without end.
+TEST_F(ConfigFile, EveryTemporaryNameTaken_FailsAndLeavesTheFile) {
+  WriteFile(path_, "key=1\n");
+  const std::string begin = ".vxconfig-" + std::to_string(::getpid()) + "-";
+  for (int i = 0; i < 1000; ++i) {
+    WriteFile(directory_ / (begin + std::to_string(i) + ".tmp"), "");
+  }
+  EXPECT_EQ(Write("key", "2"), FAILED);
+  EXPECT_EQ(ReadFile(path_), "key=1\n");
+  fs::remove(directory_ / (begin + "999.tmp"));
+  EXPECT_EQ(Write("key", "2"), 0U);
+  EXPECT_EQ(ReadFile(path_), "key=2\n");
 }
 
 TEST_F(ConfigFile, WriterKilledAtAnyTime_LeavesAWholeFile) {

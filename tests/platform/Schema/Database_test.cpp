@@ -274,6 +274,64 @@ TEST(SchemaDatabase, OpenReadOnly_BesideAWriter_ReadsAndRemovesNothing) {
   EXPECT_EQ(getDatabasePointer(), writer.Database->HostDatabase());
 }
 
+TEST(SchemaDatabase, Path_IsThatOfTheFileItself) {
+  const vxtest::TempDir dir;
+  const std::filesystem::path file = std::filesystem::canonical(dir.Path()) / "vx.db";
+  std::filesystem::create_symlink("vx.db", dir / "link.db");
+  const auto opened = OpenForWriting((dir / "link.db").string());
+  ASSERT_NE(opened.Database, nullptr) << opened.Error;
+  EXPECT_EQ(opened.Database->Path(), file);
+}
+
+TEST(SchemaDatabase, Restore_WritesBackAFileThatIsGone) {
+  const vxtest::TempDir dir;
+  const auto opened = OpenForWriting((dir / "vx.db").string());
+  opened.Database->HostDatabase()->Storage().insert(AdapterOf("localhost", 1));
+  EXPECT_FALSE(opened.Database->Restore());
+  std::filesystem::remove(dir / "vx.db");
+  EXPECT_TRUE(opened.Database->Restore());
+  EXPECT_EQ(RawSqlite(dir / "vx.db").One("SELECT COUNT(*) FROM Adapter"), "1");
+  EXPECT_FALSE(opened.Database->Restore());
+}
+
+// A database of which statements that begin so fail.
+struct FailingDao : DatabaseWrapper::DatabaseDAO {
+  std::vector<std::string> query(std::string statement) override {
+    for (const std::string& start : failing) {
+      if (statement.starts_with(start)) throw DatabaseException(start + " failed");
+    }
+    return engine.query(std::move(statement));
+  }
+
+  std::vector<std::string> failing;
+  DatabaseWrapper::CSqliteDatabase engine{DatabaseWrapper::IN_MEMORY};
+};
+
+std::string FailureOfUpgrade(FailingDao& database) {
+  try {
+    Schema::Upgrade(database);
+  } catch (const DatabaseException& failure) {
+    return failure.what();
+  }
+  return "(no failure)";
+}
+
+TEST(SchemaUpgrade, StepThatFails_LeavesTheDatabaseAsItWasAndSaysWhy) {
+  FailingDao database;
+  database.failing = {"PRAGMA user_version = "};
+  EXPECT_EQ(FailureOfUpgrade(database), "PRAGMA user_version =  failed");
+  EXPECT_THAT(database.query("SELECT COUNT(*) FROM sqlite_master"), ElementsAre("0"));
+  database.failing.clear();
+  EXPECT_EQ(FailureOfUpgrade(database), "(no failure)");
+  EXPECT_THAT(database.query("PRAGMA user_version"), ElementsAre("1"));
+}
+
+TEST(SchemaUpgrade, RollbackThatFails_DoesNotHideTheCause) {
+  FailingDao database;
+  database.failing = {"PRAGMA user_version = ", "ROLLBACK"};
+  EXPECT_EQ(FailureOfUpgrade(database), "PRAGMA user_version =  failed");
+}
+
 TEST(SchemaDatabase, Read_UnknownTable_NamesTheKnownOnes) {
   const auto opened = OpenForWriting(DatabaseWrapper::IN_MEMORY);
   try {

@@ -42,6 +42,14 @@ TEST(RunnerTest, WhatTheRunnerEnded_IsNotWorthRepeating) {
   }
 }
 
+TEST(RunnerTest, OutputThatCannotBeRead_IsExplainedWithItsCause) {
+  TLXX::CCommand command;
+  command.m_Words = {"/bin/tool", "show"};
+  EXPECT_EQ(TLXX::Explain(Result(ERunEnd::Unreadable, EIO), command, {}),
+            "cannot read the output of /bin/tool: Input/output error");
+  EXPECT_EQ(TLXX::Explain(Result(ERunEnd::StatusTaken, 0), command, {}), "");
+}
+
 TEST(RunnerTest, FailedStart_IsWorthRepeatingForAPassingReasonOnly) {
   for (const int error : {EAGAIN, ENOMEM, ETXTBSY, EMFILE, ENFILE}) {
     EXPECT_TRUE(Result(ERunEnd::NotStarted, error).IsWorthRepeating()) << error;

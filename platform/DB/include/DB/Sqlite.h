@@ -43,7 +43,8 @@ struct CSqliteOptions {
 class VX_EXPORT CSqliteDatabase : public DatabaseDAO {
  public:
   // Opens the file, for writing with write-ahead log, and makes it when it is missing. Read-only:
-  // it must exist; nothing is written and nothing removed.
+  // it must exist, and nothing is written into it. A log that somebody else left beside it stays;
+  // one that only reading makes, where there was none, is taken away at the end.
   explicit CSqliteDatabase(const std::string& path, CSqliteOptions options = {});
 
   // Closes the file and gives up the lock. No transaction may be open.

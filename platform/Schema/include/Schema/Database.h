@@ -82,7 +82,8 @@ struct COpened {
 // path: a file in an existing directory, or DatabaseWrapper::IN_MEMORY.
 VX_EXPORT COpened OpenForWriting(const std::string& path, const COptions& options = {});
 
-// Opens an existing file beside a writer or without one. Writes, removes and registers nothing.
+// Opens an existing file beside a writer or without one. Changes no row, registers nothing, and
+// leaves beside the file what was there: what reading makes there it takes away again.
 VX_EXPORT COpened OpenReadOnly(const std::string& path, const COptions& options = {});
 
 // The items of a cell of kind List.
