@@ -379,7 +379,7 @@ TEST(DeInitialize, WithoutAWorkerOrTwice_IsFine) {
   EXPECT_EQ(guest.DeInitialize(), 0U);
   ASSERT_THAT(trace.Texts(), ElementsAre("ENTER DeInitialize", "LEAVE DeInitialize",
                                          "ENTER DeInitialize", "LEAVE DeInitialize"));
-  const std::vector<frametest::TraceLine> lines = trace.Lines();
+  const std::vector<vxtest::TraceLine> lines = trace.Lines();
   EXPECT_GE(lines[1].time - lines[0].time, 100U + 100U);  // a pause at both ends
   EXPECT_GE(lines[3].time - lines[2].time, 100U + 100U);
 }
