@@ -616,6 +616,22 @@ TEST_F(DispatchTest, PluginProperties_WithoutAToolVersion_LackOne) {
   EXPECT_EQ(guest.Call(6, plugin, &property), 20000U);
 }
 
+TEST_F(DispatchTest, PluginProperty_OfOneId_IsItsRowOrNothingWithoutAFailure) {
+  const auto get = [this](unsigned long id) {
+    std::vector<PI::CProperty> properties(2);
+    EXPECT_EQ(guest.Impl().GetPluginProperties(guest.Impl().m_Plugin, properties, id), 0UL) << id;
+    return properties;
+  };
+  for (const unsigned int id : {30137U, 30007U, 30099U, 30003U, 30004U, 30005U}) {
+    const std::vector<PI::CProperty> properties = get(id);
+    ASSERT_EQ(properties.size(), 1U) << id;
+    EXPECT_EQ(properties.front().m_PropertyID, id);
+  }
+  for (const unsigned long id : {0UL, 2UL, 30022UL, 0x100000000UL + 30007UL, ~0UL}) {
+    EXPECT_THAT(get(id), IsEmpty()) << id;
+  }
+}
+
 TEST_F(DispatchTest, PollInterval_IsClampedStoredAndWritten) {
   const auto set = [this](int value, int minimum, int maximum) {
     PI::CProperty property = Named(30005);

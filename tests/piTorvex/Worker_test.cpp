@@ -683,6 +683,25 @@ TEST_F(WorkerTest, StopRequest_EndsAnIdleWorker) {
   EXPECT_FALSE(trace.Has("Kill Worker"));
 }
 
+// Once a worker runs, the adapters are its as well.
+TEST_F(WorkerTest, ALaterNumbering_WaitsForTheLock) {
+  Start();
+  std::atomic<bool> done{false};
+  std::thread host;
+  {
+    const TLX::Threading::Native_OS::CFastMutexGuard busy(Plugin().m_DataLock);
+    host = std::thread([this, &done] {
+      EXPECT_EQ(guest->SetAdapterIDs(), 0U);
+      done = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_FALSE(done);
+    EXPECT_EQ(Plugin().m_HostAdapterIDs.size(), 2U);
+  }
+  host.join();
+  EXPECT_EQ(Plugin().m_HostAdapterIDs.size(), 4U);
+}
+
 // Each numbering of the adapters starts a worker; the earlier ones go on beside it.
 TEST_F(WorkerTest, SeveralWorkers_ShareTheListsAndEndTogether) {
   Start();
