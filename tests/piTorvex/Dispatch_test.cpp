@@ -1,8 +1,6 @@
 #include "Frame_fixtures.h"
 
 #include <atomic>
-#include <cstdlib>
-#include <functional>
 #include <new>
 #include <set>
 #include <stdexcept>
@@ -21,24 +19,9 @@ extern "C" void releaseIf(IPLUGINAPI** in);
 
 namespace {
 bool refuseMemory = false;  // of the allocation that may fail without an exception
-
-// How many allocations of this thread succeed before one is refused; negative: all do.
-constexpr long NEVER = -1;
-thread_local long allocationsLeft = NEVER;
 }  // namespace
 
 // The program's own, so that a test can let the door run out of memory.
-void* operator new(std::size_t size) {
-  if (allocationsLeft >= 0 && allocationsLeft-- == 0) throw std::bad_alloc();
-  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   if (refuseMemory) return nullptr;
   try {
@@ -336,73 +319,6 @@ TEST(Dispatch, BeforeStartUp_ASettingIsStoredAndWakesNobody) {
   EXPECT_EQ(guest.Impl().PollInterval.load(), 60U);
   guest.Impl().m_PrivateEvent.Init(false, false);
   EXPECT_EQ(guest.Impl().m_PrivateEvent.Wait(0), TLX::Threading::WAIT_TIMED_OUT);
-}
-
-// Runs a request with one allocation refused, the first, the second and so on, until it needs no
-// further one. How many requests failed: one whose text stream kept its failure to itself does not.
-int RefuseEachAllocation(const std::function<unsigned int()>& request,
-                         const std::function<void()>& afterFailure) {
-  int failures = 0;
-  for (int refused = 0;; ++refused) {
-    allocationsLeft = refused;
-    const unsigned int result = request();
-    const bool wasRefused = allocationsLeft == NEVER;
-    allocationsLeft = NEVER;
-    if (result != 0) {
-      EXPECT_EQ(result, 20000U) << refused;
-      afterFailure();
-      ++failures;
-    }
-    if (!wasRefused) return failures;
-  }
-}
-
-TEST_F(DispatchTest, ListsThatMemoryEndsIn_AreEmptied) {
-  std::vector<PI::CObject> objects;
-  std::vector<PI::CProperty> properties;
-  std::vector<PI::COperation> operations;
-  const auto fill = [](auto& list) {
-    const long left = std::exchange(allocationsLeft, NEVER);
-    list.resize(2);
-    allocationsLeft = left;
-  };
-  EXPECT_GT(RefuseEachAllocation(
-                [&] {
-                  fill(objects);
-                  return guest.Call(4, 0, &objects);
-                },
-                [&] { EXPECT_THAT(objects, IsEmpty()); }),
-            50);
-  EXPECT_EQ(objects.size(), 5U);
-  EXPECT_GT(RefuseEachAllocation(
-                [&] {
-                  fill(properties);
-                  return guest.Call(5, adapter, &properties);
-                },
-                [&] { EXPECT_THAT(properties, IsEmpty()); }),
-            10);
-  EXPECT_EQ(properties.size(), 28U);
-  EXPECT_GT(RefuseEachAllocation(
-                [&] {
-                  operations.clear();
-                  operations.shrink_to_fit();
-                  return guest.Call(8, plugin, &operations);
-                },
-                [&] { EXPECT_THAT(operations, IsEmpty()); }),
-            0);
-  EXPECT_EQ(operations.size(), 1U);
-}
-
-TEST_F(DispatchTest, RecordsThatMemoryEndsIn_StayAsTheyWere) {
-  PI::CProperty property = Named(30063);  // a text that is too long to need no memory
-  EXPECT_GT(RefuseEachAllocation([&] { return guest.Call(6, adapter, &property); },
-                                 [&] {
-                                   EXPECT_EQ(property.m_LabelID, 1U);
-                                   EXPECT_EQ(property.m_Value.which(), 0);
-                                 }),
-            0);
-  EXPECT_EQ(property.m_LabelID, 23102U);
-  EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "INTEL SSDPE2KX020T8");
 }
 
 TEST(Dispatch, BeforeStartUp_RequestsAreAnswered) {

@@ -250,11 +250,16 @@ TEST_P(MemoryTest, Requests_GiveTheirResultOrAGeneralFailureAndNothingHalf) {
   Shorten(
       6, adapter,
       [&] {
-        property = PI::CProperty(static_cast<PI::_PROPERTY_ID>(30022), false);
+        property = PI::CProperty(static_cast<PI::_PROPERTY_ID>(30063), false);
         return &property;
       },
-      succeedsOrFails);
-  EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "SERIAL-A");
+      [&](unsigned int result) {
+        succeedsOrFails(result);
+        if (result == 0) return;
+        EXPECT_EQ(property.m_LabelID, 1U);  // nothing of the record is touched
+        EXPECT_EQ(property.m_Value.which(), 0);
+      });
+  EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "INTEL SSDPE2KX020T8");
   property = PI::CProperty(static_cast<PI::_PROPERTY_ID>(30005), true);
   property.SetValue(60, 2, 255, 1U);
   Shorten(
