@@ -51,6 +51,15 @@ class Cli : public testing::Test {
     return copy / "vxhost";
   }
 
+  // The program with its standard output on a disk that is full.
+  std::filesystem::path ProgramOnAFullDisk() const {
+    vxtest::WriteFile(
+        directory_ / "full",
+        "#!/bin/sh\nexec '" + vxtest::HostProcess::Program().string() + "' \"$@\" > /dev/full\n",
+        true);
+    return directory_ / "full";
+  }
+
   std::size_t OurLines(const std::string& errors) {
     std::size_t lines = 0;
     for (std::size_t at = errors.find("vxhost: "); at != std::string::npos;
@@ -197,16 +206,26 @@ TEST_F(Cli, OutputThatNobodyReads_IsSaidAndStatus1) {
   }
 }
 
+TEST_F(Cli, ServiceOnAFullDisk_GoesOnAndTellsAtTheEnd) {
+  vxtest::WriteFile(directory_ / "script",
+                    R"({"notify":3,"events":[{"id":10968,"object":2}],)" + FIXTURE_OBJECTS + "}");
+  vxtest::HostProcess host({"run", "--db", "none", "--plugin", VXTEST_PLUGIN},
+                           {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()}},
+                           ProgramOnAFullDisk());
+  EXPECT_TRUE(host.WaitForError("running with 1 adapter"));
+  EXPECT_TRUE(host.WaitForError("standard output cannot be written: No space left on device"));
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 1);
+  EXPECT_EQ(OurLines(host.Errors()), 2U) << host.Errors();
+}
+
 TEST_F(Cli, OutputOnAFullDisk_IsSaidAndStatus1) {
   vxtest::WriteFile(directory_ / "script", "{" + FIXTURE_OBJECTS + "}");
-  vxtest::WriteFile(
-      directory_ / "full",
-      "#!/bin/sh\nexec '" + vxtest::HostProcess::Program().string() + "' \"$@\" > /dev/full\n",
-      true);
   for (const auto& words : std::vector<std::vector<std::string>>{
            {"tree", "--plugin", VXTEST_PLUGIN}, {"--help"}, {"--version"}}) {
-    const auto run = vxtest::RunHost(
-        words, "", {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()}}, directory_ / "full");
+    const auto run =
+        vxtest::RunHost(words, "", {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()}},
+                        ProgramOnAFullDisk());
     EXPECT_EQ(run.status, 1) << words.front();
     EXPECT_EQ(run.err, "vxhost: standard output cannot be written: No space left on device\n");
   }
