@@ -469,6 +469,15 @@ TEST_F(ScanTest, DriveName_OfAModelWithoutABlank_KeepsAllOfIt) {
   EXPECT_EQ(drives.at(0).Name, "Family, SSDPE2KX");
 }
 
+TEST_F(ScanTest, PhysicalSize_IsTheInventorysWhenNoCapacityIsTold) {
+  const CTorvexPhysicalDrive drive = Drive([](FakeDrive& each) {
+    each.nativeMaxLba = 1UL << 22U;
+    each.capacity = 0;
+  });
+  EXPECT_EQ(drive.PhysicalSizeMiB, 2048UL);
+  EXPECT_EQ(drive.PhysicalSizeMiB2, 2048UL);
+}
+
 TEST_F(ScanTest, DriveName_CutsTheSeriesAndTheVendor) {
   const auto name = [this](const std::string& family, const std::string& model) {
     return Drive([&](FakeDrive& drive) { drive.family = family, drive.model = model; }).Name;
