@@ -69,13 +69,13 @@ class IdEcho {
     return Put([&] { writer_.RawValue(digits, length, rapidjson::kNumberType); });
   }
   bool String(const char* text, rapidjson::SizeType length, bool) {
-    return Put([&] { writer_.String(text, length); });
+    return Put([&] { Text(text, length); });
   }
   bool Key(const char* name, rapidjson::SizeType length, bool) {
     if (depth_ == 1) {
       echoes_ = std::string_view(name, length) == "id";
     } else if (echoes_) {
-      writer_.Key(name, length);
+      Text(name, length);
     }
     return true;
   }
@@ -117,6 +117,12 @@ class IdEcho {
   bool Close(Write write) {
     --depth_;
     return Put(write);
+  }
+
+  // Half a surrogate pair, written as an escape, is read into bytes that are no UTF-8.
+  void Text(const char* bytes, rapidjson::SizeType length) {
+    const std::string text = ToUtf8({bytes, length});
+    writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
   }
 
   rapidjson::StringBuffer buffer_;

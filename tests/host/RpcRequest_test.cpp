@@ -61,6 +61,11 @@ TEST(RpcRequest, BehindAByteOrderMark_TheIdIsFoundToo) {
   EXPECT_EQ(Bad("\xBB{\"id\":3,\"comand\":1}").m_Id, "3");
 }
 
+TEST(RpcRequest, HalfASurrogatePairInTheId_IsAnsweredAsTheReplacementCharacter) {
+  EXPECT_EQ(Good(R"({"command":3,"id":"a\uDC00b"})").m_Id, "\"a\uFFFD\uFFFD\uFFFDb\"");
+  EXPECT_EQ(Good(R"({"command":3,"id":{"\uDC00":1}})").m_Id, "{\"\uFFFD\uFFFD\uFFFD\":1}");
+}
+
 TEST(RpcRequest, MembersCalledIdFurtherDown_AreNotTheId) {
   EXPECT_EQ(Good(R"({"command":6,"data":{"id":9}})").m_Id, "null");
   EXPECT_EQ(Good(R"({"command":6,"data":{"id":9},"\u0069d":"x"})").m_Id, "\"x\"");
