@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <system_error>
 #include <vector>
@@ -27,7 +28,7 @@ namespace vxhost {
 
 namespace {
 
-// What the stand-in says of itself first, and no other tool.
+// What the stand-in says of itself, and so what its file holds; no other tool has these words.
 constexpr std::string_view IDENTITY = "isdct simulator ";
 
 // How long a fleet file that is no JSON may be one that is being written, and how often to look.
@@ -50,6 +51,12 @@ std::filesystem::path TemporaryDirectory() {
                 fmt::format("the simulated drives need room in {}: {}; name another directory in "
                             "the environment variable TMPDIR",
                             TemporaryDirectory().string(), reason.message()));
+}
+
+bool HoldsIdentity(const std::string& tool) {
+  std::ifstream file(tool, std::ios::binary);
+  const std::string content{std::istreambuf_iterator<char>(file), {}};
+  return content.find(IDENTITY) != std::string::npos;
 }
 
 // The directory that plug-ins are told is the host's: the tool is bin/isdct below it.
@@ -168,8 +175,11 @@ void Simulation::Enter() {
 
 std::string Simulation::CheckedTool(const std::filesystem::path& home) {
   std::string tool = (HomeOfStandIn(home) / "bin" / "isdct").string();
-  const ChildResult identity = RunChild({tool, "simulator", "identify"});
-  if (identity.m_Status == 0 && identity.m_Output.starts_with(IDENTITY)) return tool;
+  // Its file first: not even a question is put to a tool that may be the vendor's.
+  if (HoldsIdentity(tool)) {
+    const ChildResult identity = RunChild({tool, "simulator", "identify"});
+    if (identity.m_Status == 0 && identity.m_Output.starts_with(IDENTITY)) return tool;
+  }
   throw Failure(EXIT_FAILED,
                 fmt::format("simulated drives need the simulator, and {} is not it", tool));
 }

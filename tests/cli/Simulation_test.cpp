@@ -279,11 +279,13 @@ TEST_F(SimulatedFleet, InstalledTree_UsesTheStandInOfItsOwn) {
   EXPECT_THAT(run.out, HasSubstr("2 adapters"));
   // No other tool is run in its place.
   const fs::path tool = home / "simulator" / "bin" / "isdct";
-  vxtest::WriteFile(tool, "#!/bin/sh\necho '{}'\n");
+  const fs::path trace = directory_ / "was run";
+  vxtest::WriteFile(tool, "#!/bin/sh\ntouch '" + trace.string() + "'\n");
   fs::permissions(tool, fs::perms::owner_all);
   const auto other = vxtest::RunHost(words, "", {}, home / "vxhost");
   EXPECT_EQ(other.status, 1);
   EXPECT_THAT(other.err, HasSubstr("simulator/bin/isdct is not it"));
+  EXPECT_FALSE(fs::exists(trace));
 }
 
 TEST_F(SimulatedFleet, HelpAndErrors_NameWhatTheUserHasTyped) {
