@@ -370,22 +370,6 @@ TEST_F(WorkerTest, CallbackThatThrowsNoException_DoesNotEndTheWorker) {
   EXPECT_TRUE(trace.Has("Exception stopped: unknown exception"));
 }
 
-TEST_F(WorkerTest, CallbackThatWaitsWithoutEnd_IsCancelledAndThePluginStaysUsable) {
-  Start();
-  std::atomic<bool> called{false};
-  listener.action = [&called](IPLUGINAPI*) {
-    called = true;
-    TLX::Misc::Sleep(1'000'000'000);
-  };
-  Plugin().m_PrivateEvent.Set();
-  ASSERT_TRUE(Eventually([&called] { return called.load(); }));
-  EXPECT_EQ(guest->DeInitialize(), 0U);
-  EXPECT_TRUE(trace.Has("Kill Worker"));
-  EXPECT_FALSE(trace.Has("LEAVE Worker()"));
-  EXPECT_FALSE(trace.Has("Exception stopped: unknown exception"));
-  EXPECT_EQ(guest->Topology().size(), 5U);
-}
-
 // --- Log pass
 
 TEST_F(WorkerTest, LogPass_RefreshesValuesThatRaiseNoEvent) {
