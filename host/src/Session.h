@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <PI/PluginApi.h>
@@ -21,12 +22,8 @@ class HostNumbers {
   int NumberOf(const std::string& plugin, const PI::CAdapterID& adapter);
 
  private:
-  struct Key {
-    std::array<unsigned int, 4> m_Address{};
-    std::string m_Plugin;
-    unsigned int m_Index = 0;
-    auto operator<=>(const Key&) const = default;
-  };
+  // Address, plug-in, index.
+  using Key = std::tuple<std::array<unsigned int, 4>, std::string, unsigned int>;
   std::map<Key, int> numbers_;
 };
 
