@@ -262,6 +262,24 @@ TEST_F(WorkerTest, PrivateEvent_IsHandledWhileARequestHoldsTheLock) {
   EXPECT_EQ(listener.Count(), before + 1);
 }
 
+// The other worker may be replacing the lists.
+TEST_F(WorkerTest, PrivateEvent_WithSeveralWorkers_WaitsForTheLock) {
+  Start();
+  ASSERT_EQ(guest->SetAdapterIDs(), 0U);
+  ASSERT_TRUE(Eventually([this] { return WakeUps() >= 1; }));
+  const int before = listener.Count();
+  {
+    const TLX::Threading::Native_OS::CFastMutexGuard request(Plugin().m_DataLock);
+    (void)Plugin().LockObjects(0, 0);
+    Plugin().m_PrivateEvent.Set();
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_TRUE(Plugin().m_PhysicalDrives[0].m_LockFlag);
+  }
+  EXPECT_TRUE(Eventually([this, before] { return listener.Count() > before; }));
+  const TLX::Threading::Native_OS::CFastMutexGuard request(Plugin().m_DataLock);
+  EXPECT_FALSE(Plugin().m_PhysicalDrives[0].m_LockFlag);
+}
+
 TEST_F(WorkerTest, PrivateEvent_OfASingleWorkerAfterSeveral_NeedsNoLockEither) {
   Start();
   ASSERT_EQ(guest->SetAdapterIDs(), 0U);
