@@ -29,6 +29,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* NO_DEVICE = "No device selected";
+constexpr int TOOL_DEPTH = 256;  // what nests deeper the plug-in refuses
 constexpr const char* NVME_CLASS = "0x0108";
 constexpr const char* VENDOR = "0x8086";
 const std::vector<std::pair<std::string, std::string>> VOLUME_CONTROLLERS = {{"8086", "201d"},
@@ -106,7 +107,10 @@ class Tool {
     if (output.empty()) {
       return failure_.empty() ? "the tool is silent" : "the tool is silent: " + failure_;
     }
-    answer.Parse(output.data(), output.size());
+    if (JsonDepth(output) > TOOL_DEPTH) {
+      return fmt::format("the tool's answer nests deeper than {} levels", TOOL_DEPTH);
+    }
+    answer.Parse<rapidjson::kParseIterativeFlag>(output.data(), output.size());
     if (!answer.HasParseError() && answer.IsObject()) return {};
     if (output.find(NO_DEVICE) != std::string::npos) return "the tool says: no device selected";
     return fmt::format("the tool's answer is no JSON object (at byte {} of {})",

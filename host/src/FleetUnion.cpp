@@ -1,5 +1,7 @@
 #include "FleetUnion.h"
 
+#include "Json.h"
+
 #include <algorithm>
 #include <array>
 
@@ -13,6 +15,15 @@ namespace {
 
 using rapidjson::Document;
 using rapidjson::Value;
+
+// Deeper nesting than any fleet has; copying and writing values recurse.
+constexpr int MAX_DEPTH = 64;
+
+// The document is null when the text is no JSON or nests too deeply.
+void Parse(const std::string& text, Document& document) {
+  if (JsonDepth(text) > MAX_DEPTH) return;
+  document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
+}
 
 bool IsFleet(const Document& fleet) {
   if (fleet.HasParseError() || !fleet.IsObject() || !fleet.HasMember("drives")) return false;
@@ -59,9 +70,9 @@ std::string TextOf(const Document& document) {
 
 std::optional<std::string> UnionOfFleets(const std::string& oldFleet, const std::string& newFleet) {
   Document before;
-  before.Parse(oldFleet.data(), oldFleet.size());
+  Parse(oldFleet, before);
   Document fleet;
-  fleet.Parse(newFleet.data(), newFleet.size());
+  Parse(newFleet, fleet);
   if (!IsFleet(before) || !IsFleet(fleet)) return std::nullopt;
   auto& allocator = fleet.GetAllocator();
   Value& drives = fleet["drives"];
@@ -85,7 +96,7 @@ std::optional<std::string> UnionOfFleets(const std::string& oldFleet, const std:
 
 bool IsJson(const std::string& text) {
   Document document;
-  document.Parse(text.data(), text.size());
+  document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
   return !document.HasParseError();
 }
 

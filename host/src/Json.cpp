@@ -131,6 +131,26 @@ std::optional<unsigned long> ParseHexId(std::string_view text) {
   return result.ec == std::errc() && result.ptr == end ? std::optional(id) : std::nullopt;
 }
 
+int JsonDepth(std::string_view json) {
+  int depth = 0;
+  int deepest = 0;
+  bool inText = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const char c = json[i];
+    if (inText) {
+      if (c == '\\') ++i;
+      inText = c != '"';
+    } else if (c == '"') {
+      inText = true;
+    } else if (c == '{' || c == '[') {
+      deepest = std::max(deepest, ++depth);
+    } else if (c == '}' || c == ']') {
+      --depth;
+    }
+  }
+  return deepest;
+}
+
 JsonText& JsonText::Key(std::string_view name) {
   writer_.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
   return *this;

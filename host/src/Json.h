@@ -24,6 +24,10 @@ std::string HexId(unsigned long id);
 // Reads one back, with up to sixteen digits; nothing for other texts.
 std::optional<unsigned long> ParseHexId(std::string_view text);
 
+// How deep lists and objects nest; brackets in texts do not count. For texts that are no JSON it
+// may be anything. Whoever follows a document by recursion looks at this first.
+int JsonDepth(std::string_view json);
+
 // Builds one JSON text without line ends, from front to back.
 class JsonText {
  public:

@@ -34,27 +34,6 @@ constexpr std::array<Control, 4> CONTROLS = {{{"release", RpcKind::Release, ""},
                                               {"sleep", RpcKind::Sleep, "ms"},
                                               {"trace", RpcKind::Trace, "mask"}}};
 
-// How deep lists and objects nest. Brackets in texts do not count.
-int Depth(std::string_view json) {
-  int depth = 0;
-  int deepest = 0;
-  bool inText = false;
-  for (std::size_t i = 0; i < json.size(); ++i) {
-    const char c = json[i];
-    if (inText) {
-      if (c == '\\') ++i;
-      inText = c != '"';
-    } else if (c == '"') {
-      inText = true;
-    } else if (c == '{' || c == '[') {
-      deepest = std::max(deepest, ++depth);
-    } else if (c == '}' || c == ']') {
-      --depth;
-    }
-  }
-  return deepest;
-}
-
 // Writes the value of the member "id" of the outermost object anew, numbers digit by digit, and
 // ends the parsing there.
 class IdEcho {
@@ -243,7 +222,7 @@ std::variant<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line) {
                                           rapidjson::GetParseError_En(document.GetParseError()),
                                           document.GetErrorOffset())};
   }
-  const bool deep = Depth(line) > MAX_DEPTH;
+  const bool deep = JsonDepth(line) > MAX_DEPTH;
   RpcRequest request;
   request.m_Id = IdOf(document, line, deep);
   try {

@@ -189,6 +189,8 @@ TEST_F(ScriptedTool, Doctor_TellsASilentToolFromOneThatDoesNotListTheDrive) {
   EXPECT_EQ(Doctor(served_).reason, "the tool does not list it");
   Distort("show -all -o json -torvex", "printf 'No device selected\\n'");
   EXPECT_EQ(Doctor(served_).reason, "the tool says: no device selected");
+  Distort("show -all -o json -torvex", "{ head -c 200000 /dev/zero | tr '\\0' '['; }");
+  EXPECT_EQ(Doctor(served_).reason, "the tool's answer nests deeper than 256 levels");
 }
 
 TEST_F(ScriptedTool, Doctor_SaysWhyTheToolFailed) {
@@ -257,6 +259,16 @@ TEST_F(ScriptedTool, Doctor_ReportsTheKeysOfEveryAnswer) {
     } else {
       EXPECT_THAT(finding.unknown, Contains(row.unknown)) << row.filter;
     }
+  }
+}
+
+TEST_F(SimulatedFleet, NestingTooDeep_IsRefusedWithTheFilesName) {
+  const std::string list = std::string(200'000, '[') + std::string(200'000, ']');
+  for (const std::string& text : {list, "{\"drives\":" + list + "}"}) {
+    vxtest::WriteFile(fleet_, text);
+    const auto run = Run({"tree"});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, HasSubstr(fleet_.string()));
   }
 }
 

@@ -44,4 +44,14 @@ TEST(FleetUnion, WhatIsNoFleet_HasNone) {
   }
 }
 
+TEST(FleetUnion, NestingTooDeep_IsNotFollowed) {
+  constexpr std::size_t DEPTH = 200'000;
+  const std::string list = std::string(DEPTH, '[') + std::string(DEPTH, ']');
+  const std::string deep = Fleet(Drive("A", "0000:01:00.0", ",\"note\":" + list));
+  EXPECT_FALSE(UnionOfFleets(deep, Fleet("")));
+  EXPECT_FALSE(UnionOfFleets(Fleet(Drive("A", "0000:01:00.0")), deep));
+  EXPECT_TRUE(vxhost::IsJson(deep));
+  EXPECT_FALSE(vxhost::IsJson(deep + "]"));
+}
+
 }  // namespace
