@@ -68,7 +68,7 @@ TEST(SchemaDatabase, OpenForWriting_MissingFile_MakesTheTablesOfTheLatestVersion
 TEST(SchemaDatabase, OpenForWriting_MissingFile_MakesExactlyTheRecordedVersion) {
   const vxtest::TempDir dir;
   RawSqlite(dir / "old.db")
-      .Run(vxtest::ReadFile(std::string(VX_SOURCE_DIR) + "/tests/platform/Schema/version1.sql"));
+      .Run(vxtest::ReadFile(std::string(VX_SOURCE_DIR) + "/tests/DatabaseORM/Schema/version1.sql"));
   ASSERT_NE(OpenForWriting((dir / "new.db").string()).Database, nullptr);
   EXPECT_EQ(SchemaOf(dir / "new.db"), SchemaOf(dir / "old.db"));
 }
@@ -76,7 +76,7 @@ TEST(SchemaDatabase, OpenForWriting_MissingFile_MakesExactlyTheRecordedVersion) 
 TEST(SchemaDatabase, OpenForWriting_EarlierVersion_KeepsItsRows) {
   const vxtest::TempDir dir;
   RawSqlite(dir / "old.db")
-      .Run(vxtest::ReadFile(std::string(VX_SOURCE_DIR) + "/tests/platform/Schema/version1.sql") +
+      .Run(vxtest::ReadFile(std::string(VX_SOURCE_DIR) + "/tests/DatabaseORM/Schema/version1.sql") +
            "INSERT INTO PD(SerialNumber, Host) VALUES('S1', 'localhost');");
   const auto opened = OpenForWriting((dir / "old.db").string());
   ASSERT_NE(opened.Database, nullptr) << opened.Error;
