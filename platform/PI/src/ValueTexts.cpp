@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 
+#include <PI/Catalogue.h>
 #include <PI/PluginHelper.h>
 
 namespace PI {
@@ -12,24 +13,11 @@ struct CValueText {
   const char* m_Text;
 };
 
-// In the order of the codes.
+// The catalogue's choices, in the order of their codes.
 constexpr auto VALUE_TEXTS = std::to_array<CValueText>({
-    {40024, "good"},
-    {40095, "critical"},
-    {40099, "working"},
-    {40150, "degraded"},
-    {40200, "NVMe"},
-    {40252, "at 100"},
-    {40410, "below 100"},
-    {40411, "above 100, or below 100 with a failed memory backup"},
-    {40449, "reliability degraded"},
-    {40452, "memory backup failed"},
-    {40459, "spare low"},
-    {40460, "temperature high"},
-    {40473, "standard"},
-    {40480, "normal"},
-    {40487, "read-only"},
-    {40488, "special"},
+#define PI_ROW(name, number, text) {number, text},
+    PI_CATALOGUE_CHOICES(PI_ROW)
+#undef PI_ROW
 });
 
 constexpr bool IsOrdered() {

@@ -2,14 +2,10 @@
 
 #include <string>
 
+#include <PI/Catalogue.h>
 #include <TLX/Export.h>
 
 namespace PI {
-
-// Severities of events.
-inline constexpr unsigned int SEVERITY_INFORMATION = 2;
-inline constexpr unsigned int SEVERITY_WARNING = 3;
-inline constexpr unsigned int SEVERITY_ERROR = 4;
 
 // One thing that happened. A value type.
 class VX_EXPORT CEvent {
