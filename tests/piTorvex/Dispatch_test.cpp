@@ -556,7 +556,7 @@ TEST_F(DispatchTest, PollInterval_IsClampedStoredAndWritten) {
     std::string text;
     PI::CConfigFile file;
     file.SetFileName("piTorvex.ini");
-    file.ReadKeyValue("PollInterval", text, -1, -1);
+    EXPECT_EQ(file.ReadKeyValue("PollInterval", text, -1, -1), 0U);
     EXPECT_EQ(text, std::to_string(guest.Impl().PollInterval.load()));
     return guest.Impl().PollInterval.load();
   };

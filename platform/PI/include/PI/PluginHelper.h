@@ -16,7 +16,7 @@ namespace PI {
 VX_EXPORT const std::vector<std::pair<std::string, unsigned long>>& GetLifeTimeDataNVMe();
 
 // The host's own short text for a value code; empty when it has none. [any thread]
-VX_EXPORT std::string PropertyValueToString(int code);
+[[nodiscard]] VX_EXPORT std::string PropertyValueToString(int code);
 
 // Without state. [any thread]
 class VX_EXPORT CPluginHelper {
