@@ -111,6 +111,12 @@ int MakePipe(CDescriptor& reading, CDescriptor& writing) {
   return error != 0 ? error : MoveUp(writing);
 }
 
+std::string TextOf(const CCommand& command) {
+  std::string text;
+  for (const std::string& word : command.m_Words) text += (text.empty() ? "" : " ") + word;
+  return text;
+}
+
 std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   pointers.reserve(texts.size() + 1);
@@ -132,7 +138,7 @@ CChild::~CChild() {
   Abandon();
 }
 
-int CChild::Start(const CCommand& command, CDescriptor& output) {
+int CChild::Start(const CCommand& command, CDescriptor& output, ERunKind kind) {
   CDescriptor reading;
   CDescriptor writing;
   if (const int error = MakePipe(reading, writing); error != 0) return error;
@@ -144,7 +150,10 @@ int CChild::Start(const CCommand& command, CDescriptor& output) {
   const std::vector<char*> wordPointers = Pointers(words);
   const std::vector<char*> environmentPointers = Pointers(environment);
   pid_t pid = -1;
-  if (const int error = setup.Spawn(pid, wordPointers.data(), environmentPointers.data());
+  const auto spawn = [&](pid_t& started) {
+    return setup.Spawn(started, wordPointers.data(), environmentPointers.data());
+  };
+  if (const int error = CRunningChildren::Instance().Start(kind, TextOf(command), spawn, pid);
       error != 0) {
     return error;
   }
@@ -163,9 +172,15 @@ bool CChild::HasEnded() {
   } while (result != 0 && errno == EINTR);
   // An error means that there is no such child any more: the process ignores SIGCHLD, and the
   // kernel has reaped it.
-  if (result != 0) m_Pid = -1;
+  if (result != 0) TakePid();
   m_Ended = result != 0 || info.si_pid != 0;
   return m_Ended;
+}
+
+// The child's number, for whoever reaps it or leaves it to others: nobody else may use it any more.
+pid_t CChild::TakePid() {
+  CRunningChildren::Instance().Forget(m_Pid);
+  return std::exchange(m_Pid, -1);
 }
 
 void CChild::Kill() {
@@ -190,7 +205,7 @@ bool CChild::WaitForEnd(std::chrono::milliseconds patience) {
 std::optional<int> CChild::Reap(std::chrono::milliseconds patience) {
   if (!WaitForEnd(patience) || m_Pid < 0) return std::nullopt;
   int status = 0;
-  const pid_t reaped = waitpid(std::exchange(m_Pid, -1), &status, 0);
+  const pid_t reaped = waitpid(TakePid(), &status, 0);
   return reaped > 0 ? std::optional<int>(status) : std::nullopt;
 }
 
@@ -198,7 +213,7 @@ void CChild::Abandon() {
   if (m_Pid < 0) return;
   CAbandoned& abandoned = Abandoned();
   const std::lock_guard guard(abandoned.m_Mutex);
-  abandoned.m_Pids.push_back(std::exchange(m_Pid, -1));
+  abandoned.m_Pids.push_back(TakePid());
 }
 
 std::size_t CChild::ReapAbandoned() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CommandText.h"
+#include "RunningChildren.h"
 
 #include <chrono>
 #include <optional>
@@ -42,7 +43,7 @@ class CChild {
   // Starts the command: standard input from /dev/null, default signal mask and dispositions, no
   // descriptor of ours but 0 to 2. output becomes the reading end of what it prints. Returns 0 or
   // the error number; nothing is left of a start that failed. Call once.
-  int Start(const CCommand& command, CDescriptor& output);
+  int Start(const CCommand& command, CDescriptor& output, ERunKind kind = ERunKind::Query);
 
   // Polls readable once the child has ended; -1 when the kernel gives none: ask HasEnded instead.
   int EndDescriptor() const { return m_EndDescriptor.Get(); }
@@ -66,6 +67,7 @@ class CChild {
 
  private:
   bool WaitForEnd(std::chrono::milliseconds patience);
+  pid_t TakePid();
 
   pid_t m_Pid = -1;  // -1: none, or reaped
   bool m_Ended = false;

@@ -1,6 +1,7 @@
 #include "Runner.h"
 
 #include "Child.h"
+#include "RunStop.h"
 
 #include <algorithm>
 #include <array>
@@ -64,14 +65,14 @@ int PollTime(Clock::time_point deadline) {
 class CCollector {
  public:
   explicit CCollector(const CRunBounds& bounds)
-      : m_Bounds(bounds), m_Start(Clock::now()), m_Deadline(After(m_Start, bounds.m_Timeout)) {}
+      : m_Bounds(bounds),
+        m_StopDescriptor(bounds.m_Kind == ERunKind::Query ? RunStopDescriptor() : -1),
+        m_Start(Clock::now()),
+        m_Deadline(After(m_Start, bounds.m_Timeout)) {}
 
   CRunResult Run(const CCommand& command) {
-    if (CCancellation::Requested()) {
-      m_Result.m_End = ERunEnd::Cancelled;
-      return std::move(m_Result);
-    }
-    m_Result.m_Code = m_Child.Start(command, m_Pipe);
+    if (IsToEnd()) return std::move(m_Result);
+    m_Result.m_Code = m_Child.Start(command, m_Pipe, m_Bounds.m_Kind);
     if (m_Result.m_Code == 0) {
       if (Collect()) {
         TakeStatus();
@@ -90,11 +91,17 @@ class CCollector {
     return false;
   }
 
+  // Whether the caller is to run nothing any more, which it notes.
+  bool IsToEnd() {
+    if (CCancellation::Requested()) return !End(ERunEnd::Cancelled);
+    return m_StopDescriptor >= 0 && RunStopRequested() && !End(ERunEnd::Stopped);
+  }
+
   // Until the child has ended and its output is at its end. False when the run ends for another
   // reason, which it notes.
   bool Collect() {
     while (m_Pipe.IsOpen() || !m_Ended) {
-      if (CCancellation::Requested()) return End(ERunEnd::Cancelled);
+      if (IsToEnd()) return false;
       const auto now = Clock::now();
       if (now >= m_Deadline) return End(ERunEnd::TimedOut);
       if (now >= m_LingerDeadline) return End(ERunEnd::Lingered);
@@ -108,11 +115,13 @@ class CCollector {
     return true;
   }
 
-  // Waits for output, the end of the child, a cancellation or a deadline; whether there is output.
+  // Waits for output, the end of the child, a cancellation, a stop or a deadline; whether there is
+  // output.
   bool WaitForNews() {
-    std::array<pollfd, 3> polled{{{m_Pipe.Get(), POLLIN, 0},
+    std::array<pollfd, 4> polled{{{m_Pipe.Get(), POLLIN, 0},
                                   {m_Ended ? -1 : m_Child.EndDescriptor(), POLLIN, 0},
-                                  {CCancellation::WakeDescriptor(), POLLIN, 0}}};
+                                  {CCancellation::WakeDescriptor(), POLLIN, 0},
+                                  {m_StopDescriptor, POLLIN, 0}}};
     int time = PollTime(std::min(m_Deadline, m_LingerDeadline));
     if (!m_Ended && m_Child.EndDescriptor() < 0) {
       const int slice = static_cast<int>(ASKING_INTERVAL.count());
@@ -165,6 +174,7 @@ class CCollector {
   }
 
   const CRunBounds& m_Bounds;
+  const int m_StopDescriptor;
   const Clock::time_point m_Start;
   const Clock::time_point m_Deadline;
   Clock::time_point m_LingerDeadline = Clock::time_point::max();
@@ -220,13 +230,15 @@ CRunResult RunOnce(const CCommand& command, const CRunBounds& bounds) {
 }
 
 bool Pause(std::chrono::milliseconds pause) {
-  if (pause.count() <= 0) return !CCancellation::Requested();
+  const auto isToEnd = [] { return CCancellation::Requested() || RunStopRequested(); };
+  if (pause.count() <= 0) return !isToEnd();
   const auto deadline = After(Clock::now(), pause);
-  while (!CCancellation::Requested()) {
+  while (!isToEnd()) {
     const int time = PollTime(deadline);
     if (time == 0) return true;
-    pollfd wake{CCancellation::WakeDescriptor(), POLLIN, 0};
-    poll(&wake, 1, time);
+    std::array<pollfd, 2> wakes{
+        {{CCancellation::WakeDescriptor(), POLLIN, 0}, {RunStopDescriptor(), POLLIN, 0}}};
+    poll(wakes.data(), wakes.size(), time);
   }
   return false;
 }
@@ -258,6 +270,8 @@ std::string Explain(const CRunResult& result, const CCommand& command, const CRu
              std::generic_category().message(result.m_Code);
     case ERunEnd::Cancelled:
       return program + " was not started, or killed, because its caller was cancelled";
+    case ERunEnd::Stopped:
+      return program + " was not started, or killed, because its caller is to stop";
   }
   return {};
 }

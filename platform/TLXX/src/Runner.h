@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CommandText.h"
+#include "RunningChildren.h"
 
 #include <chrono>
 #include <cstddef>
@@ -13,6 +14,7 @@ struct CRunBounds {
   std::chrono::milliseconds m_Timeout{0};
   std::chrono::milliseconds m_Linger{0};
   std::size_t m_MaxOutput = 0;
+  ERunKind m_Kind = ERunKind::Query;
 };
 
 // How a run came to its end.
@@ -25,7 +27,8 @@ enum class ERunEnd {
   TooMuch,      // killed
   Lingered,     // ended, but something it left running held its output open
   Unreadable,   // killed; m_Code: error number
-  Cancelled,    // killed
+  Cancelled,    // killed, or not started
+  Stopped,      // the same, by the CRunStop that the calling thread works under
 };
 
 struct CRunResult {
@@ -49,7 +52,8 @@ struct CRunResult {
 // reaped by a later run. Does not deliver a cancellation: says Cancelled. [any thread]
 CRunResult RunOnce(const CCommand& command, const CRunBounds& bounds);
 
-// Waits so long in real time, less when the calling thread is cancelled: false then. [any thread]
+// Waits so long in real time, less when the calling thread is cancelled or stopped: false then.
+// [any thread]
 bool Pause(std::chrono::milliseconds pause);
 
 // Why the run failed or was bad, for people; empty for a good one.

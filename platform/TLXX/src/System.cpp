@@ -1,6 +1,7 @@
 #include "Module.h"
 #include "RunHistory.h"
 #include "Runner.h"
+#include "RunningChildren.h"
 #include "Sysfs.h"
 
 #include <algorithm>
@@ -67,7 +68,7 @@ class CCall {
         m_Repeated = true;
         result = RunQuery(limits);
       } else {
-        result.m_End = ERunEnd::Cancelled;
+        result.m_End = CCancellation::Requested() ? ERunEnd::Cancelled : ERunEnd::Stopped;
       }
     }
     return Finish(std::move(result));
@@ -77,7 +78,8 @@ class CCall {
   bool Change() {
     if (!Split()) return false;
     const CRunLimits limits = CRunHistory::Instance().Limits();
-    m_Bounds = {limits.m_LinesTimeout, limits.m_LingerTimeout, limits.m_MaxOutput};
+    m_Bounds = {limits.m_LinesTimeout, limits.m_LingerTimeout, limits.m_MaxOutput,
+                ERunKind::Change};
     return Finish(RunOnce(m_Command, m_Bounds));
   }
 
@@ -226,6 +228,10 @@ std::map<std::string, CRunStatistics> CSystem::RunStatistics() {
 
 void CSystem::SetRunObserver(CRunObserver observer) {
   CObserver::Instance().Set(std::move(observer));
+}
+
+std::vector<std::string> CSystem::EndQueries() {
+  return CRunningChildren::Instance().EndQueries();
 }
 
 ICommandRunner* CSystem::SetCommandRunner(ICommandRunner* runner) {

@@ -77,7 +77,8 @@ class VX_EXPORT CSystem {
   // failed in the statistics.
   //
   // Delivers a pending cancellation of the calling thread after it has killed and reaped the
-  // program and closed all descriptors. [any thread]
+  // program and closed all descriptors. Fails at once where the CRunStop that the calling thread
+  // works under is requested. [any thread]
   static int ExecuteCommand(const std::string& command, const std::string& arguments,
                             std::string& output);
 
@@ -104,6 +105,11 @@ class VX_EXPORT CSystem {
   // Puts an observer in place, or none (null). Returns when the one before is no longer being
   // called. [any thread]
   static void SetRunObserver(CRunObserver observer);
+
+  // For the end of the process: kills the process groups of all queries that are running, and from
+  // now on nothing is started any more. Commands that change drives go on, as a killed one can
+  // leave a drive half done; returns their command lines. [any thread]
+  [[nodiscard]] static std::vector<std::string> EndQueries();
 
   // Puts another runner in place (null: the real one) and returns the one that was there, null for
   // the real one. The caller keeps it alive while it is in place. [before threads run commands]

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <TLX/Export.h>
+
+namespace TLXX {
+
+// Lets another thread end the queries of a thread that must not be cancelled: the one that is
+// running is killed, later ones fail at once and start no program. Commands that change drives
+// (the lines overload of CSystem::ExecuteCommand) are not touched.
+class VX_EXPORT CRunStop {
+ public:
+  CRunStop();   // throws std::system_error when there is no descriptor left
+  ~CRunStop();  // after the last scope under it
+  CRunStop(const CRunStop&) = delete;
+  CRunStop& operator=(const CRunStop&) = delete;
+
+  // Takes effect at once and for good. [any thread]
+  void Request() noexcept;
+
+  // The calling thread works under the stop as long as this lives; one at a time on a thread.
+  class VX_EXPORT CScope {
+   public:
+    explicit CScope(const CRunStop& stop);
+    ~CScope();
+    CScope(const CScope&) = delete;
+    CScope& operator=(const CScope&) = delete;
+  };
+
+ private:
+  friend int RunStopDescriptor() noexcept;
+
+  int m_Descriptor;  // readable once requested
+};
+
+}  // namespace TLXX
