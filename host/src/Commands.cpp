@@ -38,6 +38,15 @@ std::string TreeJson(const std::vector<StartedPlugin>& plugins) {
   return json.Take();
 }
 
+// The options of a command that starts plug-ins, and its own.
+std::vector<Option> With(std::vector<Option> own) {
+  std::vector<Option> options = {Option::Plugin,    Option::ConfigDir,   Option::Sysfs,
+                                 Option::Simulate,  Option::Trace,       Option::TracePlatform,
+                                 Option::TraceFile, Option::ToolTimeout, Option::TimeScale};
+  options.insert(options.end(), own.begin(), own.end());
+  return options;
+}
+
 PluginLibrary LoadTheOne(const Host& host) {
   const auto files = host.Plugins();
   if (files.size() > 1) {
@@ -54,7 +63,6 @@ PluginLibrary LoadTheOne(const Host& host) {
 }  // namespace
 
 int RunTree(Host& host) {
-  RequireNoDatabase(host);
   HostNumbers numbers;
   const std::vector<StartedPlugin> plugins = StartPlugins(host, numbers);
   if (host.Settings().m_Json) {
@@ -109,19 +117,33 @@ int RunSimulate(Host& host) {
 
 const std::vector<Command>& Commands() {
   static const std::vector<Command> commands = {
-      {{"tree", "Show plug-ins, adapters and drives as a tree", {}}, RunTree},
-      {{"show", "Show an object with its properties", {OBJECT}}, RunShow},
-      {{"get", "Show one property of an object", {OBJECT, PROPERTY}}, RunGet},
-      {{"set", "Set a property of an object", {OBJECT, PROPERTY, VALUE}}, RunSet},
-      {{"ops", "Show the operations of an object", {OBJECT}}, RunOps},
-      {{"run", "Run plug-ins as a service in the foreground and print their events", {}},
+      {{"tree", "Show plug-ins, adapters and drives as a tree", {}, With({Option::Json})}, RunTree},
+      {{"show", "Show an object with its properties", {OBJECT}, With({Option::Json})}, RunShow},
+      {{"get", "Show one property of an object", {OBJECT, PROPERTY}, With({Option::Json})}, RunGet},
+      {{"set", "Set a property of an object", {OBJECT, PROPERTY, VALUE}, With({Option::Json})},
+       RunSet},
+      {{"ops", "Show the operations of an object", {OBJECT}, With({Option::Json})}, RunOps},
+      {{"run",
+        "Run plug-ins as a service in the foreground and print their events",
+        {},
+        With({Option::Database, Option::Json})},
        RunService},
-      {{"rpc", "Serve a plug-in call by call: JSON lines in, JSON lines out", {}}, RunRpc},
-      {{"db", "Show the rows of the database", {}}, RunDatabase},
-      {{"doctor", "Say of every NVMe device why it is an adapter or not", {}}, RunDoctor},
+      {{"rpc",
+        "Serve a plug-in call by call: JSON lines in, JSON lines out",
+        {},
+        With({Option::Database})},
+       RunRpc},
+      {{"db",
+        "Show the rows of the database",
+        {},
+        {Option::Trace, Option::TracePlatform, Option::TraceFile, Option::Database, Option::Json}},
+       RunDatabase},
+      {{"doctor", "Say of every NVMe device why it is an adapter or not", {}, With({Option::Json})},
+       RunDoctor},
       {{"simulate",
         "Change a fleet of simulated drives: pull, plug, heat, wear, fail ...",
-        {{"EDIT", "what to do; without it: help", true}}},
+        {{"EDIT", "what to do; without it: help", true}},
+        {}},
        RunSimulate},
   };
   return commands;

@@ -36,11 +36,6 @@ std::string DatabasePath(const Host& host, MirrorDatabase::Default otherwise) {
   return (StateDirectory(host.Home()) / FILE_NAME).string();
 }
 
-void RequireNoDatabase(const Host& host) {
-  if (DatabasePath(host, MirrorDatabase::Default::None).empty()) return;
-  throw Failure(EXIT_USAGE, "--db: only \"run\" and \"rpc\" write a database, \"db\" shows it");
-}
-
 MirrorDatabase::MirrorDatabase(const Host& host, Default otherwise) {
   const std::string path = DatabasePath(host, otherwise);
   if (path.empty()) return;

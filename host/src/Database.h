@@ -47,7 +47,4 @@ class MirrorDatabase {
 // The file that --db names; empty for "none". Throws Failure.
 std::string DatabasePath(const Host& host, MirrorDatabase::Default otherwise);
 
-// Refuses a --db that names a database, for commands that have none. Throws Failure.
-void RequireNoDatabase(const Host& host);
-
 }  // namespace vxhost

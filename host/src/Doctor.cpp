@@ -1,6 +1,5 @@
 #include "Catalogue.h"
 #include "Commands.h"
-#include "Database.h"
 #include "Json.h"
 #include "Started.h"
 #include "ToolAnswers.h"
@@ -374,7 +373,6 @@ std::string FindingsJson(const Findings& findings) {
 }  // namespace
 
 int RunDoctor(Host& host) {
-  RequireNoDatabase(host);
   const Findings findings = Doctor(host).Examine();
   host.Settings().m_Json ? host.Out().WriteLine(FindingsJson(findings))
                          : host.Out().Write(Render(findings));

@@ -1,6 +1,5 @@
 #include "Catalogue.h"
 #include "Commands.h"
-#include "Database.h"
 #include "Json.h"
 #include "SettableValue.h"
 #include "Started.h"
@@ -31,10 +30,7 @@ bool NamesPlugin(const std::string& name, const StartedPlugin& plugin) {
 // The plug-ins of an object command, started, and the object that its first argument names.
 class ObjectCommand {
  public:
-  explicit ObjectCommand(Host& host) : host_(host) {
-    RequireNoDatabase(host);
-    plugins_ = StartPlugins(host, numbers_);
-  }
+  explicit ObjectCommand(Host& host) : host_(host) { plugins_ = StartPlugins(host, numbers_); }
 
   // Throws Failure when no plug-in runs or no object has the name.
   Target Find() {

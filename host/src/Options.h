@@ -36,11 +36,27 @@ struct ArgumentRow {
   bool rest = false;  // takes everything that follows, options included
 };
 
+// The options of the program. Which of them a command takes stands in its row.
+enum class Option {
+  Plugin,
+  ConfigDir,
+  Sysfs,
+  Simulate,
+  Trace,
+  TracePlatform,
+  TraceFile,
+  ToolTimeout,
+  TimeScale,
+  Database,
+  Json,
+};
+
 // How a command looks on the command line.
 struct CommandRow {
   const char* name;
   const char* help;
   std::vector<ArgumentRow> arguments;
+  std::vector<Option> options;
 };
 
 // What parsing ended with: the options, or a text to print and the status to end with.
@@ -51,7 +67,9 @@ struct ParseResult {
   std::string m_Text;
 };
 
-ParseResult ParseOptions(int argc, const char* const* argv,
-                         const std::vector<CommandRow>& commands);
+// An option may stand before or behind the command, once. One that the command does not take is
+// refused, unless it says what the command does without it (--db none).
+[[nodiscard]] ParseResult ParseOptions(int argc, const char* const* argv,
+                                       const std::vector<CommandRow>& commands);
 
 }  // namespace vxhost

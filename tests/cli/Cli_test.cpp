@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <csignal>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -181,6 +182,45 @@ TEST_F(Cli, WrongUsage_IsStatus2) {
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(OurLines(run.err), 1U) << run.err;
   }
+}
+
+TEST_F(Cli, AMistypedWord_IsAnsweredWithTheNearest) {
+  const std::vector<std::pair<std::vector<std::string>, std::string>> answers = {
+      {{"tre"}, "no command \"tre\"; did you mean \"tree\"?"},
+      {{"dotcor", "--json"}, "no command \"dotcor\"; did you mean \"doctor\"?"},
+      {{"tree", "--jsn"}, "no option \"--jsn\"; did you mean \"--json\"?"},
+      {{"--tool-timout=5", "tree"},
+       "no option \"--tool-timout\"; did you mean \"--tool-timeout\"?"},
+      {{"show", "--sysf"}, "no option \"--sysf\"; did you mean \"--sysfs\"?"},
+      {{"frobnicate"}, "no command \"frobnicate\"; \"vxhost --help\""},
+      {{"show", "a", "b"}, "\"b\" is one word too many for \"show\""}};
+  for (const auto& [words, answer] : answers) {
+    const auto run = vxtest::RunHost(words);
+    EXPECT_EQ(run.status, 2) << run.err;
+    EXPECT_EQ(run.out, "");
+    EXPECT_THAT(run.err, HasSubstr(answer));
+    EXPECT_EQ(OurLines(run.err), 1U) << run.err;
+  }
+}
+
+TEST_F(Cli, AnOptionWithoutUse_IsRefusedAndItsCommandsAreNamed) {
+  const auto tree = vxtest::RunHost({"--db", "sqlite:/tmp/x", "tree"});
+  EXPECT_EQ(tree.status, 2);
+  EXPECT_THAT(tree.err, HasSubstr("\"tree\" takes no --db; run, rpc and db do"));
+  EXPECT_EQ(vxtest::RunHost({"db", "--db", "sqlite:/nowhere", "--simulate", "x.json"}).status, 2);
+  EXPECT_EQ(vxtest::RunHost({"--json", "simulate", "identify"}).status, 2);
+  // What a command does anyway may be said to it.
+  EXPECT_EQ(RunFixture({"tree", "--db", "none"}).status, 0);
+  EXPECT_EQ(RunFixture({"--json", "tree"}).out, RunFixture({"tree", "--json"}).out);
+  EXPECT_THAT(RunFixture({"--trace", "2", "tree", "--trace", "4"}).err,
+              HasSubstr("--trace stands twice"));
+}
+
+TEST_F(Cli, TheHelpOfACommand_ShowsTheOptionsThatItTakes) {
+  const auto tree = vxtest::RunHost({"tree", "--help"});
+  EXPECT_THAT(tree.out, HasSubstr("--simulate FLEET.json"));
+  EXPECT_THAT(tree.out, Not(HasSubstr("--db")));
+  EXPECT_THAT(vxtest::RunHost({"db", "--help"}).out, HasSubstr("--db sqlite:PATH|none"));
 }
 
 TEST_F(Cli, VersionAndHelp_GoToStandardOutput) {

@@ -68,10 +68,15 @@ TEST(LineReader, Stop_EndsTheInputAlthoughMoreIsThere) {
   ::close(stop[1]);
 }
 
+using vxhost::Option;
+const std::vector<Option> EVERY = {Option::Plugin,    Option::ConfigDir,   Option::Sysfs,
+                                   Option::Simulate,  Option::Trace,       Option::TracePlatform,
+                                   Option::TraceFile, Option::ToolTimeout, Option::TimeScale,
+                                   Option::Database,  Option::Json};
 const std::vector<vxhost::CommandRow> COMMANDS = {
-    {"tree", "", {}},
-    {"get", "", {{"OBJECT", ""}, {"PROPERTY", ""}}},
-    {"pass", "", {{"REST", "", true}}},
+    {"tree", "", {}, EVERY},
+    {"get", "", {{"OBJECT", ""}, {"PROPERTY", ""}}, EVERY},
+    {"pass", "", {{"REST", "", true}}, {Option::Json}},
 };
 
 vxhost::ParseResult Parse(std::vector<const char*> words) {
