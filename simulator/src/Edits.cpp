@@ -1,6 +1,7 @@
 #include "Edits.h"
 
 #include "Files.h"
+#include "JsonDepth.h"
 
 #include <chrono>
 #include <map>
@@ -122,6 +123,29 @@ void FleetEditor::Remove(const Drive& drive, std::string_view path) {
   object->RemoveMember(TextValue(path, allocator));
 }
 
+void FleetEditor::SetExtra(const Drive& drive, const std::string& answer, const std::string& key,
+                           const std::string& value) {
+  Allocator& allocator = json_->document.GetAllocator();
+  rapidjson::Document parsed(&allocator);
+  parsed.Parse<rapidjson::kParseIterativeFlag>(value.data(), value.size());
+  Value& keys = json_->Place(json_->DriveAt(fleet_, drive), "extra." + answer);
+  Value& member = MemberOf(keys, key, allocator);
+  if (parsed.HasParseError()) {
+    member = TextValue(value, allocator);
+  } else {
+    static_cast<Value&>(parsed).Swap(member);
+  }
+}
+
+void FleetEditor::RemoveExtra(const Drive& drive, const std::string& answer,
+                              const std::string& key) {
+  Allocator& allocator = json_->document.GetAllocator();
+  Value& keys = json_->Place(json_->DriveAt(fleet_, drive), "extra." + answer);
+  if (keys.IsObject() && keys.RemoveMember(TextValue(key, allocator))) return;
+  throw FleetError(file_.string() + ": drive " + drive.serial + " has no extra key \"" + key +
+                   "\" in " + answer + "; name one of those that \"extra\" lists");
+}
+
 void FleetEditor::CountUp(const Drive& drive, const char* counter) {
   Value& value = json_->Place(json_->DriveAt(fleet_, drive), std::string("maintenance.") + counter);
   value.SetUint64(value.IsUint64() ? value.GetUint64() + 1 : 1);
@@ -169,6 +193,10 @@ bool FleetEditor::RenewFaults(std::uint64_t firstId) {
 }
 
 std::string FleetEditor::Text() const {
+  if (IsDeeper(json_->document)) {
+    throw FleetError(file_.string() + ": would nest more than " + std::to_string(kDeepestJson) +
+                     " levels deep; give a flatter value");
+  }
   rapidjson::StringBuffer buffer;
   rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(buffer);
   writer.SetIndent(' ', 2);

@@ -37,6 +37,12 @@ class FleetEditor {
   // name may hold any character, dots included.
   void SetSetting(const Drive& drive, const std::string& name, const std::string& value);
   void Remove(const Drive& drive, std::string_view path);
+  // A key below "extra.ANSWER", whose name may hold any character. The value is JSON; one that is
+  // not is a text.
+  void SetExtra(const Drive& drive, const std::string& answer, const std::string& key,
+                const std::string& value);
+  // Throws FleetError when there is no such key.
+  void RemoveExtra(const Drive& drive, const std::string& answer, const std::string& key);
   // A counter below "maintenance".
   void CountUp(const Drive& drive, const char* counter);
 

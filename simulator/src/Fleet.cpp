@@ -59,6 +59,12 @@ const char* NameOf(FaultKind kind) {
       ->name;
 }
 
+std::vector<std::string> ExtraAnswerNames() {
+  std::vector<std::string> names;
+  for (const ToolCommand answer : kExtraAnswers) names.emplace_back(NameOf(answer));
+  return names;
+}
+
 std::optional<std::uint32_t> ControllerNumber(std::string_view devicePath) {
   constexpr std::string_view kPrefix = "/dev/nvme";
   if (devicePath.substr(0, kPrefix.size()) != kPrefix) return std::nullopt;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -80,6 +81,17 @@ struct Health {
   std::optional<std::uint64_t> normalizedAD;
 };
 
+enum class ToolCommand { Inventory, Log2, Log197, Log202, Log203, Version, Format, Delete, Set };
+
+// A key that the simulator knows nothing of, and its value as JSON text.
+struct ExtraKey {
+  std::string name;
+  std::string json;
+};
+// The answers that may have such keys. What the inventory says of a drive, log203 says as well.
+inline constexpr std::array kExtraAnswers{ToolCommand::Inventory, ToolCommand::Log2,
+                                          ToolCommand::Log197, ToolCommand::Log202};
+
 struct Drive {
   std::optional<std::int32_t> index;  // the tool's index; none: the tool prints no "Index"
   bool present = true;
@@ -113,9 +125,9 @@ struct Drive {
   std::optional<std::int32_t> rsteDiskId;      // member of a platform RAID volume
   Health health;
   std::optional<PciPlace> pci;
+  // By one of kExtraAnswers. A key that the drive has anyway is printed with this value instead.
+  std::map<ToolCommand, std::vector<ExtraKey>> extra;
 };
-
-enum class ToolCommand { Inventory, Log2, Log197, Log202, Log203, Version, Format, Delete, Set };
 
 struct ToolCommandName {
   ToolCommand command;
@@ -192,6 +204,9 @@ struct Fleet {
 const char* NameOf(ToolCommand command);
 const char* NameOf(FaultKind kind);
 const ToolCommandName& DescriptionOf(ToolCommand command);
+
+// The names of kExtraAnswers, as fleet files use them.
+std::vector<std::string> ExtraAnswerNames();
 
 // The number N of "/dev/nvmeN", "/dev/nvmeNnM" and nothing else.
 std::optional<std::uint32_t> ControllerNumber(std::string_view devicePath);

@@ -1,5 +1,7 @@
 #include "FleetReader.h"
 
+#include "JsonDepth.h"
+
 #include <algorithm>
 #include <limits>
 #include <map>
@@ -10,6 +12,8 @@
 
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
 
 namespace vxsim {
 
@@ -22,6 +26,8 @@ constexpr std::size_t kSerialLength = 20;
 constexpr std::size_t kModelLength = 40;
 constexpr std::size_t kFirmwareLength = 8;
 constexpr std::size_t kMostDrives = 10000;
+// An extra value stands five levels deep in the file.
+constexpr int kDeepestExtra = kDeepestJson - 5;
 
 [[noreturn]] void Fail(const std::string& place, const std::string& problem,
                        const std::string& wayOut) {
@@ -343,6 +349,34 @@ void CheckHistory(ObjectReader& reader) {
   }
 }
 
+std::string JsonOf(const Value& value) {
+  rapidjson::StringBuffer buffer;
+  rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
+  value.Accept(writer);
+  return {buffer.GetString(), buffer.GetSize()};
+}
+
+// Keys that the simulator knows nothing of, by the answer that they are printed in.
+void ReadExtra(ObjectReader& drive, Drive& out) {
+  const Value* const value = drive.Find("extra");
+  if (value == nullptr) return;
+  ObjectReader answers(*value, drive.PlaceOf("extra"));
+  for (const ToolCommand answer : kExtraAnswers) {
+    const Value* const section = answers.Find(NameOf(answer));
+    if (section == nullptr) continue;
+    const ObjectReader keys(*section,
+                            answers.PlaceOf(NameOf(answer)));  // refuses what is there twice
+    for (const auto& member : section->GetObject()) {
+      if (IsDeeper(member.value, kDeepestExtra)) {
+        Fail(keys.PlaceOf(TextOf(member.name)), "nests too deeply",
+             "give at most " + std::to_string(kDeepestExtra) + " levels");
+      }
+      out.extra[answer].push_back({TextOf(member.name), JsonOf(member.value)});
+    }
+  }
+  answers.RefuseUnknown();
+}
+
 Drive ReadDrive(const Value& value, const std::string& place, std::size_t position) {
   ObjectReader reader(value, place);
   Drive drive;
@@ -365,6 +399,7 @@ Drive ReadDrive(const Value& value, const std::string& place, std::size_t positi
   if (const Value* pci = reader.Find("pci")) {
     drive.pci = ReadPciPlace(*pci, reader.PlaceOf("pci"));
   }
+  ReadExtra(reader, drive);
   reader.RefuseUnknown();
   return drive;
 }

@@ -1,6 +1,10 @@
 #include "Replies.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
+#include <utility>
+#include <vector>
 
 #include <rapidjson/document.h>
 #include <rapidjson/prettywriter.h>
@@ -9,6 +13,12 @@
 namespace vxsim {
 
 namespace {
+
+const std::vector<ExtraKey>& ExtraOf(const Drive& drive, ToolCommand answer) {
+  static const std::vector<ExtraKey> kNone;
+  const auto found = drive.extra.find(answer);
+  return found == drive.extra.end() ? kNone : found->second;
+}
 
 // Writes one answer: a root object of sections of keys.
 class Answer {
@@ -24,14 +34,41 @@ class Answer {
   }
   void Close() { writer_.EndObject(); }
 
+  // A section of the drive, with the extra keys that it has in such an answer. They are written at
+  // its end, and what is put under one of their names is left out.
+  void OpenSection(const std::string& name, const std::vector<ExtraKey>& extra) {
+    Open(name);
+    extra_ = extra;
+  }
+  void CloseSection() {
+    for (const ExtraKey& key : std::exchange(extra_, {})) {
+      Name(key.name);
+      writer_.RawValue(key.json.data(), key.json.size(), rapidjson::kObjectType);
+    }
+    Close();
+  }
+  bool IsReplaced(std::string_view name) const {
+    return std::any_of(extra_.begin(), extra_.end(),
+                       [&](const ExtraKey& key) { return key.name == name; });
+  }
+
   void Put(const char* key, const std::string& text) {
+    if (IsReplaced(key)) return;
     Name(key);
     writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
   }
-  void Put(const char* key, bool value) { Name(key), writer_.Bool(value); }
-  void Put(const char* key, std::int32_t value) { Name(key), writer_.Int(value); }
-  void Put(const char* key, std::uint32_t value) { Name(key), writer_.Uint(value); }
-  void Put(const char* key, std::uint64_t value) { Name(key), writer_.Uint64(value); }
+  void Put(const char* key, bool value) {
+    if (!IsReplaced(key)) Name(key), writer_.Bool(value);
+  }
+  void Put(const char* key, std::int32_t value) {
+    if (!IsReplaced(key)) Name(key), writer_.Int(value);
+  }
+  void Put(const char* key, std::uint32_t value) {
+    if (!IsReplaced(key)) Name(key), writer_.Uint(value);
+  }
+  void Put(const char* key, std::uint64_t value) {
+    if (!IsReplaced(key)) Name(key), writer_.Uint64(value);
+  }
 
   // Not reported: not printed.
   template <class T>
@@ -59,6 +96,7 @@ class Answer {
 
   rapidjson::StringBuffer buffer_;
   rapidjson::PrettyWriter<rapidjson::StringBuffer> writer_;
+  std::vector<ExtraKey> extra_;  // of the section that is open
 };
 
 std::optional<std::uint64_t> PhysicalSizeOf(const Drive& drive) {
@@ -68,7 +106,7 @@ std::optional<std::uint64_t> PhysicalSizeOf(const Drive& drive) {
 
 // One drive with everything that the tool knows of it, keys in alphabetical order.
 void PutDrive(Answer& answer, const Drive& drive) {
-  answer.Open(drive.section + " " + drive.serial);
+  answer.OpenSection(drive.section + " " + drive.serial, ExtraOf(drive, ToolCommand::Inventory));
   answer.Put("Bootloader", drive.bootloader);
   answer.Put("ControllerDescription", drive.controllerDescription);
   answer.Put("ControllerIDEMode", drive.controllerIdeMode);
@@ -96,12 +134,13 @@ void PutDrive(Answer& answer, const Drive& drive) {
   answer.Put("SectorSize", drive.sectorSize);
   answer.Put("SerialNumber", drive.serial);
   answer.Put("TempThreshold", drive.tempThreshold);
-  answer.Close();
+  answer.CloseSection();
 }
 
 void PutHealth(Answer& answer, const Drive& drive) {
   const Health& health = drive.health;
-  answer.Open("NVMeLog SMART and Health Information " + drive.serial);
+  answer.OpenSection("NVMeLog SMART and Health Information " + drive.serial,
+                     ExtraOf(drive, ToolCommand::Log2));
   answer.Put("Critical Warnings", health.criticalWarnings);
   for (std::size_t i = 0; i < kWarningFlags.size(); ++i) {
     std::optional<bool> flag = health.flags[i];
@@ -118,27 +157,28 @@ void PutHealth(Answer& answer, const Drive& drive) {
   answer.PutCounter("Data Units Written", health.dataUnitsWritten);
   answer.PutCounter("Power On Hours", health.powerOnHours);
   answer.PutCounter("Media Errors", health.mediaErrors);
-  answer.Close();
+  answer.CloseSection();
 }
 
 void PutTemperature(Answer& answer, const Drive& drive) {
-  answer.Open("NVMeLog Temp Statistics " + drive.serial);
+  answer.OpenSection("NVMeLog Temp Statistics " + drive.serial,
+                     ExtraOf(drive, ToolCommand::Log197));
   answer.Put("Current Temperature", drive.health.temperature);
   answer.Put("Estimated offset in Celsius", drive.health.temperatureOffset);
-  answer.Close();
+  answer.CloseSection();
 }
 
 void PutAttributes(Answer& answer, const Drive& drive) {
   const auto put = [&](const char* id, const std::optional<std::uint64_t>& normalized) {
-    if (!normalized) return;
+    if (!normalized || answer.IsReplaced(id)) return;
     answer.Open(id);
     answer.Put("Normalized", *normalized);
     answer.Close();
   };
-  answer.Open("SMART Attributes " + drive.serial);
+  answer.OpenSection("SMART Attributes " + drive.serial, ExtraOf(drive, ToolCommand::Log202));
   put("AD", drive.health.normalizedAD);
   put("EA", drive.health.normalizedEA);
-  answer.Close();
+  answer.CloseSection();
 }
 
 using Value = rapidjson::Value;

@@ -4,6 +4,7 @@
 #include "Faults.h"
 #include "Files.h"
 #include "SysfsLayout.h"
+#include "ToolCommands.h"
 
 #include <algorithm>
 #include <chrono>
@@ -27,19 +28,6 @@ constexpr int kFailed = 1;
 constexpr int kUsage = 2;
 
 constexpr const char* kIdentity = "isdct simulator 1";
-constexpr const char* kToolHelp =
-    "The tool's commands, answered for the fleet that VXSIM_FLEET names:\n"
-    "  show -all -o json -torvex\n"
-    "  show -o json -torvex N -nvmelog SmartHealthInfo\n"
-    "  show -o json -torvex N -nvmelog TemperatureStatistics\n"
-    "  show -o json -smart -torvex N\n"
-    "  show -all -o json -torvex N\n"
-    "  version -o json\n"
-    "  start -f -torvex N Function=nvmeformat LBAFormat=0 SecureEraseSetting=0 \\\n"
-    "        ProtectionInformation=0 MetadataSetting=0\n"
-    "  delete -f -torvex N\n"
-    "  delete -f -torvex NNAME=VALUE";
-
 // What the user has typed: us, or a program that hands its words on to us and then shows what we
 // say as its own. VXSIM_CALLED_AS holds that program's name and its command.
 struct Caller {
@@ -56,16 +44,44 @@ Caller CallerOf() {
   return {false, text.substr(0, blank), text.substr(blank + 1)};
 }
 
-// What the options of one command line are read into.
-struct Options {
+// What the options of a command are read into; each command has what it needs.
+struct NoOptions {};
+struct FleetOptions {
   std::string fleet;
+};
+struct EditOptions : FleetOptions {
+  std::string root;   // of a sysfs tree that follows, if any
+  std::string drive;  // serial number or index
+};
+struct SysfsOptions : FleetOptions {
   std::string root;
-  std::string drive;
+  std::string keep;  // an earlier fleet file
+};
+struct PlugOptions : EditOptions {
   std::string file;
-  std::optional<std::int64_t> number;  // the main figure: degrees, percent used, bytes per sector
-  std::optional<std::int64_t> spare, mediaErrors, attributeEA, attributeAD, lbaFormat;
+};
+struct HeatOptions : EditOptions {
+  std::int64_t temperature = 0;
+};
+struct WearOptions : EditOptions {
+  std::optional<std::int64_t> used, spare, mediaErrors, attributeEA, attributeAD;
   std::optional<std::uint64_t> unitsRead, unitsWritten, hours;
+};
+struct FailOptions : EditOptions {
   std::string how;
+};
+struct FormatOptions : EditOptions {
+  std::uint32_t sectorSize = 0;
+  std::optional<std::int64_t> lbaFormat;
+};
+struct SetOptions : EditOptions {
+  std::string answer = NameOf(ToolCommand::Inventory);
+  std::string key;
+  std::optional<std::string> value;
+  bool clear = false;
+};
+struct FaultOptions : FleetOptions {
+  std::string drive;
   std::string command = "any";
   std::string kind;
   std::optional<std::int64_t> ms, status, signal, megabytes, firstCalls, fromCall;
@@ -74,31 +90,27 @@ struct Options {
   bool clear = false;
 };
 
-void LayTree(const Options& options, const Fleet& fleet) {
-  if (!options.root.empty()) UpdateDirectory(options.root, SysfsOf(fleet));
-}
-
 // One edit of the fleet file, and of the sysfs tree when one was named.
-void Edit(const Options& options, const std::function<void(FleetEditor&)>& edit) {
+void Edit(const EditOptions& options, const std::function<void(FleetEditor&)>& edit) {
   const Fleet fleet = EditFleet(options.fleet, [&](FleetEditor& editor) {
     edit(editor);
     return true;
   });
-  LayTree(options, fleet);
+  if (!options.root.empty()) UpdateDirectory(options.root, SysfsOf(fleet));
 }
 
-void EditDrive(const Options& options,
+void EditDrive(const EditOptions& options,
                const std::function<void(FleetEditor&, const Drive&)>& edit) {
   Edit(options, [&](FleetEditor& editor) { edit(editor, editor.Find(options.drive)); });
 }
 
 // ---- commands ----
 
-void Identify(const Options&) {
+void Identify(const NoOptions&) {
   std::printf("%s\n", kIdentity);
 }
 
-void Check(const Options& options) {
+void Check(const FleetOptions& options) {
   const Fleet fleet = ParseFleet(ReadWholeFile(options.fleet), options.fleet);
   SysfsOf(fleet);
   const auto present = std::count_if(fleet.drives.begin(), fleet.drives.end(),
@@ -107,16 +119,18 @@ void Check(const Options& options) {
               fleet.drives.size(), static_cast<std::size_t>(present), fleet.faults.size());
 }
 
-void Sysfs(const Options& options) {
-  LayTree(options, LoadFleet(options.fleet));
+void Sysfs(const SysfsOptions& options) {
+  const Fleet fleet = LoadFleet(options.fleet);
+  UpdateDirectory(options.root,
+                  options.keep.empty() ? SysfsOf(fleet) : SysfsOf(fleet, LoadFleet(options.keep)));
 }
 
-void Pull(const Options& options) {
+void Pull(const EditOptions& options) {
   EditDrive(options,
             [](FleetEditor& editor, const Drive& drive) { editor.Set(drive, "present", false); });
 }
 
-void Plug(const Options& options) {
+void Plug(const PlugOptions& options) {
   if (options.drive.empty() == options.file.empty()) {
     throw CLI::ValidationError("plug", "name a drive of the fleet or a file with --file, not both");
   }
@@ -129,18 +143,18 @@ void Plug(const Options& options) {
   });
 }
 
-void HeatDrive(const Options& options) {
+void HeatDrive(const HeatOptions& options) {
   EditDrive(options, [&](FleetEditor& editor, const Drive& drive) {
-    Heat(editor, drive, static_cast<std::int32_t>(*options.number));
+    Heat(editor, drive, static_cast<std::int32_t>(options.temperature));
   });
 }
 
-bool NamesWear(const Options& options) {
-  return options.number || options.spare || options.mediaErrors || options.attributeEA ||
+bool NamesWear(const WearOptions& options) {
+  return options.used || options.spare || options.mediaErrors || options.attributeEA ||
          options.attributeAD || options.unitsRead || options.unitsWritten || options.hours;
 }
 
-void Wear(const Options& options) {
+void Wear(const WearOptions& options) {
   if (!NamesWear(options)) {
     throw CLI::ValidationError("wear", "say what to set, as with --used PERCENT");
   }
@@ -148,7 +162,7 @@ void Wear(const Options& options) {
     const auto set = [&](const char* path, const auto& value) {
       if (value) editor.Set(drive, path, *value);
     };
-    set("health.percentageUsed", options.number);
+    set("health.percentageUsed", options.used);
     set("health.availableSpare", options.spare);
     set("health.mediaErrors", options.mediaErrors);
     set("health.normalizedEA", options.attributeEA);
@@ -173,7 +187,7 @@ constexpr Failure kFailures[] = {
     {"spare", 0x01}, {"reliability", 0x04}, {"read-only", 0x08}, {"backup", 0x10}, {"dead", 0},
 };
 
-void FailDrive(const Options& options) {
+void FailDrive(const FailOptions& options) {
   EditDrive(options, [&](FleetEditor& editor, const Drive& drive) {
     for (const Failure& failure : kFailures) {
       if (options.how != failure.name) continue;
@@ -187,17 +201,29 @@ void FailDrive(const Options& options) {
   });
 }
 
-void RepairDrive(const Options& options) {
+void RepairDrive(const EditOptions& options) {
   EditDrive(options, Repair);
 }
 
-void FormatDrive(const Options& options) {
+void FormatDrive(const FormatOptions& options) {
   EditDrive(options, [&](FleetEditor& editor, const Drive& drive) {
-    const auto sectorSize = static_cast<std::uint32_t>(*options.number);
     const std::int64_t other = drive.lbaFormat.value_or(0) != 0 ? *drive.lbaFormat : 1;
     const std::int64_t format =
-        options.lbaFormat.value_or(sectorSize == kFactorySectorSize ? 0 : other);
-    Format(editor, drive, sectorSize, static_cast<std::int32_t>(format));
+        options.lbaFormat.value_or(options.sectorSize == kFactorySectorSize ? 0 : other);
+    Format(editor, drive, options.sectorSize, static_cast<std::int32_t>(format));
+  });
+}
+
+void SetKey(const SetOptions& options) {
+  if (options.clear == options.value.has_value()) {
+    throw CLI::ValidationError("set", "give a value with --to, or remove the key with --clear");
+  }
+  EditDrive(options, [&](FleetEditor& editor, const Drive& drive) {
+    if (options.clear) {
+      editor.RemoveExtra(drive, options.answer, options.key);
+    } else {
+      editor.SetExtra(drive, options.answer, options.key, *options.value);
+    }
   });
 }
 
@@ -208,7 +234,7 @@ std::int64_t MicrosecondsNow() {
 
 // A fault that is limited to certain calls counts them from its injection on, wherever the program
 // that is running keeps its counters: the id gives it a counter of its own.
-std::string FaultJson(const Options& options, std::optional<std::int32_t> index) {
+std::string FaultJson(const FaultOptions& options, std::optional<std::int32_t> index) {
   rapidjson::StringBuffer buffer;
   rapidjson::Writer<rapidjson::StringBuffer> writer(buffer);
   const auto put = [&](const char* key, const std::optional<std::int64_t>& value) {
@@ -231,14 +257,14 @@ std::string FaultJson(const Options& options, std::optional<std::int32_t> index)
   return buffer.GetString();
 }
 
-bool IsNamed(const Fault& fault, const Options& options, std::optional<std::int32_t> index) {
+bool IsNamed(const Fault& fault, const FaultOptions& options, std::optional<std::int32_t> index) {
   const char* command = fault.command ? NameOf(*fault.command) : "any";
   return (options.command == "any" || options.command == command) &&
          (options.kind.empty() || options.kind == NameOf(fault.kind)) &&
          (!index || fault.index == index);
 }
 
-void InjectFault(const Options& options) {
+void InjectFault(const FaultOptions& options) {
   if (!options.clear && options.kind.empty()) {
     throw CLI::ValidationError("fault", "name a --kind, or remove faults with --clear");
   }
@@ -258,7 +284,7 @@ void InjectFault(const Options& options) {
 }
 
 // A program that is running may keep its counters elsewhere, so the faults get new ones as well.
-void Reset(const Options& options) {
+void Reset(const FleetOptions& options) {
   EditFleet(options.fleet, [](FleetEditor& editor) {
     return editor.RenewFaults(static_cast<std::uint64_t>(MicrosecondsNow()));
   });
@@ -281,7 +307,8 @@ class CommandLine {
     AddQueries();
     AddEdits();
     AddFaultCommands();
-    app_.footer(kToolHelp);  // last: commands take over what is there when they are added
+    app_.footer("The tool's commands, answered for the fleet that VXSIM_FLEET names:\n" +
+                ToolUsage());  // last: commands take over what is there when they are added
   }
 
   int Run(std::vector<std::string> arguments) {
@@ -303,115 +330,146 @@ class CommandLine {
   }
 
  private:
-  CLI::App* Add(const char* name, const char* help, void (*run)(const Options&)) {
-    CLI::App* command = simulator_->add_subcommand(name, help);
-    command->callback([this, run] { run(options_); });
+  // A command and the options that it runs with.
+  template <class Options>
+  struct Command {
+    CLI::App* app;
+    std::shared_ptr<Options> options;
+  };
+
+  template <class Options>
+  Command<Options> Add(const char* name, const char* help, void (*run)(const Options&)) {
+    const auto options = std::make_shared<Options>();
+    CLI::App* app = simulator_->add_subcommand(name, help);
+    app->callback([options, run] { run(*options); });
+    return {app, options};
+  }
+
+  template <class Options>
+  Command<Options> AddWithFleet(const char* name, const char* help, void (*run)(const Options&)) {
+    const auto command = Add(name, help, run);
+    command.app->add_option("--fleet", command.options->fleet,
+                            "fleet file; else the one that VXSIM_FLEET names");
+    RequireFleet(command.app, command.options);
     return command;
   }
 
-  CLI::App* WithFleet(CLI::App* command) {
-    command->add_option("--fleet", options_.fleet,
-                        "fleet file; else the one that VXSIM_FLEET names");
-    RequireFleet(command);
-    return command;
-  }
-
-  // Not by the library's own look into the environment: the commands share one variable, and what
-  // the environment says would take the place of what the user named.
-  void RequireFleet(CLI::App* command) {
-    command->parse_complete_callback([this] {
+  // Not by the library's own look into the environment: what that says would take the place of what
+  // the user named.
+  static void RequireFleet(CLI::App* app, const std::shared_ptr<FleetOptions>& options) {
+    app->parse_complete_callback([options] {
       const char* const named = std::getenv("VXSIM_FLEET");
-      if (options_.fleet.empty() && named != nullptr) options_.fleet = named;
-      if (options_.fleet.empty()) throw CLI::RequiredError("A fleet file (--fleet or VXSIM_FLEET)");
+      if (options->fleet.empty() && named != nullptr) options->fleet = named;
+      if (options->fleet.empty()) {
+        throw CLI::RequiredError("A fleet file (--fleet or VXSIM_FLEET)");
+      }
     });
   }
 
-  CLI::App* AddEdit(const char* name, const char* help, void (*run)(const Options&)) {
-    CLI::App* command = WithFleet(Add(name, help, run));
-    command->add_option("--root", options_.root, "sysfs tree to bring up to date as well");
+  template <class Options>
+  Command<Options> AddEdit(const char* name, const char* help, void (*run)(const Options&)) {
+    const auto command = AddWithFleet(name, help, run);
+    command.app->add_option("--root", command.options->root,
+                            "sysfs tree to bring up to date as well");
     return command;
   }
 
-  CLI::App* AddDriveEdit(const char* name, const char* help, void (*run)(const Options&)) {
-    CLI::App* command = AddEdit(name, help, run);
-    command->add_option("DRIVE", options_.drive, "serial number or index")->required();
+  template <class Options>
+  Command<Options> AddDriveEdit(const char* name, const char* help, void (*run)(const Options&)) {
+    const auto command = AddEdit(name, help, run);
+    command.app->add_option("DRIVE", command.options->drive, "serial number or index")->required();
     return command;
   }
 
   void AddQueries() {
     Add("identify", "print one line by which a host knows that this is the stand-in", Identify);
-    CLI::App* check = Add("check", "read a fleet file and say what is wrong with it", Check);
-    check->add_option("FLEET", options_.fleet, "fleet file; else the one that VXSIM_FLEET names");
-    RequireFleet(check);
-    CLI::App* sysfs = WithFleet(
-        Add("sysfs", "lay the fleet's sysfs tree, or bring an earlier one up to date", Sysfs));
-    sysfs->add_option("--root", options_.root, "directory: new, empty, or of an earlier run")
+    const auto check = Add("check", "read a fleet file and say what is wrong with it", Check);
+    check.app->add_option("FLEET", check.options->fleet,
+                          "fleet file; else the one that VXSIM_FLEET names");
+    RequireFleet(check.app, check.options);
+    const auto sysfs = AddWithFleet(
+        "sysfs", "lay the fleet's sysfs tree, or bring an earlier one up to date", Sysfs);
+    sysfs.app
+        ->add_option("--root", sysfs.options->root, "directory: new, empty, or of an earlier run")
         ->required();
+    sysfs.app->add_option("--keep", sysfs.options->keep,
+                          "an earlier fleet file, whose drives stay where no other has come");
   }
 
   void AddEdits() {
     AddDriveEdit("pull", "take a drive out", Pull);
-    CLI::App* plug = AddEdit("plug", "put a pulled drive back in, or a new one", Plug);
-    plug->add_option("DRIVE", options_.drive, "serial number or index of a pulled drive");
-    plug->add_option("--file", options_.file, "file with the JSON object of a new drive");
-    AddDriveEdit("heat", "set a drive's temperature, and the warning that belongs to it", HeatDrive)
-        ->add_option("--to", options_.number, "degrees Celsius")
+    const auto plug = AddEdit("plug", "put a pulled drive back in, or a new one", Plug);
+    plug.app->add_option("DRIVE", plug.options->drive, "serial number or index of a pulled drive");
+    plug.app->add_option("--file", plug.options->file, "file with the JSON object of a new drive");
+    const auto heat = AddDriveEdit(
+        "heat", "set a drive's temperature, and the warning that belongs to it", HeatDrive);
+    heat.app->add_option("--to", heat.options->temperature, "degrees Celsius")
         ->required()
         ->check(CLI::Range(-273, 1000));
     AddWear();
-    AddDriveEdit("fail", "let a drive report a failure", FailDrive)
-        ->add_option("--how", options_.how,
+    const auto fail = AddDriveEdit("fail", "let a drive report a failure", FailDrive);
+    fail.app
+        ->add_option("--how", fail.options->how,
                      "spare, reliability, read-only, backup, or dead: answers nothing")
         ->required()
-        ->check(CLI::IsMember({"spare", "reliability", "read-only", "backup", "dead"}));
+        ->check(CLI::IsMember(NamesOf(kFailures, {})));
     AddDriveEdit("repair", "take back failures, warnings, heat, media errors and faults of a drive",
                  RepairDrive);
-    CLI::App* format =
+    const auto format =
         AddDriveEdit("format", "change a drive's sector size, losing its contents", FormatDrive);
-    format->add_option("--sector-size", options_.number, "bytes")
+    format.app->add_option("--sector-size", format.options->sectorSize, "bytes")
         ->required()
         ->check(CLI::IsMember({512, 4096}));
-    format->add_option("--lba-format", options_.lbaFormat,
-                       "its number; by default 0 for 512 bytes, else the present one or 1");
+    format.app->add_option("--lba-format", format.options->lbaFormat,
+                           "its number; by default 0 for 512 bytes, else the present one or 1");
+    AddSet();
   }
 
   void AddWear() {
-    CLI::App* wear = AddDriveEdit("wear", "set a drive's wear and counters", Wear);
-    wear->add_option("--used", options_.number, "percent of the rated life")
-        ->check(CLI::Range(0, 255));
-    wear->add_option("--spare", options_.spare,
-                     "percent; below the threshold it sets the spare warning")
-        ->check(CLI::Range(0, 255));
-    wear->add_option("--media-errors", options_.mediaErrors, "count")
-        ->check(CLI::NonNegativeNumber);
-    wear->add_option("--ea", options_.attributeEA, "normalized attribute EA")
-        ->check(CLI::NonNegativeNumber);
-    wear->add_option("--ad", options_.attributeAD, "normalized attribute AD")
-        ->check(CLI::NonNegativeNumber);
-    wear->add_option("--read", options_.unitsRead, "data units of 512,000 bytes")
-        ->check(CLI::NonNegativeNumber);
-    wear->add_option("--written", options_.unitsWritten, "data units of 512,000 bytes")
-        ->check(CLI::NonNegativeNumber);
-    wear->add_option("--hours", options_.hours, "power-on hours")->check(CLI::NonNegativeNumber);
+    const auto [app, options] = AddDriveEdit("wear", "set a drive's wear and counters", Wear);
+    const CLI::Range byte(0, 255);
+    app->add_option("--used", options->used, "percent of the rated life")->check(byte);
+    app->add_option("--spare", options->spare,
+                    "percent; below the threshold it sets the spare warning")
+        ->check(byte);
+    const auto count = [&app = app](const char* name, auto& value, const char* help) {
+      app->add_option(name, value, help)->check(CLI::NonNegativeNumber);
+    };
+    count("--media-errors", options->mediaErrors, "count");
+    count("--ea", options->attributeEA, "normalized attribute EA");
+    count("--ad", options->attributeAD, "normalized attribute AD");
+    count("--read", options->unitsRead, "data units of 512,000 bytes");
+    count("--written", options->unitsWritten, "data units of 512,000 bytes");
+    count("--hours", options->hours, "power-on hours");
+  }
+
+  void AddSet() {
+    const auto [app, options] =
+        AddDriveEdit("set", "let the tool print a key of your own for a drive", SetKey);
+    app->add_option("--key", options->key, "the key's name")->required();
+    app->add_option("--to", options->value, "its value as JSON; anything else is a text");
+    app->add_option("--in", options->answer, "the answer that it stands in, by default inventory")
+        ->check(CLI::IsMember(ExtraAnswerNames()));
+    app->add_flag("--clear", options->clear, "remove the key instead");
   }
 
   void AddFaultCommands() {
-    CLI::App* fault = WithFleet(Add("fault", "let the tool itself misbehave", InjectFault));
-    fault->add_option("DRIVE", options_.drive, "only for this drive: serial number or index");
-    fault->add_option("--command", options_.command, "only this command")
+    const auto [app, options] = AddWithFleet("fault", "let the tool itself misbehave", InjectFault);
+    app->add_option("DRIVE", options->drive, "only for this drive: serial number or index");
+    app->add_option("--command", options->command, "only this command")
         ->check(CLI::IsMember(NamesOf(kToolCommands, {"any"})));
-    fault->add_option("--kind", options_.kind, "what happens")
+    app->add_option("--kind", options->kind, "what happens")
         ->check(CLI::IsMember(NamesOf(kFaultKinds, {})));
-    fault->add_option("--ms", options_.ms, "latency: milliseconds");
-    fault->add_option("--status", options_.status, "exit: the status");
-    fault->add_option("--signal", options_.signal, "crash: the signal");
-    fault->add_option("--megabytes", options_.megabytes, "flood: how much");
-    fault->add_option("--text", options_.text, "preamble: what stands before the answer");
-    fault->add_flag("--keep-output", options_.keepOutput, "exit, crash: print the answer first");
-    fault->add_option("--first", options_.firstCalls, "only that many calls");
-    fault->add_option("--from", options_.fromCall, "only from that call on, counted from 1");
-    fault->add_flag("--clear", options_.clear, "remove the faults that match instead");
-    WithFleet(Add("reset", "let faults that are limited to certain calls count anew", Reset));
+    app->add_option("--ms", options->ms, "latency: milliseconds");
+    app->add_option("--status", options->status, "exit: the status");
+    app->add_option("--signal", options->signal, "crash: the signal");
+    app->add_option("--megabytes", options->megabytes, "flood: how much");
+    app->add_option("--text", options->text, "preamble: what stands before the answer");
+    app->add_flag("--keep-output", options->keepOutput, "exit, crash: print the answer first");
+    app->add_option("--first", options->firstCalls, "only that many calls");
+    app->add_option("--from", options->fromCall, "only from that call on, counted from 1");
+    app->add_flag("--clear", options->clear, "remove the faults that match instead");
+    AddWithFleet("reset", "let faults that are limited to certain calls count anew", Reset);
   }
 
   template <class Rows>
@@ -423,7 +481,6 @@ class CommandLine {
   const Caller caller_ = CallerOf();
   CLI::App app_;
   CLI::App* simulator_ = nullptr;
-  Options options_;
 };
 
 }  // namespace

@@ -274,10 +274,32 @@ class Layout {
   Tree tree_;
 };
 
+bool SharesAPlace(const Drive& left, const Drive& right) {
+  const auto same = [](const auto& one, const auto& other) { return one && one == other; };
+  return same(left.devicePath, right.devicePath) ||
+         (left.pci && right.pci &&
+          (left.pci->address == right.pci->address || same(left.pci->slot, right.pci->slot)));
+}
+
 }  // namespace
 
 Tree SysfsOf(const Fleet& fleet) {
   return Layout(fleet).Build();
+}
+
+Tree SysfsOf(const Fleet& fleet, const Fleet& earlier) {
+  Fleet both = fleet;
+  for (const Drive& drive : earlier.drives) {
+    const bool taken = std::any_of(
+        fleet.drives.begin(), fleet.drives.end(),
+        [&](const Drive& other) { return other.present && SharesAPlace(drive, other); });
+    if (drive.present && !taken) both.drives.push_back(drive);
+  }
+  try {
+    return SysfsOf(both);
+  } catch (const FleetError&) {
+    return SysfsOf(fleet);
+  }
 }
 
 }  // namespace vxsim

@@ -12,4 +12,9 @@ namespace vxsim {
 // function is.
 Tree SysfsOf(const Fleet& fleet);
 
+// The same with the drives of an earlier fleet beside the present ones, but for those whose device
+// path, PCI address or slot a present drive has taken: for readers who may still look for a drive
+// that has left. When the two cannot stand in one tree, that of the fleet alone.
+Tree SysfsOf(const Fleet& fleet, const Fleet& earlier);
+
 }  // namespace vxsim

@@ -138,7 +138,36 @@ Outcome Run(const fs::path& file, const Call& call) {
   return outcome;
 }
 
+// A command line as help shows it: "#" is N, a new line before what would be too wide.
+std::string UsageOf(std::string_view words) {
+  constexpr std::size_t kWidest = 80;
+  std::string usage = " ";
+  std::size_t column = usage.size();
+  while (!words.empty()) {
+    const std::string_view word = words.substr(0, words.find(' '));
+    words.remove_prefix(std::min(words.size(), word.size() + 1));
+    if (column + word.size() >= kWidest) {
+      usage += " \\\n       ";
+      column = 7;
+    }
+    usage += " ";
+    usage += word.front() == '#' ? "N" : word;
+    column += 1 + word.size();
+  }
+  return usage;
+}
+
 }  // namespace
+
+std::string ToolUsage() {
+  std::string usage;
+  for (const CommandLine& line : kCommandLines) {
+    usage += (usage.empty() ? "" : "\n") + UsageOf(line.words);
+    if (std::string_view(line.words).ends_with("#*"))
+      usage += "\n" + UsageOf(line.words) + "NAME=VALUE";
+  }
+  return usage;
+}
 
 Outcome RunTool(const std::vector<std::string>& arguments) {
   const char* file = std::getenv("VXSIM_FLEET");

@@ -12,4 +12,7 @@ namespace vxsim {
 // for a command line that is not known, nothing is printed and the status is not 0.
 Outcome RunTool(const std::vector<std::string>& arguments);
 
+// Those command lines for people, one a line, with N for an index; no line end after the last.
+std::string ToolUsage();
+
 }  // namespace vxsim

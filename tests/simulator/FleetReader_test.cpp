@@ -116,6 +116,34 @@ TEST(ParseFleet, WholeFileWrong_SaysWhere) {
       "it into place");
 }
 
+TEST(ParseFleet, ExtraKeys_AreKeptByAnswerAsTheyStand) {
+  const Fleet fleet = ParseFleet(
+      simtest::OneDrive(R"("extra": {"inventory": {"B key": "text", "A": [1, {"b": null}]},
+                                     "log202": {"AB": {"Normalized": 18446744073709551615}}})"),
+      "f");
+  const auto& extra = fleet.drives[0].extra;
+  ASSERT_EQ(extra.size(), 2U);
+  const auto& inventory = extra.at(vxsim::ToolCommand::Inventory);
+  ASSERT_EQ(inventory.size(), 2U);
+  EXPECT_EQ(inventory[0].name, "B key");
+  EXPECT_EQ(inventory[0].json, "\"text\"");
+  EXPECT_EQ(inventory[1].json, R"([1,{"b":null}])");
+  EXPECT_EQ(extra.at(vxsim::ToolCommand::Log202)[0].json, R"({"Normalized":18446744073709551615})");
+}
+
+TEST(ParseFleet, WrongExtraKeys_AreNamed) {
+  EXPECT_EQ(DriveError(R"("extra": 1)"), "f: drives[0].extra: is a number; give an object");
+  EXPECT_EQ(DriveError(R"("extra": {"log3": {}})"),
+            "f: drives[0].extra.log3: is not known; remove it or use one of: inventory, log2, "
+            "log197, log202");
+  EXPECT_EQ(DriveError(R"("extra": {"log2": {"A": 1, "A": 2}})"),
+            "f: drives[0].extra.log2.A: is there twice; keep one of them");
+  const std::string deep = std::string(27, '[') + std::string(27, ']');
+  EXPECT_EQ(DriveError(R"("extra": {"log2": {"A": )" + deep + "}}"), "no error");
+  EXPECT_EQ(DriveError(R"("extra": {"log2": {"A": [)" + deep + "]}}"),
+            "f: drives[0].extra.log2.A: nests too deeply; give at most 27 levels");
+}
+
 TEST(ParseFleet, TextThatIsNoJson_IsASyntaxError) {
   for (const char* text : {"", " ", "{", "{\"drives\": [}", "{\"drives\": []} x", "\"\xff\""}) {
     EXPECT_THROW(ParseFleet(text, "f"), vxsim::FleetSyntaxError) << text;
@@ -140,7 +168,7 @@ TEST(ParseFleet, WrongMemberOfADrive_IsNamedWithTheWayOut) {
        "errorString, "
        "maximumLBA, nativeMaxLBA, sectorSize, physicalSize, lbaFormat, numLbaFormats, powerState, "
        "powerGovernorMode, tempThreshold, rsteDiskId, controller, driver, usedBytes, maintenance, "
-       "settings, health, pci"},
+       "settings, health, pci, extra"},
       {R"("present": 1)", "f: drives[0].present: is a number; give true or false"},
       {R"("firmware": null)", "f: drives[0].firmware: is null; give a text"},
       {R"("firmware": "123456789")", "f: drives[0].firmware: has 9 characters; give at most 8"},

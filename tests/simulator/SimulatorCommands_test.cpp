@@ -48,7 +48,7 @@ TEST(Simulator, Identify_PrintsOneLineWithoutAnyFleet) {
 TEST(Simulator, Help_IsThereForEveryCommand) {
   EXPECT_NE(RunTool("--help").out.find("show -all -o json -torvex"), std::string::npos);
   for (const char* command : {"", "identify", "check", "sysfs", "pull", "plug", "heat", "wear",
-                              "fail", "repair", "format", "fault", "reset"}) {
+                              "fail", "repair", "format", "set", "fault", "reset"}) {
     const ToolRun run = RunTool(std::string("simulator ") + command + " --help");
     EXPECT_EQ(run.status, 0) << command;
     EXPECT_NE(run.out.find("Usage: isdct"), std::string::npos) << command;
@@ -62,7 +62,9 @@ TEST(Simulator, WrongUsage_EndsWithTwoAndPrintsNothingOnStandardOutput) {
         "simulator heat 3 --to x", "simulator fail 3 --how gently",
         "simulator format 3 --sector-size 1", "simulator fault 3", "simulator fault 3 --kind sleep",
         "simulator plug", "simulator sysfs", "simulator identify now",
-        "simulator wear 3 --used 300", "simulator wear 3", "simulator wear 3 --written -1"}) {
+        "simulator wear 3 --used 300", "simulator set 3 --key K",
+        "simulator set 3 --key K --to 1 --clear", "simulator set 3 --key K --to 1 --in log203",
+        "simulator wear 3", "simulator wear 3 --written -1"}) {
     const ToolRun run = fleet.Run(arguments);
     EXPECT_EQ(run.status, 2) << arguments;
     EXPECT_EQ(run.out, "") << arguments;
@@ -227,6 +229,46 @@ TEST(Simulator, FaultThatIsNone_IsRefusedAndChangesNothing) {
   const ToolRun run = fleet.Run("simulator fault --command version --kind hang --ms 5");
   EXPECT_EQ(run.status, 1);
   EXPECT_NE(run.err.find("faults[0].ms: is not known"), std::string::npos);
+  EXPECT_EQ(fleet.Text(), before);
+}
+
+TEST(Simulator, Set_ChangesOneExtraKey) {
+  const FleetDirectory fleet(OneDrive(R"("extra": {"inventory": {"Other": 1}})"));
+  const auto inventory = [&] { return fleet.Run(simtest::kInventory).out; };
+  fleet.Edit("set 3 --key Namespaces --to 2");
+  EXPECT_NE(inventory().find("\"Namespaces\": 2"), std::string::npos);
+  fleet.Edit("set SERIAL3 --key Namespaces --to 3");
+  fleet.Edit("set 3 --key a.b --to X5");
+  const std::string after = inventory();
+  EXPECT_EQ(after.find("\"Namespaces\": 2"), std::string::npos);
+  EXPECT_NE(after.find("\"Namespaces\": 3"), std::string::npos);
+  EXPECT_NE(after.find("\"a.b\": \"X5\""), std::string::npos);
+  EXPECT_NE(after.find("\"Other\": 1"), std::string::npos);
+  fleet.Edit("set 3 --key Namespaces --clear");
+  EXPECT_EQ(inventory().find("Namespaces"), std::string::npos);
+}
+
+TEST(Simulator, SetInALog_LeavesTheInventoryAlone) {
+  const FleetDirectory fleet(OneDrive());
+  const std::string before = fleet.Run(simtest::kInventory).out;
+  fleet.Edit(R"(set 3 --in log202 --key AB --to {"Normalized":5})");
+  EXPECT_EQ(FirstDrive(fleet)["extra"]["log202"]["AB"]["Normalized"].GetInt(), 5);
+  EXPECT_NE(fleet.Run(simtest::Log202(3)).out.find("{\"Normalized\":5}"), std::string::npos);
+  EXPECT_EQ(fleet.Run(simtest::kInventory).out, before);
+}
+
+TEST(Simulator, SetThatCannotBeDone_IsRefusedAndChangesNothing) {
+  const FleetDirectory fleet(OneDrive());
+  const std::string before = fleet.Text();
+  const ToolRun missing = fleet.Run("simulator set 3 --key K --clear");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_EQ(missing.err, "isdct: " + fleet.File().string() +
+                             ": drive SERIAL3 has no extra key \"K\" in inventory; name one of "
+                             "those that \"extra\" lists\n");
+  const std::string deep = std::string(30000, '[') + std::string(30000, ']');
+  const ToolRun tooDeep = fleet.Run("simulator set 3 --key K --to " + deep);
+  EXPECT_EQ(tooDeep.status, 1);
+  EXPECT_NE(tooDeep.err.find("nest"), std::string::npos) << tooDeep.err;
   EXPECT_EQ(fleet.Text(), before);
 }
 

@@ -228,6 +228,93 @@ TEST(Sysfs, AnotherDriveAtTheSamePlace_IsShownAsTheNewOne) {
   EXPECT_EQ(machine.Read("class/nvme/nvme0/serial").substr(0, 3), "NEW");
 }
 
+// A drive called by its bus number, at the place of that number.
+std::string DriveOf(int number, const std::string& members = "") {
+  const std::string text = std::to_string(number);
+  return R"({"serial": "S)" + text + R"(", "model": "M", "index": )" + text +
+         R"(, "devicePath": "/dev/nvme)" + text + R"(n1", "pci": {"address": "0000:0)" + text +
+         R"(:00.0", "device": "0a54"})" + members + "}";
+}
+std::string FleetOf(const std::string& drives) {
+  return R"({"drives": [)" + drives + "]}";
+}
+
+// The tree of a fleet that takes the place of an earlier one, which is kept.
+class Succession : public Machine {
+ public:
+  Succession(const std::string& earlier, const std::string& fleet) : Machine(earlier) {
+    vxtest::WriteFile(Earlier(), earlier);
+    Write(fleet);
+    LayBeside();
+  }
+  fs::path Earlier() const { return Path() / "earlier.json"; }
+  void LayBeside() const {
+    Edit("sysfs --root " + Root().string() + " --keep " + Earlier().string());
+  }
+};
+
+TEST(SysfsKeep, DriveThatLeaves_StaysBesideTheOneThatComes) {
+  const std::string left = DriveOf(1, R"(, "present": false)") + "," + DriveOf(2);
+  const Succession machine(FleetOf(DriveOf(1)), FleetOf(left));
+  EXPECT_EQ(machine.List("bus/pci/slots").size(), 0U);
+  EXPECT_EQ(machine.List("class/nvme"), (Names{"nvme1", "nvme2"}));
+  machine.Lay();
+  EXPECT_EQ(machine.List("class/nvme"), Names{"nvme2"});
+}
+
+TEST(SysfsKeep, PlaceThatIsTaken_IsTheNewDrives) {
+  const std::string same = R"({"serial": "NEW", "model": "M", )";
+  for (const std::string& place :
+       {std::string(R"("devicePath": "/dev/nvme1n1", "pci": {"address": "0000:05:00.0",)"),
+        std::string(R"("devicePath": "/dev/nvme9n1", "pci": {"address": "0000:01:00.0",)")}) {
+    const Succession machine(FleetOf(DriveOf(1)), FleetOf(same + place + R"("device": "0a54"}})"));
+    ASSERT_EQ(machine.List("class/nvme").size(), 1U) << place;
+    EXPECT_EQ(machine.Read("class/nvme/" + machine.List("class/nvme")[0] + "/serial").substr(0, 3),
+              "NEW");
+  }
+}
+
+TEST(SysfsKeep, SlotThatIsTaken_IsTheNewDrives) {
+  const auto inSlot = [](int number) {
+    std::string drive = DriveOf(number);
+    return drive.insert(drive.find("\"device\":"), R"("slot": "4", )");
+  };
+  const Succession machine(FleetOf(inSlot(1)), FleetOf(inSlot(2)));
+  EXPECT_EQ(machine.List("class/nvme"), Names{"nvme2"});
+  EXPECT_EQ(machine.Read("bus/pci/slots/4/address"), "0000:02:00\n");
+}
+
+TEST(SysfsKeep, DriveThatWasPulledBefore_DoesNotComeBack) {
+  const Succession machine(FleetOf(DriveOf(1, R"(, "present": false)")), FleetOf(DriveOf(2)));
+  EXPECT_EQ(machine.List("class/nvme"), Names{"nvme2"});
+}
+
+TEST(SysfsKeep, DriveThatHasMoved_IsAtBothPlaces) {
+  std::string moved = DriveOf(2);
+  moved.replace(moved.find("S2"), 2, "S1");
+  const Succession machine(FleetOf(DriveOf(1)), FleetOf(moved));
+  EXPECT_EQ(machine.Read("class/nvme/nvme1/serial"), machine.Read("class/nvme/nvme2/serial"));
+}
+
+TEST(SysfsKeep, FleetsThatCannotStandInOneTree_ShowTheNewOne) {
+  std::string atTheBridge = DriveOf(2);
+  const std::string port = R"("port": "0000:01:00.0", )";
+  atTheBridge.insert(atTheBridge.find("\"device\":"), port);
+  const Succession machine(FleetOf(DriveOf(1)), FleetOf(atTheBridge));
+  EXPECT_EQ(machine.List("class/nvme"), Names{"nvme2"});
+}
+
+TEST(SysfsKeep, EarlierFileThatIsNoFleet_IsNamedAndChangesNothing) {
+  const Machine machine(FleetOf(DriveOf(1)));
+  machine.Write(FleetOf(DriveOf(2)));
+  vxtest::WriteFile(machine.Path() / "earlier.json", "{}");
+  const ToolRun run = machine.Run("simulator sysfs --root " + machine.Root().string() + " --keep " +
+                                  (machine.Path() / "earlier.json").string());
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.err.find("earlier.json: drives: is missing"), std::string::npos) << run.err;
+  EXPECT_EQ(machine.List("class/nvme"), Names{"nvme1"});
+}
+
 // The names in a directory at one moment at which it certainly stood at its path; empty when it did
 // not.
 Names NamesAtOneMoment(const fs::path& path) {

@@ -187,6 +187,59 @@ TEST(Tool, LogOfADriveThatSaysNothing_HasAnEmptySection) {
   }
 }
 
+TEST(Tool, ExtraKeys_StandAtTheEndOfTheirSection) {
+  const FleetDirectory fleet(simtest::OneDrive(
+      R"("firmware": "FW1", "extra": {"inventory": {"Namespaces": 2, "A key": ["x", {"y": 1.5}]}})"));
+  EXPECT_EQ(fleet.Run(simtest::kInventory).out, R"({
+  "Intel SSD Test Series SERIAL3": {
+    "Firmware": "FW1",
+    "Index": 3,
+    "ModelNumber": "INTEL SSDPE2TEST",
+    "ProductFamily": "Intel SSD Test Series",
+    "SerialNumber": "SERIAL3",
+    "Namespaces": 2,
+    "A key": ["x",{"y":1.5}]
+  }
+}
+)");
+  EXPECT_EQ(fleet.Run(simtest::Log203(3)).out, fleet.Run(simtest::kInventory).out);
+}
+
+TEST(Tool, ExtraKeysOfALog_StandInThatLogOnly) {
+  const FleetDirectory fleet(simtest::OneDrive(
+      R"("extra": {"log2": {"Endurance Group": "7"}, "log197": {"Highest": 99},
+                   "log202": {"AB": {"Normalized": 5}}})"));
+  const Document health = Parse(fleet.Run(simtest::Log2(3)).out);
+  const Value& log2 = OnlySection(health, "NVMeLog SMART and Health Information SERIAL3");
+  EXPECT_STREQ(log2["Endurance Group"].GetString(), "7");
+  const Document temperature = Parse(fleet.Run(simtest::Log197(3)).out);
+  const Value& log197 = OnlySection(temperature, "NVMeLog Temp Statistics SERIAL3");
+  EXPECT_EQ(log197.MemberCount(), 1U);
+  EXPECT_EQ(log197["Highest"].GetInt(), 99);
+  const Document attributes = Parse(fleet.Run(simtest::Log202(3)).out);
+  EXPECT_EQ(OnlySection(attributes, "SMART Attributes SERIAL3")["AB"]["Normalized"].GetInt(), 5);
+  EXPECT_EQ(fleet.Run(simtest::kInventory).out.find("Highest"), std::string::npos);
+}
+
+TEST(Tool, ExtraKeyWithTheNameOfAKeyOfTheTool_TakesItsPlace) {
+  const FleetDirectory fleet(simtest::OneDrive(
+      R"("firmware": "FW1", "health": {"mediaErrors": 3, "normalizedEA": 99},
+         "extra": {"inventory": {"Firmware": 5}, "log2": {"Media Errors": null},
+                   "log202": {"EA": "gone"}})"));
+  const Document inventory = Parse(fleet.Run(simtest::kInventory).out);
+  const Value& drive = OnlySection(inventory, "Intel SSD Test Series SERIAL3");
+  EXPECT_EQ(drive.MemberCount(), 5U);
+  EXPECT_EQ(drive["Firmware"].GetInt(), 5);
+  const Document health = Parse(fleet.Run(simtest::Log2(3)).out);
+  const Value& log2 = OnlySection(health, "NVMeLog SMART and Health Information SERIAL3");
+  EXPECT_EQ(log2.MemberCount(), 1U);
+  EXPECT_TRUE(log2["Media Errors"].IsNull());
+  const Document attributes = Parse(fleet.Run(simtest::Log202(3)).out);
+  const Value& log202 = OnlySection(attributes, "SMART Attributes SERIAL3");
+  EXPECT_EQ(log202.MemberCount(), 1U);
+  EXPECT_STREQ(log202["EA"].GetString(), "gone");
+}
+
 TEST(Tool, Version_IsThatOfTheFleet) {
   const FleetDirectory fleet(R"({"toolVersion": "3.0.26", "drives": []})");
   const Document document = Parse(fleet.Run(simtest::kVersion).out);
