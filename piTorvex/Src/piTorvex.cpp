@@ -12,7 +12,6 @@
 #include <boost/convert/stream.hpp>
 #include <boost/format.hpp>
 #include <boost/variant.hpp>
-#include <cxxabi.h>
 
 #include <DB/DatabaseException.h>
 #include <TLX/Threading/Cancellation.h>
@@ -113,18 +112,13 @@ constexpr auto COMMANDS = std::to_array<CCommand>({
 });
 static_assert(COMMANDS.size() == PI::COMMAND_EXECUTE_OPERATION);
 
-VX_CATCHES_CANCELLATION unsigned int Run(const CCommand& command, IPLUGINAPI_IMPL& plugin,
-                                         unsigned long objectId, void* data) {
-  try {
-    return command.m_Run(plugin, objectId, data);
-  } catch (const abi::__forced_unwind&) {
-    throw;  // the calling thread is being cancelled: nobody may stop that
-  } catch (const std::exception& error) {
-    TraceStopped("Execute", error.what());
-  } catch (...) {
-    TraceStopped("Execute", "unknown exception");
-  }
-  return ERR_GENERAL_FAILURE;
+// Nothing but a cancellation of the calling thread passes.
+unsigned int Run(const CCommand& command, IPLUGINAPI_IMPL& plugin, unsigned long objectId,
+                 void* data) {
+  unsigned int result = ERR_GENERAL_FAILURE;
+  TLX::Threading::Guarded([&] { result = command.m_Run(plugin, objectId, data); },
+                          [](const char* what) { TraceStopped("Execute", what); });
+  return result;
 }
 
 }  // namespace
@@ -447,24 +441,17 @@ bool StoreValue(const PI::CPropertyValue& value, std::vector<std::string>& field
 
 // --- The two exported functions
 
-extern "C" VX_EXPORT VX_CATCHES_CANCELLATION unsigned int createIf(IPLUGINAPI** out) {
+extern "C" VX_EXPORT unsigned int createIf(IPLUGINAPI** out) {
   using namespace NAMESPACE_piTorvex;
   if (out == nullptr) return ERR_OUT_OF_MEMORY;
   *out = nullptr;
-  try {
+  const auto create = [out] {
     // The constructor reads files and asks for the database, so that it may throw.
     *out = new (std::nothrow) IPLUGINAPI_IMPL;
-    if (*out == nullptr) return ERR_OUT_OF_MEMORY;
-    (*out)->m_ModuleID = TLX_MODULE_INFO_piTorvex.Id();
-    return SUCCESS;
-  } catch (const abi::__forced_unwind&) {
-    throw;
-  } catch (const std::exception& error) {
-    TraceStopped("createIf", error.what());
-  } catch (...) {
-    TraceStopped("createIf", "unknown exception");
-  }
-  return ERR_OUT_OF_MEMORY;
+    if (*out != nullptr) (*out)->m_ModuleID = TLX_MODULE_INFO_piTorvex.Id();
+  };
+  TLX::Threading::Guarded(create, [](const char* what) { TraceStopped("createIf", what); });
+  return *out != nullptr ? SUCCESS : ERR_OUT_OF_MEMORY;
 }
 
 extern "C" VX_EXPORT void releaseIf(IPLUGINAPI** in) {

@@ -18,7 +18,6 @@
 #include <boost/bind/bind.hpp>
 #include <boost/filesystem/path.hpp>
 #include <boost/optional.hpp>
-#include <cxxabi.h>
 
 #include <DB/DatabaseException.h>
 #include <DatabaseORM/Storage.h>
@@ -941,18 +940,10 @@ void IPLUGINAPI_IMPL::UnlockObjectsUnguarded() {
 
 // Nothing but a cancellation leaves a wake-up. A scan that failed counts as done, so that a tool
 // that always fails is not run more often than the intervals say.
-VX_CATCHES_CANCELLATION void IPLUGINAPI_IMPL::RefreshGuarded(CWorkerState& state) {
-  try {
-    Refresh(state);
-    return;
-  } catch (const abi::__forced_unwind&) {
-    throw;
-  } catch (const std::exception& error) {
-    TraceStopped(WORKER, error.what());
-  } catch (...) {
-    TraceStopped(WORKER, "unknown exception");
-  }
-  if (state.m_RescanDue) {
+void IPLUGINAPI_IMPL::RefreshGuarded(CWorkerState& state) {
+  const bool done = TLX::Threading::Guarded([&] { Refresh(state); },
+                                            [](const char* what) { TraceStopped(WORKER, what); });
+  if (!done && state.m_RescanDue) {
     state.m_RescanDue = false;
     state.m_LastScan = TLX::Misc::now();
   }
@@ -1059,18 +1050,11 @@ bool IPLUGINAPI_IMPL::PauseBetweenRecords() {
 }
 
 // Called with no lock held, so that the host may call back. What the callback throws is dropped.
-VX_CATCHES_CANCELLATION void IPLUGINAPI_IMPL::NotifyHost() {
+void IPLUGINAPI_IMPL::NotifyHost() {
   const auto notify = m_NotifyHost;
   if (!notify) return;
-  try {
-    notify(this);
-  } catch (const abi::__forced_unwind&) {
-    throw;
-  } catch (const std::exception& error) {
-    TraceStopped(WORKER, error.what());
-  } catch (...) {
-    TraceStopped(WORKER, "unknown exception");
-  }
+  TLX::Threading::Guarded([&] { notify(this); },
+                          [](const char* what) { TraceStopped(WORKER, what); });
 }
 
 // --- Scan

@@ -807,8 +807,7 @@ TEST_F(HangingTool, InALogPass_IsCancelledAndThePluginStaysUsable) {
   CancelAndUseAgain();
 }
 
-// The two doors that catch everything else must let the unwinding of a cancelled thread through, or
-// the whole process ends.
+// The two doors that catch everything else must let a cancellation through, or the thread goes on.
 TEST_F(HangingTool, InARequestOfAHostThread_IsCancelledWithThatThread) {
   Start();
   ASSERT_EQ(guest->DeInitialize(), 0U);

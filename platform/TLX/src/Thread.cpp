@@ -8,7 +8,6 @@
 #include <exception>
 #include <utility>
 
-#include <cxxabi.h>
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -17,30 +16,10 @@
 #include <TLX/Threading/Event.h>
 #include <TLX/Threading/Thread.h>
 
-// How one asks for it: g++ by the first, clang by the second.
-#if defined(__SANITIZE_ADDRESS__)
-#define VX_UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define VX_UNDER_ASAN 1
-#endif
-#endif
-#ifdef VX_UNDER_ASAN
-#include <sanitizer/asan_interface.h>
-#endif
-
 namespace TLX::Internals {
 namespace {
 
 thread_local CThreadState* t_Current = nullptr;
-
-// AddressSanitizer sees ordinary exceptions but not the unwinding of a cancelled thread, and would
-// take the frames that it leaves for corrupted.
-inline void ForgetFramesUnderAsan() {
-#ifdef VX_UNDER_ASAN
-  __asan_handle_no_return();
-#endif
-}
 
 }  // namespace
 
@@ -75,11 +54,11 @@ void CThreadState::DeliverCancellation() {
     eventfd_t value = 0;
     static_cast<void>(eventfd_read(m_WakeDescriptor, &value));
   }
-  // The thread cancels itself, so nobody ever needs the handle of a thread that may have ended.
-  pthread_cancel(pthread_self());
-  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
-  ForgetFramesUnderAsan();
-  pthread_testcancel();  // does not return
+  throw Threading::CCancelled();
+}
+
+void CThreadState::StrikeAgain() const {
+  if (m_Delivered && std::uncaught_exceptions() == 0) throw Threading::CCancelled();
 }
 
 void CThreadState::SetParker(CParker* parker) {
@@ -169,11 +148,10 @@ void ReportEscaped(const char* reason) {
   Internals::TraceOwn(Misc::TRACE_STEPS, "RunBody", "thread ended by exception: %s", reason);
 }
 
-VX_CATCHES_CANCELLATION void RunBody(const CThreadImpl& impl) {
+void RunBody(const CThreadImpl& impl) {
   try {
     impl.m_Body();
-  } catch (abi::__forced_unwind&) {
-    throw;
+  } catch (const CCancelled&) {  // NOLINT(bugprone-empty-catch): it has arrived
   } catch (const std::exception& error) {
     ReportEscaped(error.what());
   } catch (...) {
@@ -242,8 +220,16 @@ Native_OS::CNativeThread& CThread::Native() noexcept {
   return m_Native;
 }
 
+CCancelled::CCancelled() noexcept = default;
+CCancelled::~CCancelled() = default;
+
 bool CCancellation::Requested() noexcept {
   return Internals::CancellationPending();
+}
+
+bool CCancellation::Struck() noexcept {
+  const Internals::CThreadState* const state = Internals::CThreadState::Current();
+  return state != nullptr && state->IsStruck();
 }
 
 int CCancellation::WakeDescriptor() noexcept {
@@ -254,6 +240,11 @@ int CCancellation::WakeDescriptor() noexcept {
 void CCancellation::Deliver() {
   if (Internals::CThreadState* const state = Internals::CThreadState::Current())
     state->DeliverCancellation();
+}
+
+void CCancellation::StrikeAgain() {
+  if (const Internals::CThreadState* const state = Internals::CThreadState::Current())
+    state->StrikeAgain();
 }
 
 }  // namespace TLX::Threading

@@ -46,8 +46,11 @@ class CThreadState {
   bool CancellationPending() const noexcept {
     return !m_Delivered && m_HeldBack == 0 && m_Requested.load(std::memory_order_acquire);
   }
-  // Strikes when a cancellation is pending.
+  bool IsStruck() const noexcept { return m_Delivered; }
+  // Both throw CCancelled: when a cancellation is pending; when one has struck and the stack does
+  // not unwind.
   void DeliverCancellation();
+  void StrikeAgain() const;
   void HoldBack() noexcept { ++m_HeldBack; }
   void LetThrough() noexcept { --m_HeldBack; }
 

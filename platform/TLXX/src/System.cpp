@@ -181,12 +181,20 @@ int RunChange(const std::string& command, const std::string& arguments,
   return collected ? COLLECTED : FAILED;
 }
 
+// Whether the calling thread may still run something. Throws on one that a cancellation has struck;
+// in a destructor while its stack unwinds the call fails instead.
+bool MayRun() {
+  CCancellation::StrikeAgain();
+  return !CCancellation::Struck();
+}
+
 }  // namespace
 
 ICommandRunner::~ICommandRunner() = default;
 
 int CSystem::ExecuteCommand(const std::string& command, const std::string& arguments,
                             std::string& output) {
+  if (!MayRun()) return FAILED;
   if (ICommandRunner* const runner = s_Runner.load()) {
     return runner->Execute(command, arguments, output);
   }
@@ -197,6 +205,7 @@ int CSystem::ExecuteCommand(const std::string& command, const std::string& argum
 
 int CSystem::ExecuteCommand(const std::string& command, const std::string& arguments,
                             std::vector<std::string>& lines) {
+  if (!MayRun()) return FAILED;
   if (ICommandRunner* const runner = s_Runner.load()) {
     return runner->Execute(command, arguments, lines);
   }

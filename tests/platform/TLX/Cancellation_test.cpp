@@ -4,6 +4,8 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -98,6 +100,102 @@ TEST(Cancellation, PassesThroughHandlersOfOrdinaryExceptions) {
   thread.WaitUntilAsleep();
   EXPECT_TRUE(thread.Cancel());
   EXPECT_FALSE(caught);
+}
+
+// A handler for everything in some library or host may not know of cancellation: it ends neither
+// the process nor what the thread does afterwards.
+TEST(Cancellation, SwallowedByAHandlerForEverything_LetsTheThreadGoOnUndisturbed) {
+  CEvent event;
+  event.Init(false, false);
+  CEvent swallowed;
+  swallowed.Init(false, false);
+  bool requested = true;
+  bool struck = false;
+  unsigned int waited = 0;
+  Running thread([&] {
+    try {
+      TLX::Misc::Sleep(10 * HOUR);
+    } catch (...) {  // NOLINT(bugprone-empty-catch): the mistake that is tried here
+    }
+    requested = CCancellation::Requested();
+    struck = CCancellation::Struck();
+    swallowed.Set();
+    CCancellation::Deliver();
+    waited = event.Wait(WAIT_INFINITE);
+  });
+  thread.WaitUntilAsleep();
+  std::thread canceller([&] { EXPECT_TRUE(thread.Cancel()); });
+  EXPECT_EQ(swallowed.Wait(WAIT_INFINITE), 1U);
+  event.Set();
+  canceller.join();
+  EXPECT_FALSE(requested);
+  EXPECT_TRUE(struck);
+  EXPECT_EQ(waited, 1U);
+}
+
+TEST(Cancellation, StrikeAgain_ThrowsOnAStruckThreadOnlyAndNotWhileItUnwinds) {
+  CCancellation::StrikeAgain();
+  EXPECT_FALSE(CCancellation::Struck());
+  bool beforeReturned = false;
+  bool unwindingReturned = false;
+  int again = 0;
+  Running thread([&] {
+    CCancellation::StrikeAgain();
+    beforeReturned = true;
+    try {
+      const OnLeave leave([&] {
+        CCancellation::StrikeAgain();
+        unwindingReturned = true;
+      });
+      TLX::Misc::Sleep(10 * HOUR);
+    } catch (const CCancelled&) {
+      ++again;
+    }
+    for (int round = 0; round < 2; ++round) {
+      try {
+        CCancellation::StrikeAgain();
+      } catch (const CCancelled&) {
+        ++again;
+      }
+    }
+    CCancellation::StrikeAgain();
+    again = -1;
+  });
+  thread.WaitUntilAsleep();
+  EXPECT_TRUE(thread.Cancel());
+  EXPECT_TRUE(beforeReturned);
+  EXPECT_TRUE(unwindingReturned);
+  EXPECT_EQ(again, 3);
+}
+
+TEST(Cancellation, Guarded_ReportsWhatIsThrownAndGoesOn) {
+  std::vector<std::string> reports;
+  const auto report = [&](const char* what) { reports.emplace_back(what); };
+  EXPECT_TRUE(Guarded([] {}, report));
+  EXPECT_FALSE(Guarded([] { throw std::runtime_error("no way on"); }, report));
+  EXPECT_FALSE(Guarded([] { throw 5; }, report));
+  EXPECT_EQ(reports, (std::vector<std::string>{"no way on", "unknown exception"}));
+}
+
+TEST(Cancellation, PassesThroughGuarded) {
+  std::atomic<bool> passed = false;
+  std::atomic<bool> reported = false;
+  Running thread([&] {
+    Guarded([] { TLX::Misc::Sleep(10 * HOUR); }, [&](const char*) { reported = true; });
+    passed = true;
+  });
+  thread.WaitUntilAsleep();
+  EXPECT_TRUE(thread.Cancel());
+  EXPECT_FALSE(passed);
+  EXPECT_FALSE(reported);
+}
+
+TEST(Cancellation, IsReportedNowhere) {
+  testing::internal::CaptureStderr();
+  Running thread([] { TLX::Misc::Sleep(10 * HOUR); });
+  thread.WaitUntilAsleep();
+  EXPECT_TRUE(thread.Cancel());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(Cancellation, DuringAWaitForAnEvent_LeavesTheEventToOthers) {
@@ -344,7 +442,7 @@ class BlockingSink final : public TLX::Internals::ITraceSink {
   std::vector<std::string> lines_;
 };
 
-// The line is written by a destructor, where a cancellation would end the process.
+// The line is written by a destructor, which must not throw.
 TEST(Cancellation, DoesNotStrikeInTheTraceSink) {
   const auto sink = std::make_shared<BlockingSink>();
   TLX::Internals::SetTraceSink(sink);

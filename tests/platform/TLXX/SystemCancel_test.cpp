@@ -131,6 +131,95 @@ class LateCaller : public TLX::Delegates_and_Calls::CDelegateTarget {
   std::atomic<bool> returned_ = false;
 };
 
+// Swallows its cancellation and goes on running tools: here, there, and while the stack unwinds.
+class StubbornCaller : public TLX::Delegates_and_Calls::CDelegateTarget {
+ public:
+  explicit StubbornCaller(std::string command) : command_(std::move(command)) {}
+
+  void Body() {
+    while (!TLX::Threading::CCancellation::Requested()) sched_yield();
+    Run(output_);
+    Run(output_);
+    Run(lines_);
+    const Unwinding unwinding(*this);
+    CSystem::ExecuteCommand(command_, "last", output_);
+    returned_ = true;
+  }
+  int Swallowed() const { return swallowed_; }
+  int WhileUnwinding() const { return whileUnwinding_; }
+  bool Returned() const { return returned_; }
+
+ private:
+  class Unwinding {
+   public:
+    explicit Unwinding(StubbornCaller& caller) : caller_(caller) {}
+    ~Unwinding() {
+      caller_.whileUnwinding_ = CSystem::ExecuteCommand(caller_.command_, "late", caller_.output_);
+    }
+    Unwinding(const Unwinding&) = delete;
+    Unwinding& operator=(const Unwinding&) = delete;
+
+   private:
+    StubbornCaller& caller_;
+  };
+
+  template <class Output>
+  void Run(Output& output) {
+    try {
+      CSystem::ExecuteCommand(command_, "again", output);
+    } catch (...) {
+      ++swallowed_;
+    }
+  }
+
+  const std::string command_;
+  std::string output_;
+  std::vector<std::string> lines_;
+  int swallowed_ = 0;
+  int whileUnwinding_ = -1;
+  bool returned_ = false;
+};
+
+TEST_F(SystemCancelTest, Runs_OfAThreadThatSwallowedItsCancellation_ThrowAgainAndStartNothing) {
+  StubbornCaller caller(scripts_.Add("tool", "echo > $DIR/ran"));
+  CThread thread(CThread::CBody(&caller, &StubbornCaller::Body), 0);
+  EXPECT_TRUE(thread.Native().Cancel());
+  EXPECT_EQ(caller.Swallowed(), 3);
+  EXPECT_EQ(caller.WhileUnwinding(), 0);
+  EXPECT_FALSE(caller.Returned());
+  EXPECT_FALSE(scripts_.Has("ran"));
+}
+
+// Counts what reaches it.
+class CountingRunner final : public TLXX::ICommandRunner {
+ public:
+  int Execute(const std::string&, const std::string&, std::string&) override { return ++runs_; }
+  int Execute(const std::string&, const std::string&, std::vector<std::string>&) override {
+    return ++runs_;
+  }
+  int runs_ = 0;
+};
+
+TEST_F(SystemCancelTest, Runs_OfAStruckThread_DoNotReachAnInjectedRunner) {
+  CountingRunner runner;
+  struct Body : TLX::Delegates_and_Calls::CDelegateTarget {
+    void Run() {
+      while (!TLX::Threading::CCancellation::Requested()) sched_yield();
+      try {
+        TLX::Threading::CCancellation::Deliver();
+      } catch (...) {  // NOLINT(bugprone-empty-catch): the mistake that is tried here
+      }
+      std::string output;
+      CSystem::ExecuteCommand("tool", "", output);
+    }
+  } body;
+  TLXX::ICommandRunner* const before = CSystem::SetCommandRunner(&runner);
+  CThread thread(CThread::CBody(&body, &Body::Run), 0);
+  EXPECT_TRUE(thread.Native().Cancel());
+  CSystem::SetCommandRunner(before);
+  EXPECT_EQ(runner.runs_, 0);
+}
+
 TEST_F(SystemCancelTest, Run_OnACancelledThread_StartsNothing) {
   LateCaller caller(scripts_.Add("tool", "echo > $DIR/ran"));
   CThread thread(CThread::CBody(&caller, &LateCaller::Body), 0);

@@ -77,8 +77,10 @@ class VX_EXPORT CSystem {
   // failed in the statistics.
   //
   // Delivers a pending cancellation of the calling thread after it has killed and reaped the
-  // program and closed all descriptors. Fails at once where the CRunStop that the calling thread
-  // works under is requested. [any thread]
+  // program and closed all descriptors. On a thread that a cancellation has struck nothing is
+  // started and CCancelled is thrown again; in a destructor while the stack unwinds the call fails
+  // instead. Fails at once where the CRunStop that the calling thread works under is requested.
+  // [any thread]
   static int ExecuteCommand(const std::string& command, const std::string& arguments,
                             std::string& output);
 
