@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 #include <mutex>
 
@@ -18,86 +19,84 @@ using RaidDataModels::Singleton;
 
 namespace {
 
-// One column: the record field, the column's name, the unit, and what it holds. The first column of
-// a table is its identity; the order is that of the row.
+// One column: the record field, the column's name, the unit, when it is null, what it holds and
+// where that comes from. The first column of a table is its identity; the order is that of the row.
 template <class Record>
 struct CField {
   field_t<Record> Field;
   const char* Name;
   const char* Unit;
+  const char* Null;
   const char* Meaning;
+  const char* Source;
+  unsigned int Property;  // that it mirrors; 0: none
 };
 
-// clang-format off
-constexpr std::array PLUGIN_FIELDS{
-    CField<Plugin>{&Plugin::ID,                 "ID",                 "",        "identity"},
-    CField<Plugin>{&Plugin::ToolVersion,        "ToolVersion",        "",        "version text of the vendor tool"},
-    CField<Plugin>{&Plugin::ObjectID,           "ObjectID",           "",        "object id of the plug-in object"},
-    CField<Plugin>{&Plugin::Name,               "Name",               "",        "name of the plug-in, its key"},
-    CField<Plugin>{&Plugin::PollInterval,       "PollInterval",       "s",       "pause between two looks at the drives"},
-    CField<Plugin>{&Plugin::SettableProperties, "SettableProperties", "",        "what can be set, as JSON"},
-    CField<Plugin>{&Plugin::Unused1,            "Unused1",            "",        "not used"},
-    CField<Plugin>{&Plugin::Unused2,            "Unused2",            "",        "not used"},
-    CField<Plugin>{&Plugin::Description,        "Description",        "",        "module id of the plug-in"},
-    CField<Plugin>{&Plugin::Vendor,             "Vendor",             "",        "vendor of the plug-in"},
-    CField<Plugin>{&Plugin::Version,            "Version",            "",        "version of the plug-in"},
-};
+template <class Record>
+constexpr CField<Record> Mirrors(CField<Record> field, unsigned int property) {
+  field.Property = property;
+  return field;
+}
 
-constexpr std::array ADAPTER_FIELDS{
-    CField<Adapter>{&Adapter::ID,               "ID",               "",          "identity"},
-    CField<Adapter>{&Adapter::ObjectID,         "ObjectID",         "",          "object id of the adapter"},
-    CField<Adapter>{&Adapter::AdapterNumber,    "AdapterNumber",    "",          "number of the adapter, with Host its key"},
-    CField<Adapter>{&Adapter::Host,             "Host",             "",          "host name"},
-    CField<Adapter>{&Adapter::Name,             "Name",             "",          "display name"},
-    CField<Adapter>{&Adapter::Vendor,           "Vendor",           "",          "vendor"},
-    CField<Adapter>{&Adapter::ModelNumber,      "ModelNumber",      "",          "model"},
-    CField<Adapter>{&Adapter::Mode,             "Mode",             "",          "mode, a choice"},
-    CField<Adapter>{&Adapter::HealthState,      "HealthState",      "",          "health, a choice"},
-    CField<Adapter>{&Adapter::PciSegment,       "PciSegment",       "",          "PCI segment"},
-    CField<Adapter>{&Adapter::PciBus,           "PciBus",           "",          "PCI bus"},
-    CField<Adapter>{&Adapter::PciDevice,        "PciDevice",        "",          "PCI device"},
-    CField<Adapter>{&Adapter::PciFunction,      "PciFunction",      "",          "PCI function"},
-    CField<Adapter>{&Adapter::Location,         "Location",         "",          "place in the machine"},
-    CField<Adapter>{&Adapter::SerialNumber,     "SerialNumber",     "",          "serial number of the drive"},
-    CField<Adapter>{&Adapter::Firmware,         "Firmware",         "",          "firmware revision"},
-    CField<Adapter>{&Adapter::Bootloader,       "Bootloader",       "",          "boot loader revision"},
-    CField<Adapter>{&Adapter::DevicePath,       "DevicePath",       "",          "device file"},
-    CField<Adapter>{&Adapter::DriverName,       "DriverName",       "",          "kernel driver"},
-    CField<Adapter>{&Adapter::DriverVersion,    "DriverVersion",    "",          "version of the kernel driver"},
-    CField<Adapter>{&Adapter::Temperature,      "Temperature",      "degrees C", "temperature"},
-    CField<Adapter>{&Adapter::EndOfLifeDate,    "EndOfLifeDate",    "date",      "estimated end of life, year-month-day"},
-    CField<Adapter>{&Adapter::PowerOnHours,     "PowerOnHours",     "h",         "hours under power"},
-    CField<Adapter>{&Adapter::ReserveSpace,     "ReserveSpace",     "%",         "reserve space left"},
-    CField<Adapter>{&Adapter::SelectedLevel,    "SelectedLevel",    "",          "selected level, a choice"},
-    CField<Adapter>{&Adapter::WarningThreshold, "WarningThreshold", "%",         "reserve space below which the drive warns"},
-    CField<Adapter>{&Adapter::DataUnitsRead,    "DataUnitsRead",    "512000 bytes", "data read"},
-    CField<Adapter>{&Adapter::DataUnitsWritten, "DataUnitsWritten", "512000 bytes", "data written"},
-    CField<Adapter>{&Adapter::RemainingLife,    "RemainingLife",    "%",         "life left"},
-    CField<Adapter>{&Adapter::LifeState,        "LifeState",        "",          "state of the life time, a choice"},
-    CField<Adapter>{&Adapter::MediaErrors,      "MediaErrors",      "",          "media errors counted"},
-    CField<Adapter>{&Adapter::HealthReasons,    "HealthReasons",    "",          "codes of the reasons for HealthState, a list"},
-};
+// The rows that are columns: a property that is not stored has none.
+template <class MakeRows>
+consteval auto ColumnsOf(MakeRows) {
+  constexpr auto rows = MakeRows{}();
+  constexpr auto isColumn = [](const auto& row) { return row.Name != nullptr; };
+  std::array<typename decltype(rows)::value_type, std::ranges::count_if(rows, isColumn)> columns{};
+  std::ranges::copy_if(rows, columns.begin(), isColumn);
+  return columns;
+}
 
-constexpr std::array DRIVE_FIELDS{
-    CField<PD>{&PD::ID,            "ID",            "",          "identity"},
-    CField<PD>{&PD::SerialNumber,  "SerialNumber",  "",          "serial number, with Host its key"},
-    CField<PD>{&PD::Host,          "Host",          "",          "host name"},
-    CField<PD>{&PD::Name,          "Name",          "",          "display name"},
-    CField<PD>{&PD::Channel,       "Channel",       "",          "channel"},
-    CField<PD>{&PD::Target,        "Target",        "",          "target"},
-    CField<PD>{&PD::Location,      "Location",      "",          "place in the machine"},
-    CField<PD>{&PD::Vendor,        "Vendor",        "",          "vendor"},
-    CField<PD>{&PD::ModelNumber,   "ModelNumber",   "",          "model"},
-    CField<PD>{&PD::Interface,     "Interface",     "",          "interface, a choice"},
-    CField<PD>{&PD::PhysicalSize,  "PhysicalSize",  "MiB",       "physical size"},
-    CField<PD>{&PD::PhysicalSize2, "PhysicalSize2", "MiB",       "physical size, second figure"},
-    CField<PD>{&PD::State,         "State",         "",          "state, a choice"},
-    CField<PD>{&PD::UsableSize,    "UsableSize",    "MiB",       "usable size"},
-    CField<PD>{&PD::UsablePercent, "UsablePercent", "%",         "usable part of the physical size"},
-    CField<PD>{&PD::SectorSize,    "SectorSize",    "bytes",     "sector size"},
-    CField<PD>{&PD::Temperature,   "Temperature",   "degrees C", "temperature"},
-};
-// clang-format on
+// The rows of Facts/Fields.def. VX_RECORD is the record that they are of.
+#define PROPERTY(name, number) constexpr unsigned int PROPERTY_##name = number;
+#include <Facts/Fields.def>
+
+#define VX_COLUMN(kind, name, unit, null, meaning, source)  \
+  CField<VX_RECORD> {                                       \
+    &VX_RECORD::name, #name, unit, null, meaning, source, 0 \
+  }
+#define VX_COLUMN_ROW(...) VX_COLUMN(__VA_ARGS__),
+#define VX_PROPERTY_ROW(name, label, text, preset, kind, unit, last, value, column) \
+  Mirrors<VX_RECORD>(column, PROPERTY_##name),
+#define STORED VX_COLUMN
+#define NOT_STORED \
+  {}
+
+#define VX_RECORD Plugin
+constexpr std::array PLUGIN_FIELDS = ColumnsOf([] {
+  return std::to_array<CField<Plugin>>({
+#define PLUGIN_COLUMN VX_COLUMN_ROW
+#include <Facts/Fields.def>
+  });
+});
+#undef VX_RECORD
+
+#define VX_RECORD Adapter
+constexpr std::array ADAPTER_FIELDS = ColumnsOf([] {
+  return std::to_array<CField<Adapter>>({
+#define ADAPTER_COLUMN VX_COLUMN_ROW
+#define ADAPTER_PROPERTY VX_PROPERTY_ROW
+#include <Facts/Fields.def>
+  });
+});
+#undef VX_RECORD
+
+#define VX_RECORD PD
+constexpr std::array DRIVE_FIELDS = ColumnsOf([] {
+  return std::to_array<CField<PD>>({
+#define DRIVE_COLUMN VX_COLUMN_ROW
+#define DRIVE_PROPERTY VX_PROPERTY_ROW
+#include <Facts/Fields.def>
+  });
+});
+#undef VX_RECORD
+
+#undef NOT_STORED
+#undef STORED
+#undef VX_PROPERTY_ROW
+#undef VX_COLUMN_ROW
+#undef VX_COLUMN
 
 // What distinguishes the tables besides their columns.
 struct CTableFacts {
@@ -136,11 +135,18 @@ const char* SqlType(CKind kind) {
   return "TEXT";
 }
 
+// The property that the column mirrors and what the row says besides.
+std::string SourceOf(const std::string& source, unsigned int property) {
+  if (property == 0) return source;
+  return std::to_string(property) + (source.empty() ? "" : ", " + source);
+}
+
 template <class Record, std::size_t Size>
 CTable Describe(const CTableFacts& facts, const std::array<CField<Record>, Size>& fields) {
   CTable table{facts.Name, facts.Meaning, {}};
   for (const auto& field : fields) {
-    table.Columns.push_back({field.Name, KindOf<Record>(field.Field), field.Unit, field.Meaning});
+    table.Columns.push_back({field.Name, KindOf<Record>(field.Field), field.Unit, field.Null,
+                             field.Meaning, SourceOf(field.Source, field.Property)});
   }
   return table;
 }

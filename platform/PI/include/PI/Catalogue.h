@@ -10,56 +10,13 @@
 // because PropertyValueToString answers with them. Constants only. [any thread]
 namespace PI {
 
-// --- Properties: what an object shows. The kind and unit of each stand in the plug-in's table.
-#define PI_CATALOGUE_PROPERTIES(ROW) \
-  ROW(VENDOR, 30003)                 \
-  ROW(TOOL_VERSION, 30004)           \
-  ROW(POLL_INTERVAL, 30005)          \
-  ROW(NAME, 30007)                   \
-  ROW(HEALTH, 30017)                 \
-  ROW(DRIVER_VERSION, 30018)         \
-  ROW(FIRMWARE, 30020)               \
-  ROW(SERIAL_NUMBER, 30022)          \
-  ROW(PCI_BUS, 30037)                \
-  ROW(PCI_DEVICE, 30038)             \
-  ROW(PCI_FUNCTION, 30039)           \
-  ROW(INTERFACE, 30056)              \
-  ROW(PHYSICAL_SIZE, 30059)          \
-  ROW(TOTAL_SIZE, 30060)             \
-  ROW(MODEL, 30063)                  \
-  ROW(DRIVE_TEMPERATURE, 30069)      \
-  ROW(VERSION, 30099)                \
-  ROW(ADAPTER_NUMBER, 30120)         \
-  ROW(CHANNEL, 30122)                \
-  ROW(TARGET, 30125)                 \
-  ROW(LOCATION, 30137)               \
-  ROW(MODE, 30158)                   \
-  ROW(HEALTH_REASONS, 30165)         \
-  ROW(MEDIA_ERRORS, 30189)           \
-  ROW(DEVICE_PATH, 30247)            \
-  ROW(DRIVER_NAME, 30266)            \
-  ROW(TEMPERATURE, 30442)            \
-  ROW(SECTOR_SIZE, 30460)            \
-  ROW(USABLE_SIZE, 30461)            \
-  ROW(USABLE_SHARE, 30462)           \
-  ROW(LIFE_STATE, 30468)             \
-  ROW(PCI_SEGMENT, 30479)            \
-  ROW(END_OF_LIFE, 30483)            \
-  ROW(AVAILABLE_SPARE, 30486)        \
-  ROW(WARNING_LEVEL, 30487)          \
-  ROW(SPARE_THRESHOLD, 30488)        \
-  ROW(DATA_READ, 30489)              \
-  ROW(DATA_WRITTEN, 30490)           \
-  ROW(REMAINING_LIFE, 30494)         \
-  ROW(POWER_ON_HOURS, 30498)         \
-  ROW(BOOTLOADER, 30500)
+// --- Properties: what an object shows. Their rows stand with the fields that they show.
 
 // Ids of properties, and the one that asks for all of an object's.
 enum _PROPERTY_ID : unsigned int {
   PROPERTY_ALL = 1,
-#define PI_ROW(name, number) PROPERTY_##name = number,
-  PI_CATALOGUE_PROPERTIES(PI_ROW)
-#undef PI_ROW
+#define PROPERTY(name, number) PROPERTY_##name = number,
+#include <Facts/Fields.def>
 };
 
 // --- Choices: the values of properties of kind choice and multiple choice, and their short texts.
@@ -214,7 +171,11 @@ consteval bool IsUnique(const std::array<Number, Count>& numbers) {
 
 #define PI_NUMBER(name, number, ...) number##U,
 #define PI_NUMBERS(ROWS) std::to_array<unsigned int>({ROWS(PI_NUMBER)})
-static_assert(IsUnique(PI_NUMBERS(PI_CATALOGUE_PROPERTIES)), "a property id stands twice");
+#define PROPERTY(name, number) number##U,
+static_assert(IsUnique(std::to_array<unsigned int>({
+#include <Facts/Fields.def>
+              })),
+              "a property id stands twice");
 static_assert(IsUnique(PI_NUMBERS(PI_CATALOGUE_CHOICES)), "a choice stands twice");
 static_assert(IsUnique(PI_NUMBERS(PI_CATALOGUE_EVENTS)), "an event id stands twice");
 static_assert(IsUnique(PI_NUMBERS(PI_CATALOGUE_SEVERITIES)), "a severity stands twice");
