@@ -2,7 +2,7 @@
 // SQLite C API with prepared statements, one transaction each; a start-up with database against one
 // without; one statement rendered against fmt of the same text.
 
-#include "CannedTool.h"
+#include "FleetAnswers.h"
 #include "piTorvex.h"
 
 #include <filesystem>
@@ -63,7 +63,7 @@ struct Scanned {
     plugin.ScanSystem(plugin.m_Adapters, plugin.m_PhysicalDrives, true);
   }
 
-  vxbench::CannedTool tool;
+  vxtest::ScriptedTool tool;
   IPLUGINAPI_IMPL plugin;
 };
 

@@ -1,6 +1,6 @@
 // Reading the tool's inventory into records, against RapidJSON's own parse of the same text.
 
-#include "CannedTool.h"
+#include "FleetAnswers.h"
 #include "piTorvexCmdEmu.h"
 
 #include <string>
@@ -14,7 +14,8 @@ namespace {
 using namespace NAMESPACE_piTorvex;
 
 std::string InventoryText(benchmark::State& state) {
-  return vxbench::FleetAnswers(static_cast<int>(state.range(0)), 30)["show -all -o json -torvex"];
+  return vxbench::FleetAnswers(static_cast<int>(state.range(0)), 30)["show -all -o json -torvex"]
+      .output;
 }
 
 void ReadOurs(benchmark::State& state) {

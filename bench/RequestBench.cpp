@@ -1,7 +1,7 @@
 // Requests through the door: the whole topology, and one property against the bare construction of
 // the property list that it ends in.
 
-#include "CannedTool.h"
+#include "FleetAnswers.h"
 #include "piTorvex.h"
 
 #include <vector>
@@ -22,7 +22,7 @@ struct Served {
     plugin.ScanSystem(plugin.m_Adapters, plugin.m_PhysicalDrives, true);
   }
 
-  vxbench::CannedTool tool;
+  vxtest::ScriptedTool tool;
   IPLUGINAPI_IMPL plugin;
 };
 

@@ -1,7 +1,7 @@
 // A whole scan with an instant tool in memory, and the merge of its result: time a drive, at
 // growing numbers of drives.
 
-#include "CannedTool.h"
+#include "FleetAnswers.h"
 #include "piTorvex.h"
 
 #include <vector>
@@ -34,7 +34,7 @@ struct Published {
     plugin.m_PhysicalDrives = lists.drives;
   }
 
-  vxbench::CannedTool tool;
+  vxtest::ScriptedTool tool;
   int drives;
   IPLUGINAPI_IMPL plugin;
 };

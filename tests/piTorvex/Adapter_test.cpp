@@ -1,6 +1,6 @@
 // An adapter's defaults, equality, status events, properties and operations.
-#include "CmdEmu_fixtures.h"
 #include "Object_fixtures.h"
+#include "PluginTrace.h"
 
 #include <algorithm>
 #include <functional>
@@ -9,6 +9,8 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <TLX/Misc/Clock.h>
 

@@ -1,6 +1,8 @@
 // What the readers of the tool's output take over, from text alone: no command runs here.
-#include "CmdEmu_fixtures.h"
+#include "PluginTrace.h"
+#include "piTorvex.h"
 #include "support/Scale.h"
+#include "support/ScriptedTool.h"
 
 #include <algorithm>
 #include <array>
@@ -12,6 +14,7 @@
 #include <vector>
 
 #include <boost/optional/bad_optional_access.hpp>
+#include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
 using namespace NAMESPACE_piTorvex;
@@ -867,13 +870,13 @@ TEST(CmdEmuLocale, GroupingOfTheHost_ChangesNeitherReadingNorCommandLines) {
   EXPECT_THROW(HexadecimalToNumber("1,000"), boost::bad_optional_access);
   EXPECT_EQ(HexadecimalToNumber("123456"), 0x123456U);
   EXPECT_EQ(OneDrive(R"("MaximumLBA":1234567)").MaximumLBA, 1234567U);
-  vxtest::FakeRunner runner;
+  vxtest::ScriptedTool tool;
   IPLUGINAPI_IMPL plugin;
   plugin.CmdEmu_delete(1234567);
   plugin.CmdEmu_set(1000, "N", 1, 50000);
   const std::vector<std::string> expected = {"delete -f -torvex 1234567 2>&1",
                                              "delete -f -torvex 1000N=50000GB"};
-  EXPECT_EQ(runner.calls, expected);
+  EXPECT_EQ(tool.Calls(), expected);
 }
 
 TEST(CmdEmuLocale, CapitalsOfSectionNames_AreTheHosts) {

@@ -1,12 +1,15 @@
 // The commands that the tool is given, and how its runs are judged.
-#include "CmdEmu_fixtures.h"
+#include "PluginTrace.h"
+#include "piTorvex.h"
 #include "support/Files.h"
+#include "support/ScriptedTool.h"
 
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include <boost/optional/bad_optional_access.hpp>
+#include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
 using namespace NAMESPACE_piTorvex;
@@ -34,16 +37,16 @@ class CmdEmuRunning : public ::testing::Test {
   CmdEmuRunning() { plugin.m_CommandPrefix = "LD_PRELOAD=/h/bin/lib.so /h/bin/isdct"; }
 
   void AnswerAllLogs() {
-    runner.answers[HEALTH].output =
+    tool.script[HEALTH].output =
         R"({"NVMeLog2":{"Critical Warnings":1,"Percentage Used":7,"Data Units Read":"1F4"}})";
-    runner.answers[TEMPERATURE].output =
+    tool.script[TEMPERATURE].output =
         R"({"Temp Statistics":{"Current Temperature":85,"Estimated offset in Celsius":7}})";
-    runner.answers[ATTRIBUTES].output =
+    tool.script[ATTRIBUTES].output =
         R"({"SMART Attributes":{"EA":{"Normalized":99},"AD":{"Normalized":98}}})";
-    runner.answers[CAPACITY].output = R"({"Intel SSD":{"PhysicalSize":1000}})";
+    tool.script[CAPACITY].output = R"({"Intel SSD":{"PhysicalSize":1000}})";
   }
 
-  vxtest::FakeRunner runner;
+  vxtest::ScriptedTool tool;
   IPLUGINAPI_IMPL plugin;
 };
 
@@ -53,16 +56,16 @@ class CmdEmuRunning : public ::testing::Test {
 // --------------------------------------------------------------------------------------
 
 TEST_F(CmdEmuRunning, Inventory_RunsOneCommandBehindThePrefix) {
-  runner.answers[INVENTORY].output = ONE_DRIVE;
+  tool.script[INVENTORY].output = ONE_DRIVE;
   EXPECT_EQ(plugin.GetAdaptersInfo(), 0U);
-  EXPECT_EQ(runner.calls, Strings{INVENTORY});
-  EXPECT_EQ(runner.prefixes, Strings{"LD_PRELOAD=/h/bin/lib.so /h/bin/isdct"});
+  EXPECT_EQ(tool.Calls(), Strings{INVENTORY});
+  EXPECT_EQ(tool.Prefixes(), Strings{"LD_PRELOAD=/h/bin/lib.so /h/bin/isdct"});
   ASSERT_EQ(plugin.m_ToolRecords.size(), 1U);
   EXPECT_EQ(plugin.m_ToolRecords[0].SerialNumber, "S");
 }
 
 TEST_F(CmdEmuRunning, Inventory_EveryRunReplacesTheListCompletely) {
-  runner.answers[INVENTORY].output = ONE_DRIVE;
+  tool.script[INVENTORY].output = ONE_DRIVE;
   plugin.GetAdaptersInfo();
   plugin.GetAdaptersInfo();
   ASSERT_EQ(plugin.m_ToolRecords.size(), 1U);
@@ -71,7 +74,7 @@ TEST_F(CmdEmuRunning, Inventory_EveryRunReplacesTheListCompletely) {
 
 // What a record holds of the health of its drive is gone with it, and the inventory asks for none.
 TEST_F(CmdEmuRunning, Inventory_StartsTheHealthOfEveryRecordAnew) {
-  runner.answers[INVENTORY].output = ONE_DRIVE;
+  tool.script[INVENTORY].output = ONE_DRIVE;
   plugin.GetAdaptersInfo();
   plugin.m_ToolRecords.at(0).Health.CriticalWarnings = 0x280;
   plugin.m_ToolRecords.at(0).Health.NormalizedAD = 100;
@@ -79,13 +82,13 @@ TEST_F(CmdEmuRunning, Inventory_StartsTheHealthOfEveryRecordAnew) {
   EXPECT_EQ(plugin.m_ToolRecords.at(0).Health.CriticalWarnings, 0U);
   EXPECT_EQ(plugin.m_ToolRecords.at(0).Health.NormalizedAD, 0U);
   EXPECT_EQ(plugin.m_ToolRecords.at(0).Health.ToolIndex, -1);
-  EXPECT_EQ(runner.calls, (Strings{INVENTORY, INVENTORY}));
+  EXPECT_EQ(tool.Calls(), (Strings{INVENTORY, INVENTORY}));
 }
 
 TEST_F(CmdEmuRunning, Inventory_WithoutAnAcceptedDrive_Is20001AndEmpty) {
   plugin.m_ToolRecords.resize(2);
   for (const char* output : {"{}", "[]", "5", "null", R"({"Intel SSD":{"Index":0}})"}) {
-    runner.answers[INVENTORY].output = output;
+    tool.script[INVENTORY].output = output;
     EXPECT_EQ(plugin.GetAdaptersInfo(), 20001U) << output;
     EXPECT_TRUE(plugin.m_ToolRecords.empty());
   }
@@ -94,7 +97,7 @@ TEST_F(CmdEmuRunning, Inventory_WithoutAnAcceptedDrive_Is20001AndEmpty) {
 TEST_F(CmdEmuRunning, Inventory_OfAFailedRun_Is20003AndEmpty_AndTracesTheResultOnly) {
   for (const int result : {0, 2, -1}) {
     plugin.m_ToolRecords.resize(2);
-    runner.answers[INVENTORY] = {result, ONE_DRIVE, {}};
+    tool.script[INVENTORY] = {result, ONE_DRIVE, {}};
     vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U);
     EXPECT_TRUE(plugin.m_ToolRecords.empty());
@@ -109,7 +112,7 @@ TEST_F(CmdEmuRunning, Inventory_OfAFailedRun_Is20003AndEmpty_AndTracesTheResultO
 TEST_F(CmdEmuRunning, Inventory_OfOutputThatIsNoJson_Is20003AndEmpty_WithoutATrace) {
   for (const char* output : {"", " \n", "No device selected", R"({"Intel SSD)", "\x7F\x45LF"}) {
     plugin.m_ToolRecords.resize(2);
-    runner.answers[INVENTORY].output = output;
+    tool.script[INVENTORY].output = output;
     vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U) << output;
     EXPECT_TRUE(plugin.m_ToolRecords.empty());
@@ -118,7 +121,7 @@ TEST_F(CmdEmuRunning, Inventory_OfOutputThatIsNoJson_Is20003AndEmpty_WithoutATra
 }
 
 TEST_F(CmdEmuRunning, Inventory_DoesNotLookForNoDeviceSelected) {
-  runner.answers[INVENTORY].output =
+  tool.script[INVENTORY].output =
       R"({"No device selected":{},"Intel SSD":{"Index":3,"ModelNumber":"INTEL SSDPE2KX"}})";
   EXPECT_EQ(plugin.GetAdaptersInfo(), 0U);
 }
@@ -130,11 +133,11 @@ TEST_F(CmdEmuRunning, LogPage_RunsTheCommandOfItsLog) {
   const std::vector<std::pair<int, const char*>> pages = {
       {2, HEALTH}, {197, TEMPERATURE}, {202, ATTRIBUTES}, {203, CAPACITY}};
   for (const auto& [id, command] : pages) {
-    runner.calls.clear();
-    runner.answers[command].output = R"({"a":{"b":1}})";
+    tool.ClearCalls();
+    tool.script[command].output = R"({"a":{"b":1}})";
     rapidjson::Document document;
     EXPECT_EQ(plugin.GetLogPage(3, id, document), 0U);
-    EXPECT_EQ(runner.calls, Strings{command});
+    EXPECT_EQ(tool.Calls(), Strings{command});
     EXPECT_TRUE(document.IsObject());
   }
 }
@@ -142,7 +145,7 @@ TEST_F(CmdEmuRunning, LogPage_RunsTheCommandOfItsLog) {
 TEST_F(CmdEmuRunning, LogPage_OfNegativeIndex_IsFormattedAsItIs) {
   rapidjson::Document document;
   plugin.GetLogPage(-2, 203, document);
-  EXPECT_EQ(runner.calls, Strings{"show -all -o json -torvex -2"});
+  EXPECT_EQ(tool.Calls(), Strings{"show -all -o json -torvex -2"});
 }
 
 TEST_F(CmdEmuRunning, LogPage_OfAnUnknownLog_Is20006AndRunsNothing) {
@@ -152,11 +155,11 @@ TEST_F(CmdEmuRunning, LogPage_OfAnUnknownLog_Is20006AndRunsNothing) {
     EXPECT_EQ(plugin.GetLogPage(3, id, document), 20006U) << id;
     EXPECT_TRUE(trace.Lines().empty());
   }
-  EXPECT_TRUE(runner.calls.empty());
+  EXPECT_TRUE(tool.Calls().empty());
 }
 
 TEST_F(CmdEmuRunning, LogPage_TracesStartAndResult) {
-  runner.answers[HEALTH].output = "{}";
+  tool.script[HEALTH].output = "{}";
   vxtest::PluginTrace trace;
   rapidjson::Document document;
   plugin.GetLogPage(3, 2, document);
@@ -171,7 +174,7 @@ TEST_F(CmdEmuRunning, LogPage_TracesStartAndResult) {
 }
 
 TEST_F(CmdEmuRunning, LogPage_ThatFailed_Is20003_AndLeavesANullDocument) {
-  const std::vector<vxtest::FakeRunner::Answer> failures = {
+  const std::vector<vxtest::ScriptedTool::Answer> failures = {
       {0, "{}", {}},
       {2, "{}", {}},
       {1, "", {}},
@@ -183,14 +186,14 @@ TEST_F(CmdEmuRunning, LogPage_ThatFailed_Is20003_AndLeavesANullDocument) {
   for (const auto& failure : failures) {
     rapidjson::Document document;
     document.Parse(R"({"NVMeLog2":{"Percentage Used":50}})");
-    runner.answers[HEALTH] = failure;
+    tool.script[HEALTH] = failure;
     EXPECT_EQ(plugin.GetLogPage(3, 2, document), 20003U) << failure.output;
     EXPECT_TRUE(document.IsNull()) << failure.output;
   }
 }
 
 TEST_F(CmdEmuRunning, LogPage_NoDeviceSelectedInAnotherCase_IsNotTheTest) {
-  runner.answers[HEALTH].output = R"({"a":{"b":"no device selected"}})";
+  tool.script[HEALTH].output = R"({"a":{"b":"no device selected"}})";
   rapidjson::Document document;
   EXPECT_EQ(plugin.GetLogPage(3, 2, document), 0U);
 }
@@ -202,7 +205,7 @@ TEST_F(CmdEmuRunning, LogInformation_AsksFourLogsInOrder_AndGathersThem) {
   AnswerAllLogs();
   CCmdEmuGetlog log;
   EXPECT_EQ(plugin.GetLogPageInformation(3, log), 0U);
-  EXPECT_EQ(runner.calls, (Strings{HEALTH, TEMPERATURE, ATTRIBUTES, CAPACITY}));
+  EXPECT_EQ(tool.Calls(), (Strings{HEALTH, TEMPERATURE, ATTRIBUTES, CAPACITY}));
   EXPECT_EQ(log.CriticalWarnings, 0x21U);  // 85 - 7 = 78 adds 0x20
   EXPECT_EQ(log.PercentageUsed, 7);
   EXPECT_EQ(log.DataUnitsRead, 500U);
@@ -215,7 +218,7 @@ TEST_F(CmdEmuRunning, LogInformation_AsksFourLogsInOrder_AndGathersThem) {
 
 TEST_F(CmdEmuRunning, LogInformation_TracesBeginningAndEnd) {
   for (const char* command : {HEALTH, TEMPERATURE, ATTRIBUTES, CAPACITY})
-    runner.answers[command].output = "{}";
+    tool.script[command].output = "{}";
   vxtest::PluginTrace trace;
   CCmdEmuGetlog log;
   plugin.GetLogPageInformation(3, log);
@@ -228,11 +231,11 @@ TEST_F(CmdEmuRunning, LogInformation_TracesBeginningAndEnd) {
 
 TEST_F(CmdEmuRunning, LogInformation_FailedLog_EndsTheQuery_AndKeepsWhatWasRead) {
   AnswerAllLogs();
-  runner.answers[TEMPERATURE].result = 0;
+  tool.script[TEMPERATURE].result = 0;
   CCmdEmuGetlog log;
   vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.GetLogPageInformation(3, log), 20003U);
-  EXPECT_EQ(runner.calls, (Strings{HEALTH, TEMPERATURE}));
+  EXPECT_EQ(tool.Calls(), (Strings{HEALTH, TEMPERATURE}));
   EXPECT_EQ(log.CriticalWarnings, 1U);
   EXPECT_EQ(log.PercentageUsed, 7);
   EXPECT_EQ(log.CurrentTemperature, 10);
@@ -242,7 +245,7 @@ TEST_F(CmdEmuRunning, LogInformation_FailedLog_EndsTheQuery_AndKeepsWhatWasRead)
 
 TEST_F(CmdEmuRunning, LogInformation_AttributeADIs100BeforeItsLogIsAsked) {
   AnswerAllLogs();
-  runner.answers[ATTRIBUTES].result = 0;
+  tool.script[ATTRIBUTES].result = 0;
   CCmdEmuGetlog log;
   EXPECT_EQ(plugin.GetLogPageInformation(3, log), 20003U);
   EXPECT_EQ(log.NormalizedAD, 100U);
@@ -254,28 +257,28 @@ TEST_F(CmdEmuRunning, LogInformation_WithoutTheWarningKey_OldTemperatureBitsStay
   CCmdEmuGetlog log;
   plugin.GetLogPageInformation(3, log);
   ASSERT_EQ(log.CriticalWarnings, 0x21U);
-  runner.answers[TEMPERATURE].output =
+  tool.script[TEMPERATURE].output =
       R"({"Temp Statistics":{"Current Temperature":30,"Estimated offset in Celsius":0}})";
-  runner.answers[HEALTH].output = R"({"NVMeLog2":{}})";
+  tool.script[HEALTH].output = R"({"NVMeLog2":{}})";
   plugin.GetLogPageInformation(3, log);
   EXPECT_EQ(log.CriticalWarnings, 0x21U);
-  runner.answers[HEALTH].output = R"({"NVMeLog2":{"Critical Warnings":4}})";
+  tool.script[HEALTH].output = R"({"NVMeLog2":{"Critical Warnings":4}})";
   plugin.GetLogPageInformation(3, log);
   EXPECT_EQ(log.CriticalWarnings, 4U);
 }
 
 TEST_F(CmdEmuRunning, LogInformation_BadCounter_LeavesAsAnException) {
   AnswerAllLogs();
-  runner.answers[HEALTH].output = R"({"NVMeLog2":{"Percentage Used":9,"Media Errors":"none"}})";
+  tool.script[HEALTH].output = R"({"NVMeLog2":{"Percentage Used":9,"Media Errors":"none"}})";
   CCmdEmuGetlog log;
   EXPECT_THROW(plugin.GetLogPageInformation(3, log), boost::bad_optional_access);
   EXPECT_EQ(log.PercentageUsed, 9);
-  EXPECT_EQ(runner.calls, Strings{HEALTH});
+  EXPECT_EQ(tool.Calls(), Strings{HEALTH});
 }
 
 TEST_F(CmdEmuRunning, LogInformation_OfRootsThatAreNoObjects_ReadsNothingAndSucceeds) {
   for (const char* command : {HEALTH, TEMPERATURE, ATTRIBUTES, CAPACITY})
-    runner.answers[command].output = "[]";
+    tool.script[command].output = "[]";
   CCmdEmuGetlog log;
   EXPECT_EQ(plugin.GetLogPageInformation(3, log), 0U);
   EXPECT_EQ(log.PercentageUsed, 0);
@@ -286,7 +289,7 @@ TEST_F(CmdEmuRunning, LogInformation_OfRootsThatAreNoObjects_ReadsNothingAndSucc
 // -------------------------------------------------------------------------------------------------
 
 TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
-  runner.answers[VERSION].output = R"({"version information":{"Version":"3.0.20"}})";
+  tool.script[VERSION].output = R"({"version information":{"Version":"3.0.20"}})";
   std::string version = "old";
   {
     vxtest::PluginTrace trace;
@@ -295,16 +298,16 @@ TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
     ASSERT_EQ(trace.Texts(), Strings{"Name: Version, Value: (3.0.20)"});
     EXPECT_EQ(trace.Lines()[0].function, "GetVersion");
   }
-  EXPECT_EQ(runner.calls, Strings{VERSION});
-  const std::vector<vxtest::FakeRunner::Answer> failures = {
-      {0, runner.answers[VERSION].output, {}},
+  EXPECT_EQ(tool.Calls(), Strings{VERSION});
+  const std::vector<vxtest::ScriptedTool::Answer> failures = {
+      {0, tool.script[VERSION].output, {}},
       {1, "", {}},
       {1, "{", {}},
       {1, "[]", {}},
       {1, R"({"Version Information":{"Version":"3 No device selected"}})", {}}};
   for (const auto& failure : failures) {
     version = "old";
-    runner.answers[VERSION] = failure;
+    tool.script[VERSION] = failure;
     vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetVersion(version), 20003U) << failure.output;
     EXPECT_EQ(version, "") << failure.output;
@@ -320,9 +323,8 @@ TEST_F(CmdEmuRunning, EveryCommand_StandsBehindThePrefix_AndIsNotRepeatedWhenItF
                             TEMPERATURE, ATTRIBUTES, CAPACITY,
                             FORMAT,      DELETE,     "delete -f -torvex 3N=5GB"};
   for (const int result : {0, 1}) {  // does not run; prints nothing
-    for (const std::string& command : commands) runner.answers[command].result = result;
-    runner.calls.clear();
-    runner.prefixes.clear();
+    for (const std::string& command : commands) tool.script[command].result = result;
+    tool.ClearCalls();
     std::string version;
     rapidjson::Document document;
     EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U);
@@ -331,8 +333,8 @@ TEST_F(CmdEmuRunning, EveryCommand_StandsBehindThePrefix_AndIsNotRepeatedWhenItF
     EXPECT_EQ(plugin.CmdEmu_format(3), 20003U);
     EXPECT_EQ(plugin.CmdEmu_delete(3), 20003U);
     EXPECT_EQ(plugin.CmdEmu_set(3, "N", 1, 5), 20003U);
-    EXPECT_EQ(runner.calls, commands);
-    EXPECT_EQ(runner.prefixes, Strings(9, "LD_PRELOAD=/h/bin/lib.so /h/bin/isdct"));
+    EXPECT_EQ(tool.Calls(), commands);
+    EXPECT_EQ(tool.Prefixes(), Strings(9, "LD_PRELOAD=/h/bin/lib.so /h/bin/isdct"));
   }
 }
 
@@ -363,11 +365,11 @@ TEST_F(CmdEmuRunning, FormatAndDelete_SucceedWhenAnyLineSaysSo) {
         {{"Successful", "SUCCESSFUL", "success", ""}, 20003U},
         {{}, 20003U}};
     for (const auto& [lines, result] : cases) {
-      runner.calls.clear();
-      runner.answers[command.arguments] = {1, "", lines};
+      tool.ClearCalls();
+      tool.script[command.arguments] = {1, "", lines};
       vxtest::PluginTrace trace;
       EXPECT_EQ((plugin.*command.run)(3), result);
-      EXPECT_EQ(runner.calls, Strings{command.arguments});
+      EXPECT_EQ(tool.Calls(), Strings{command.arguments});
       ASSERT_EQ(trace.Texts(), Strings{command.trace + std::to_string(result)});
       EXPECT_EQ(trace.Lines()[0].level, 2U);
       EXPECT_EQ(trace.Lines()[0].function, command.function);
@@ -377,7 +379,7 @@ TEST_F(CmdEmuRunning, FormatAndDelete_SucceedWhenAnyLineSaysSo) {
 
 TEST_F(CmdEmuRunning, FormatAndDelete_OfAFailedRun_TraceTheRunOnly) {
   for (const Maintenance& command : MAINTENANCE) {
-    runner.answers[command.arguments] = {2, "", {"successful"}};
+    tool.script[command.arguments] = {2, "", {"successful"}};
     vxtest::PluginTrace trace;
     EXPECT_EQ((plugin.*command.run)(3), 20003U);
     ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 2"});
@@ -393,15 +395,15 @@ TEST_F(CmdEmuRunning, Set_GluesTheSettingToTheIndexOfTheDeleteCommand) {
       {0, "delete -f -torvex 3"},       {5, "delete -f -torvex 3"},
       {-1, "delete -f -torvex 3"}};
   for (const auto& [kind, command] : forms) {
-    runner.calls.clear();
+    tool.ClearCalls();
     plugin.CmdEmu_set(3, "N", kind, 50);
-    EXPECT_EQ(runner.calls, Strings{command}) << kind;
+    EXPECT_EQ(tool.Calls(), Strings{command}) << kind;
   }
 }
 
 TEST_F(CmdEmuRunning, Set_NameIsNeverAFormat) {
   plugin.CmdEmu_set(3, "%d%s", 1, 5);
-  EXPECT_EQ(runner.calls, Strings{"delete -f -torvex 3%d%s=5GB"});
+  EXPECT_EQ(tool.Calls(), Strings{"delete -f -torvex 3%d%s=5GB"});
 }
 
 TEST_F(CmdEmuRunning, Set_ChecksTheFirstLineForTheIndexError_AndStopsAtTheFirstSuccess) {
@@ -420,7 +422,7 @@ TEST_F(CmdEmuRunning, Set_ChecksTheFirstLineForTheIndexError_AndStopsAtTheFirstS
       {{"a", "b"}, 20003U, {}},
       {{}, 20003U, {}}};
   for (const auto& [lines, result, texts] : cases) {
-    runner.answers[command] = {1, "", lines};
+    tool.script[command] = {1, "", lines};
     vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.CmdEmu_set(3, "N", 3, 5), result);
     EXPECT_EQ(trace.Texts(), texts);
@@ -429,7 +431,7 @@ TEST_F(CmdEmuRunning, Set_ChecksTheFirstLineForTheIndexError_AndStopsAtTheFirstS
 }
 
 TEST_F(CmdEmuRunning, Set_OfAFailedRun_TracesTheRun) {
-  runner.answers["delete -f -torvex 3"] = {0, "", {"successful"}};
+  tool.script["delete -f -torvex 3"] = {0, "", {"successful"}};
   vxtest::PluginTrace trace;
   EXPECT_EQ(plugin.CmdEmu_set(3, "N", 0, 5), 20003U);
   ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 0"});

@@ -4,12 +4,12 @@
 #include "piTorvex.h"
 #include "platform/TLXX/Sysfs.h"
 #include "support/Files.h"
+#include "support/ScriptedTool.h"
 
 #include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -19,13 +19,13 @@
 #include <PI/ConfigFile.h>
 #include <PI/PluginApi.h>
 #include <TLX/Misc/Clock.h>
-#include <TLXX/System.h>
 
 // What the tests of the plug-in's frame stand on: a machine with drives, a tool that reports them,
 // and a database. Real clocks run in real time unless a test speeds them up.
 namespace frametest {
 
 using NAMESPACE_piTorvex::IPLUGINAPI_IMPL;
+using vxtest::FakeDrive;
 
 // Waits until the condition holds, 60 s at most. Whether it does.
 bool Eventually(const std::function<bool()>& condition);
@@ -33,72 +33,6 @@ bool Eventually(const std::function<bool()>& condition);
 // Whether a thread other than the caller could take the lock at this moment. The mutexes are
 // recursive: a thread that left one locked would not notice by taking it again.
 bool IsFree(TLX::Threading::Native_OS::CFastMutex& mutex);
-
-// --- Tool
-
-// One drive as the tool reports it.
-struct FakeDrive {
-  int index = 0;
-  std::string serial;
-  std::string model = "INTEL SSDPE2KX020T8";
-  std::string family = "Intel SSD DC P4510 Series";
-  std::string devicePath;
-  std::string firmware = "VDV10131";
-  std::string bootloader = "0136";
-  unsigned int sectorSize = 512;
-  unsigned long maximumLba = 3'907'029'167;
-  unsigned long nativeMaxLba = 3'907'029'168;
-  int warnings = 0;
-  bool spareLow = false;
-  bool unreliable = false;
-  bool readOnly = false;
-  bool backupFailed = false;
-  int spare = 100;
-  int spareThreshold = 10;
-  int percentageUsed = 0;
-  std::string unitsRead = "1F4";  // hexadecimal
-  std::string unitsWritten = "2";
-  std::string hours = "64";
-  std::string mediaErrors = "0";
-  int temperature = 30;
-  int offset = 0;
-  unsigned long ea = 100;
-  unsigned long capacity = 2'000'398'934'016;
-  bool healthFails = false;
-};
-
-// The tool: answers the plug-in's queries from a list of drives, in place of the real runner while
-// it lives. [any thread]
-class FakeTool : public TLXX::ICommandRunner {
- public:
-  FakeTool();
-  ~FakeTool() override;
-
-  int Execute(const std::string& command, const std::string& arguments,
-              std::string& output) override;
-  int Execute(const std::string& command, const std::string& arguments,
-              std::vector<std::string>& lines) override;
-
-  void Change(const std::function<void(std::vector<FakeDrive>&)>& change);
-  // Called in each run before it answers, without a lock; may block.
-  void SetHook(std::function<void(const std::string& arguments)> hook);
-  void FailInventory(bool fail);
-  std::vector<std::string> Calls() const;
-  std::string Prefix() const;  // of the latest run
-  std::size_t CountCalls(const std::string& part) const;
-  void ClearCalls();
-
- private:
-  std::string Answer(const std::string& arguments) const;
-
-  mutable std::mutex mutex_;
-  std::vector<FakeDrive> drives_;
-  std::vector<std::string> calls_;
-  std::string prefix_;
-  std::function<void(const std::string&)> hook_;
-  bool inventoryFails_ = false;
-  TLXX::ICommandRunner* previous_;
-};
 
 // --- Database
 
@@ -144,7 +78,7 @@ class Machine {
   void AddManagedDrive(const std::string& serial, const std::string& controller = "0x201d");
   void Option(const std::string& file, const std::string& text);
 
-  FakeTool tool;
+  vxtest::ScriptedTool tool;
   tlxxtest::Sysfs sysfs;
 
  private:

@@ -1,4 +1,6 @@
 // The plug-in as the library that a host loads and unloads.
+#include "support/ScriptedTool.h"
+
 #include <atomic>
 #include <chrono>
 #include <string>
@@ -11,7 +13,6 @@
 #include <PI/AdapterID.h>
 #include <PI/PluginApi.h>
 #include <TLX/Misc/ModuleInfo.h>
-#include <TLXX/System.h>
 
 namespace {
 
@@ -58,55 +59,34 @@ TEST(Library, LoadedAndUnloaded_BringsItsIdentityAndTakesItAway) {
   }
 }
 
-// A tool that reports no drive, and takes its time over it once it is slow: longer than a shut-down
-// pauses by itself.
-class EmptyTool : public TLXX::ICommandRunner {
- public:
-  EmptyTool() : before_(TLXX::CSystem::SetCommandRunner(this)) {}
-  ~EmptyTool() override { TLXX::CSystem::SetCommandRunner(before_); }
-  EmptyTool(const EmptyTool&) = delete;
-  EmptyTool& operator=(const EmptyTool&) = delete;
-
-  int Execute(const std::string& /*command*/, const std::string& /*arguments*/,
-              std::string& output) override {
-    output = "{}";
-    ++runs;
-    isRunning = true;
-    if (isSlow) std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-    isRunning = false;
-    return 1;
-  }
-  int Execute(const std::string& /*command*/, const std::string& /*arguments*/,
-              std::vector<std::string>& lines) override {
-    lines.clear();
-    return 1;
-  }
-
-  std::atomic<int> runs{0};
-  std::atomic<bool> isSlow{false};
-  std::atomic<bool> isRunning{false};
-
- private:
-  TLXX::ICommandRunner* before_;
-};
-
 // Nothing of the library runs any more once command 3 has returned: the code goes, and a worker
 // that went on would end the process.
 TEST(Library, UnloadedAfterItsWorkerHasRun_LeavesNothingRunning) {
   for (int round = 0; round < 2; ++round) {
-    EmptyTool tool;
+    // It reports no drive, and takes its time over it once it is slow: longer than a shut-down
+    // pauses by itself.
+    vxtest::ScriptedTool tool;
+    std::atomic<int> runs{0};
+    std::atomic<bool> isSlow{false};
+    std::atomic<bool> isRunning{false};
+    tool.SetHook([&](const std::string&) {
+      ++runs;
+      isRunning = true;
+      if (isSlow) std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+      isRunning = false;
+    });
     void* const library = dlopen(VX_PLUGIN, RTLD_NOW | RTLD_LOCAL);
     ASSERT_NE(library, nullptr) << dlerror();
     IPLUGINAPI* plugin = nullptr;
     ASSERT_EQ(Symbol<CreateIfFunction>(library, "createIf")(&plugin), 0U);
     std::vector<PI::CAdapterID> adapters;
     EXPECT_EQ(plugin->Execute(PI::COMMAND_INITIALIZE, 0, &adapters), 20001U);
-    const int before = tool.runs;
-    tool.isSlow = true;
+    const int before = runs;
+    isSlow = true;
     EXPECT_EQ(plugin->Execute(PI::COMMAND_SET_ADAPTER_IDS, 0, &adapters), 0U);
-    while (tool.runs == before) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    while (runs == before) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     EXPECT_EQ(plugin->Execute(PI::COMMAND_DEINITIALIZE, 0, nullptr), 0U);
-    ASSERT_FALSE(tool.isRunning);
+    ASSERT_FALSE(isRunning);
     Symbol<ReleaseIfFunction>(library, "releaseIf")(&plugin);
     ASSERT_EQ(dlclose(library), 0);
     ASSERT_EQ(dlopen(VX_PLUGIN, RTLD_NOW | RTLD_NOLOAD), nullptr);

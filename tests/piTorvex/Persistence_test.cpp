@@ -1,7 +1,7 @@
 // The rows of adapters and drives: what is sent to the database, and what a real one holds after
 // it.
-#include "CmdEmu_fixtures.h"
 #include "Object_fixtures.h"
+#include "PluginTrace.h"
 #include "support/Files.h"
 
 #include <functional>
@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <Schema/Database.h>

@@ -1,6 +1,6 @@
 // A drive's defaults, equality, change event, properties and operations.
-#include "CmdEmu_fixtures.h"
 #include "Object_fixtures.h"
+#include "PluginTrace.h"
 
 #include <algorithm>
 #include <functional>
@@ -8,6 +8,8 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include <TLX/Misc/Clock.h>
 

@@ -155,7 +155,7 @@ TEST_F(WholeTrace, OfALife_IsWrittenLineByLine) {
   lines.erase(std::remove(lines.begin(), lines.end(), "Wait for termination... (Worker)"),
               lines.end());
 
-  const std::string prefix = machine.tool.Prefix();
+  const std::string prefix = machine.tool.Prefixes().back();
   Lines expected = StartUp(prefix);
   Append(expected,
          {"ENTER SetAdapterIDs", "Adapter (Intel PCIe Device Adapter (1)) (1) updated in db."});

@@ -1,16 +1,12 @@
 #include "Frame_fixtures.h"
 
-#include <algorithm>
-#include <atomic>
 #include <functional>
-#include <new>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-// What holds across the borders of the single steps: repeated calls, failing databases, numbers at
-// the ends of their ranges.
+// What one scan leaves to the next: rows that are still owed, warnings that come and go, calls that
+// are repeated.
 
 namespace {
 
@@ -60,147 +56,7 @@ class RowsTest : public testing::Test {
   IPLUGINAPI_IMPL plugin;
 };
 
-TEST(Members, StandInTheOrderOfTheirDestruction) {
-  IPLUGINAPI_IMPL plugin;
-  const std::vector<const void*> members = {
-      &plugin.m_InterfaceVersion, &plugin.m_ModuleID,      &plugin.m_NotifyHost,
-      &plugin.m_DataLock,         &plugin.m_EventsLock,    &plugin.m_ForceWorker,
-      &plugin.m_StopRequest,      &plugin.m_PrivateEvent,  &plugin.m_CommandPrefix,
-      &plugin.m_ToolPath,         &plugin.m_Plugin,        &plugin.m_Adapters,
-      &plugin.m_PhysicalDrives,   &plugin.m_ToolRecords,   &plugin.m_ETRs,
-      &plugin.m_HostAdapterIDs,   &plugin.m_Events,        &plugin.m_AdapterCount,
-      &plugin.PollInterval,       &plugin.m_NextID,        &plugin.m_TopologyRefreshInterval,
-      &plugin.m_WorkerThread,     &plugin.m_CustomOptions, &plugin.m_PluginOptions,
-      &plugin.m_ToolVersion,      &plugin.m_Database};
-  EXPECT_TRUE(std::is_sorted(members.begin(), members.end(), std::less<>()));
-}
-
-TEST(Members, AtFirst_AreEmpty) {
-  IPLUGINAPI_IMPL plugin;
-  EXPECT_EQ(plugin.m_InterfaceVersion, 2U);
-  EXPECT_EQ(plugin.m_ModuleID, 0U);
-  EXPECT_FALSE(static_cast<bool>(plugin.m_NotifyHost));
-  EXPECT_NE(plugin.m_DataLock.Wait(0), TLX::Threading::WAIT_ACQUIRED);  // not initialised yet
-  EXPECT_NE(plugin.m_EventsLock.Wait(0), TLX::Threading::WAIT_ACQUIRED);
-  for (const TLX::Threading::CEvent* event :
-       {&plugin.m_ForceWorker, &plugin.m_StopRequest, &plugin.m_PrivateEvent}) {
-    EXPECT_FALSE(event->IsInitialised());
-  }
-  EXPECT_EQ(plugin.m_CommandPrefix, "");
-  EXPECT_TRUE(plugin.m_ToolPath.empty());
-  EXPECT_EQ(plugin.m_Plugin.m_ID, 0UL);
-  EXPECT_THAT(plugin.m_Adapters, IsEmpty());
-  EXPECT_THAT(plugin.m_PhysicalDrives, IsEmpty());
-  EXPECT_THAT(plugin.m_ToolRecords, IsEmpty());
-  EXPECT_THAT(plugin.m_ETRs, IsEmpty());
-  EXPECT_THAT(plugin.m_HostAdapterIDs, IsEmpty());
-  EXPECT_THAT(plugin.m_Events, IsEmpty());
-  EXPECT_EQ(plugin.m_AdapterCount, 0UL);
-  EXPECT_EQ(plugin.m_NextID, 0UL);
-  EXPECT_EQ(plugin.m_WorkerThread, nullptr);
-  EXPECT_EQ(plugin.m_CustomOptions.FileName(), "CustomOpOpts.ini");
-  EXPECT_EQ(plugin.m_PluginOptions.FileName(), "piTorvex.ini");
-  EXPECT_EQ(plugin.m_ToolVersion, "");
-  EXPECT_EQ(plugin.m_Database, nullptr);  // the host has none
-}
-
-// Hosts and plug-ins of other compilations find these by their places.
-TEST(Members, OfTheInterface_StandWhereHostsLookForThem) {
-  IPLUGINAPI_IMPL plugin;
-  IPLUGINAPI* const api = &plugin;
-  EXPECT_EQ(static_cast<void*>(api), static_cast<void*>(&plugin));
-  const auto placeOf = [api](const void* member) {
-    return static_cast<const char*>(member) - reinterpret_cast<const char*>(api);
-  };
-  EXPECT_EQ(placeOf(&api->m_InterfaceVersion), 8);
-  EXPECT_EQ(placeOf(&api->m_ModuleID), 12);
-  EXPECT_EQ(placeOf(&api->m_NotifyHost), 16);
-}
-
-static_assert(std::is_same_v<std::underlying_type_t<PI::_COMMAND>, unsigned int>,
-              "any number may come in as a command");
-
-// --- The end
-
-// Stopping the worker is command 3's work. The object stands in memory that is never given back, so
-// that the sleeping worker harms nobody; it ends with the process.
-void DestroyWithAWorkerInTheTool() {
-  static Machine machine;
-  machine.AddDrive("SERIAL");
-  alignas(IPLUGINAPI_IMPL) static unsigned char memory[sizeof(IPLUGINAPI_IMPL)];
-  auto* const plugin = new (memory) IPLUGINAPI_IMPL;
-  std::vector<PI::CAdapterID> ids;
-  if (plugin->Initialize(ids) != 0) _exit(2);
-  static std::atomic<bool> isInTool{false};
-  machine.tool.SetHook([](const std::string&) {
-    isInTool = true;
-    while (true) pause();
-  });
-  plugin->SetAdapterIDs(ids);
-  if (!frametest::Eventually([] { return isInTool.load(); })) _exit(3);
-  plugin->~IPLUGINAPI_IMPL();
-  _exit(0);
-}
-
-TEST(Destruction, LeavesTheWorkerRunning) {
-  EXPECT_EXIT(DestroyWithAWorkerInTheTool(), testing::ExitedWithCode(0), "");
-}
-
-// --- Repeated calls
-
-TEST(Initialize, ThatFailsTheSecondTime_LeavesNoLinks) {
-  Machine machine;
-  machine.AddDrive("SERIAL");
-  machine.AddManagedDrive("MANAGED");
-  Guest guest;
-  ASSERT_EQ(guest.Initialize(), 0U);
-  machine.tool.Change([](auto& drives) { drives.erase(drives.begin()); });
-  EXPECT_EQ(guest.Initialize(), 20001U);
-  const std::vector<PI::CObject> objects = guest.Topology();
-  ASSERT_EQ(objects.size(), 1U);
-  EXPECT_THAT(objects.front().m_ChildIDs, IsEmpty());
-}
-
-TEST(HostNumbers, SentASecondTime_LeaveTheEarlierOnes) {
-  Machine machine;
-  machine.AddDrive("SERIAL");
-  Guest guest;
-  guest.Initialize();
-  guest.SetAdapterIDs();
-  guest.ids.front().m_HostNumber = 7;
-  EXPECT_EQ(guest.Call(2, 0, &guest.ids), 0U);
-  std::vector<PI::CAdapterID> kept;
-  {
-    const TLX::Threading::Native_OS::CFastMutexGuard guard(guest.Impl().m_DataLock);
-    kept = guest.Impl().m_HostAdapterIDs;
-    // The worker's first scan may already have put the serial number there.
-    EXPECT_NE(guest.Impl().m_Adapters.front().Name, "Intel PCIe Device Adapter (7)");
-  }
-  EXPECT_EQ(kept.size(), 2U);
-  EXPECT_EQ(guest.Impl().m_OlderWorkers.size(), 1U);
-  EXPECT_EQ(guest.DeInitialize(), 0U);
-  EXPECT_EQ(guest.Impl().m_WorkerThread->Wait(0), TLX::Threading::WAIT_ACQUIRED);
-  EXPECT_EQ(guest.Impl().m_OlderWorkers.front()->Wait(0), TLX::Threading::WAIT_ACQUIRED);
-}
-
 // --- Rows
-
-TEST(Initialize, WithoutADatabase_PublishesAndSaysSo) {
-  vxtest::PluginTrace trace(2);
-  Machine machine;
-  machine.AddDrive("SERIAL");
-  Guest guest;
-  EXPECT_EQ(guest.Initialize(), 0U);
-  EXPECT_EQ(guest.Topology().size(), 3U);
-  for (const char* line :
-       {"Exception thrown during inserting Torvex plugin object to db. (The host has no database.)",
-        "Storage query exception thrown during inserting Adapter () (1) to db. (The host has no "
-        "database.)",
-        "Storage query exception thrown during inserting PD (SERIAL) to db. (The host has no "
-        "database.)"}) {
-    EXPECT_TRUE(trace.Has(line)) << line;
-  }
-}
 
 TEST_F(RowsTest, NamingThatFails_IsSentAgainAtTheNextScan) {
   Report({MakeAdapter("A", 1)});

@@ -1,7 +1,6 @@
-#include "CannedTool.h"
+#include "FleetAnswers.h"
 
 #include <cstdio>
-#include <utility>
 
 namespace vxbench {
 namespace {
@@ -37,42 +36,24 @@ std::string Health(int drive) {
 
 }  // namespace
 
-std::map<std::string, std::string> FleetAnswers(int drives, int temperature) {
-  std::map<std::string, std::string> answers;
+vxtest::ScriptedTool::Script FleetAnswers(int drives, int temperature) {
+  vxtest::ScriptedTool::Script answers;
   std::string inventory = "{";
   for (int drive = 0; drive < drives; ++drive) {
     if (drive > 0) inventory += ',';
     inventory += Section(drive);
-    answers[Print("show -o json -torvex %d -nvmelog SmartHealthInfo", drive)] = Health(drive);
-    answers[Print("show -o json -torvex %d -nvmelog TemperatureStatistics", drive)] =
+    answers[Print("show -o json -torvex %d -nvmelog SmartHealthInfo", drive)].output =
+        Health(drive);
+    answers[Print("show -o json -torvex %d -nvmelog TemperatureStatistics", drive)].output =
         Print(R"({"Temp Statistics":{"Current Temperature":%d,"Estimated offset in Celsius":0}})",
               temperature);
-    answers[Print("show -o json -smart -torvex %d", drive)] =
+    answers[Print("show -o json -smart -torvex %d", drive)].output =
         R"({"SMART Attributes":{"AD":{"Normalized":100},"EA":{"Normalized":100}}})";
-    answers[Print("show -all -o json -torvex %d", drive)] = "{" + Section(drive) + "}";
+    answers[Print("show -all -o json -torvex %d", drive)].output = "{" + Section(drive) + "}";
   }
-  answers["show -all -o json -torvex"] = inventory + "}";
-  answers["version -o json"] = R"({"Version Information":{"Version":"3.0.26"}})";
+  answers["show -all -o json -torvex"].output = inventory + "}";
+  answers["version -o json"].output = R"({"Version Information":{"Version":"3.0.26"}})";
   return answers;
-}
-
-CannedTool::CannedTool(std::map<std::string, std::string> answers) : answers_(std::move(answers)) {
-  TLXX::CSystem::SetCommandRunner(this);
-}
-
-CannedTool::~CannedTool() {
-  TLXX::CSystem::SetCommandRunner(nullptr);
-}
-
-int CannedTool::Execute(const std::string&, const std::string& arguments, std::string& output) {
-  const auto answer = answers_.find(arguments);
-  if (answer == answers_.end()) return 0;
-  output = answer->second;
-  return 1;
-}
-
-int CannedTool::Execute(const std::string&, const std::string&, std::vector<std::string>&) {
-  return 0;
 }
 
 }  // namespace vxbench
