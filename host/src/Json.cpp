@@ -12,45 +12,6 @@ namespace vxhost {
 
 namespace {
 
-constexpr std::string_view REPLACEMENT = "\xEF\xBF\xBD";
-
-// What may follow a lead byte: how many bytes, and the range of the first of them. The ranges leave
-// out overlong forms, surrogates and everything above U+10FFFF.
-struct Lead {
-  unsigned int followers;
-  unsigned char low;
-  unsigned char high;
-};
-
-Lead LeadOf(unsigned char byte) {
-  if (byte < 0x80) return {0, 0, 0};
-  if (byte >= 0xC2 && byte <= 0xDF) return {1, 0x80, 0xBF};
-  if (byte == 0xE0) return {2, 0xA0, 0xBF};
-  if (byte == 0xED) return {2, 0x80, 0x9F};
-  if (byte >= 0xE1 && byte <= 0xEF) return {2, 0x80, 0xBF};
-  if (byte == 0xF0) return {3, 0x90, 0xBF};
-  if (byte == 0xF4) return {3, 0x80, 0x8F};
-  if (byte >= 0xF1 && byte <= 0xF3) return {3, 0x80, 0xBF};
-  return {4, 0, 0};  // no lead byte
-}
-
-// Length of the well-formed character at the front, or 0; then bad is the length of the part to
-// replace.
-std::size_t CharacterLength(std::string_view text, std::size_t& bad) {
-  bad = 1;
-  const Lead lead = LeadOf(static_cast<unsigned char>(text[0]));
-  if (lead.followers == 4) return 0;
-  for (std::size_t i = 1; i <= lead.followers; ++i) {
-    const auto byte = i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
-    const bool fits = i == 1 ? byte >= lead.low && byte <= lead.high : byte >= 0x80 && byte <= 0xBF;
-    if (!fits) {
-      bad = i;
-      return 0;
-    }
-  }
-  return lead.followers + std::size_t{1};
-}
-
 void WriteNumbers(JsonText& json, const std::vector<int>& numbers) {
   json.StartArray();
   for (const int number : numbers) json.Signed(number);
@@ -106,18 +67,6 @@ class ValueWriter : public boost::static_visitor<void> {
 };
 
 }  // namespace
-
-std::string ToUtf8(std::string_view bytes) {
-  std::string text;
-  text.reserve(bytes.size());
-  while (!bytes.empty()) {
-    std::size_t bad = 0;
-    const std::size_t length = CharacterLength(bytes, bad);
-    text += length > 0 ? bytes.substr(0, length) : REPLACEMENT;
-    bytes.remove_prefix(length > 0 ? length : bad);
-  }
-  return text;
-}
 
 std::string HexId(unsigned long id) {
   return fmt::format("0x{:016x}", id);

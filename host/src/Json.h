@@ -13,11 +13,11 @@
 #include <PI/Object.h>
 #include <PI/Operation.h>
 #include <PI/Property.h>
+#include <TLX/Misc/Text.h>
 
 namespace vxhost {
 
-// Every maximal part that is not UTF-8 becomes one U+FFFD; the rest stays as it is.
-std::string ToUtf8(std::string_view bytes);
+using TLX::Misc::ToUtf8;
 
 // An object id as people and JSON write it: "0x" and sixteen hexadecimal digits.
 std::string HexId(unsigned long id);

@@ -149,19 +149,6 @@ std::string Laid(const Line& line, const Layout& layout, bool colour) {
 
 }  // namespace
 
-std::string Printable(std::string_view bytes) {
-  std::string text;
-  for (const char c : ToUtf8(bytes)) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7F) {
-      text += fmt::format("\\x{:02X}", byte);
-    } else {
-      text += c;
-    }
-  }
-  return text;
-}
-
 std::string Coloured(const std::string& text, std::string_view health, bool colour) {
   const std::string_view start = colour ? ColourOf(health) : std::string_view();
   return start.empty() ? text : fmt::format("{}{}{}", start, text, PLAIN);

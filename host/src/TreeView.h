@@ -5,10 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include <TLX/Misc/Text.h>
+
 namespace vxhost {
 
-// Bytes made fit for a terminal: UTF-8, control characters as \xNN.
-std::string Printable(std::string_view bytes);
+using TLX::Misc::Printable;
 
 // The text in the colour of the health that it says, when colours are wanted.
 std::string Coloured(const std::string& text, std::string_view health, bool colour);

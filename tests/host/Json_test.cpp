@@ -46,31 +46,6 @@ std::string ProblemOf(const std::string& propertyJson) {
   }
 }
 
-TEST(Utf8, ValidText_StaysAsItIs) {
-  const std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\x7F\xF4\x8F\xBF\xBF";
-  EXPECT_EQ(vxhost::ToUtf8(text), text);
-}
-
-TEST(Utf8, BytesThatAreNoLead_AreReplacedOneByOne) {
-  EXPECT_EQ(vxhost::ToUtf8("\x80\xFF\xC0\xC1\xF5"), BAD + BAD + BAD + BAD + BAD);
-}
-
-TEST(Utf8, TruncatedCharacter_IsReplacedOnce) {
-  EXPECT_EQ(vxhost::ToUtf8("\xE2\x82"), BAD);
-  EXPECT_EQ(vxhost::ToUtf8("\xF0\x9F\x98x"), BAD + "x");
-  EXPECT_EQ(vxhost::ToUtf8("\xC3"), BAD);
-}
-
-TEST(Utf8, OverlongSurrogateAndTooLarge_AreReplaced) {
-  EXPECT_EQ(vxhost::ToUtf8("\xE0\x80\x80"), BAD + BAD + BAD);
-  EXPECT_EQ(vxhost::ToUtf8("\xED\xA0\x80"), BAD + BAD + BAD);
-  EXPECT_EQ(vxhost::ToUtf8("\xF4\x90\x80\x80"), BAD + BAD + BAD + BAD);
-}
-
-TEST(Utf8, NulAndControlCharacters_Stay) {
-  EXPECT_EQ(vxhost::ToUtf8(std::string("a\0\n", 3)), std::string("a\0\n", 3));
-}
-
 TEST(JsonFloat, WritesTheShortestTextThatReadsBackTheSame) {
   EXPECT_EQ(FloatJson(36.6F), "36.6");
   EXPECT_EQ(FloatJson(37.0F), "37.0");

@@ -62,8 +62,8 @@ TEST(RpcRequest, BehindAByteOrderMark_TheIdIsFoundToo) {
 }
 
 TEST(RpcRequest, HalfASurrogatePairInTheId_IsAnsweredAsTheReplacementCharacter) {
-  EXPECT_EQ(Good(R"({"command":3,"id":"a\uDC00b"})").m_Id, "\"a\uFFFD\uFFFD\uFFFDb\"");
-  EXPECT_EQ(Good(R"({"command":3,"id":{"\uDC00":1}})").m_Id, "{\"\uFFFD\uFFFD\uFFFD\":1}");
+  EXPECT_EQ(Good(R"({"command":3,"id":"a\uDC00b"})").m_Id, "\"a\uFFFDb\"");
+  EXPECT_EQ(Good(R"({"command":3,"id":{"\uDC00":1}})").m_Id, "{\"\uFFFD\":1}");
 }
 
 TEST(RpcRequest, MembersCalledIdFurtherDown_AreNotTheId) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <TLX/Internals/TraceSink.h>
+#include <TLX/Misc/Text.h>
 
 namespace TLX::Internals {
 namespace {
@@ -20,20 +21,6 @@ std::string TimeText(unsigned long milliseconds) {
   const std::size_t length = std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &date);
   std::snprintf(text + length, sizeof text - length, ".%03luZ", milliseconds % 1000);
   return text;
-}
-
-void AppendEscaped(std::string& line, const std::string& message) {
-  constexpr char DIGITS[] = "0123456789abcdef";
-  for (const char letter : message) {
-    const auto code = static_cast<unsigned char>(letter);
-    if (code >= 0x20 && code != 0x7F) {
-      line += letter;
-    } else {
-      line += "\\x";
-      line += DIGITS[code >> 4];
-      line += DIGITS[code & 0xF];
-    }
-  }
 }
 
 class CFileTraceSink final : public ITraceSink {
@@ -54,7 +41,7 @@ class CFileTraceSink final : public ITraceSink {
     text += '\t';
     text += line.m_Function;
     text += '\t' + std::to_string(line.m_Line) + '\t';
-    AppendEscaped(text, line.m_Text);
+    text += Misc::Printable(line.m_Text);
     text += '\n';
     WriteAll(text);
   }

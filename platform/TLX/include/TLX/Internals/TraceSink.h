@@ -34,7 +34,7 @@ VX_EXPORT void SetTraceSink(std::shared_ptr<ITraceSink> sink);
 
 // A sink that appends lines to a file, made if it is not there: time (UTC, such as
 // 2026-03-01T12:34:56.789Z), level as a decimal number, file, function, line number and message,
-// separated by tabs; control characters in the message as \xNN. Each line is written at once. On a
+// separated by tabs, the message as Misc::Printable shows it. Each line is written at once. On a
 // full disk lines are lost and nothing else happens. Returns null, and says in error what is wrong
 // with which file, when the file cannot be opened; error is untouched otherwise.
 VX_EXPORT std::shared_ptr<ITraceSink> MakeFileTraceSink(const std::string& path,
