@@ -73,7 +73,7 @@ class FixturePlugin : public IPLUGINAPI {
       std::puts(script["print"].GetString());
       std::fflush(stdout);
     }
-    while (script.HasMember("hang") && script["hang"] == static_cast<unsigned int>(command)) {
+    while (script.HasMember("hang") && script["hang"].GetUint() == command) {
       std::this_thread::sleep_for(std::chrono::seconds(1));
     }
     const std::string key = std::to_string(static_cast<unsigned int>(command));
