@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Failure.h"
 #include "Options.h"
 #include "Output.h"
 #include "Signals.h"
@@ -7,21 +8,10 @@
 
 #include <filesystem>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 namespace vxhost {
-
-// Ends the program with a status and one line for people.
-class Failure : public std::runtime_error {
- public:
-  Failure(int status, const std::string& text) : std::runtime_error(text), status_(status) {}
-  int Status() const { return status_; }
-
- private:
-  int status_;
-};
 
 // What every command works with: the command line, the runtime tree, the platform set up as the
 // options say. One per process. [one thread]

@@ -1,15 +1,11 @@
 #pragma once
 
+#include "Failure.h"
+
 #include <string>
 #include <vector>
 
 namespace vxhost {
-
-// Exit statuses of the program.
-inline constexpr int EXIT_DONE = 0;
-inline constexpr int EXIT_FAILED = 1;
-inline constexpr int EXIT_USAGE = 2;
-inline constexpr int EXIT_NOTHING = 3;  // no supported hardware or no plug-in
 
 // What the command line says.
 struct Options {

@@ -1,8 +1,8 @@
 #include "Simulation.h"
 
 #include "Child.h"
+#include "Failure.h"
 #include "FleetUnion.h"
-#include "Host.h"
 
 #include <array>
 #include <chrono>
