@@ -3,6 +3,7 @@
 #include "Child.h"
 #include "Failure.h"
 #include "FleetUnion.h"
+#include "Output.h"
 
 #include <array>
 #include <chrono>
