@@ -11,6 +11,7 @@
 #include <shared_mutex>
 #include <utility>
 
+#include <TLX/Misc/Tracer.h>
 #include <TLX/Threading/Cancellation.h>
 #include <TLXX/System.h>
 
@@ -20,7 +21,9 @@ namespace {
 
 using TLX::Threading::CCancellation;
 
-constexpr const char* SOURCE = "platform/TLXX/src/System";
+TLX::Misc::CTracer Tracer() {
+  return TLX::Misc::CTracer({TLX_MODULE_INFO_TLXX, "platform/TLXX/src/System"}, "ExecuteCommand");
+}
 
 constexpr int COLLECTED = 1;
 constexpr int FAILED = 0;
@@ -63,7 +66,8 @@ class CCall {
     const CRunLimits limits = CRunHistory::Instance().Limits();
     CRunResult result = RunQuery(limits);
     if (limits.m_RepeatPause.count() > 0 && result.IsWorthRepeating()) {
-      TraceRepeat(result);
+      m_Trace.Steps("once more: %s: %s", m_Text,
+                    [&] { return Explain(result, m_Command, m_Bounds); });
       if (Pause(limits.m_RepeatPause)) {
         m_Repeated = true;
         result = RunQuery(limits);
@@ -87,7 +91,7 @@ class CCall {
 
  private:
   bool Split() {
-    if (Traced(TLX::Misc::TRACE_TOOL)) Say(TLX::Misc::TRACE_TOOL, "run: " + m_Text);
+    m_Trace.Tool("run: %s", m_Text);
     std::string reason;
     if (SplitCommand(m_Text, m_Command, reason)) return true;
     Count(CRunResult{}, reason);
@@ -113,24 +117,14 @@ class CCall {
     const auto duration = std::chrono::steady_clock::now() - m_Start;
     CRunHistory::Instance().Count(m_Arguments, result, duration, m_Repeated, failure);
     CObserver::Instance().Tell(m_Arguments, failure);
-    if (!failure.empty() && Traced(TLX::Misc::TRACE_STEPS)) {
-      Say(TLX::Misc::TRACE_STEPS, "failed: " + m_Text + ": " + failure);
+    if (failure.empty()) {
+      m_Trace.Tool("collected %d bytes", result.m_Output.size());
+    } else {
+      m_Trace.Steps("failed: %s: %s", m_Text, failure);
     }
-    if (failure.empty() && Traced(TLX::Misc::TRACE_TOOL)) {
-      Say(TLX::Misc::TRACE_TOOL, "collected " + std::to_string(result.m_Output.size()) + " bytes");
-    }
   }
 
-  void TraceRepeat(const CRunResult& result) const {
-    if (!Traced(TLX::Misc::TRACE_STEPS)) return;
-    Say(TLX::Misc::TRACE_STEPS,
-        "once more: " + m_Text + ": " + Explain(result, m_Command, m_Bounds));
-  }
-
-  static void Say(unsigned int level, const std::string& text) {
-    Trace(level, SOURCE, "ExecuteCommand", __LINE__, text);
-  }
-
+  const TLX::Misc::CTracer m_Trace = Tracer();
   const std::string m_Text;
   const std::string& m_Arguments;
   const std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
@@ -146,9 +140,7 @@ bool Perform(CCall& call, bool (CCall::*operation)()) {
   try {
     return (call.*operation)();
   } catch (const std::exception& failure) {
-    if (Traced(TLX::Misc::TRACE_STEPS)) {
-      Trace(TLX::Misc::TRACE_STEPS, SOURCE, "ExecuteCommand", __LINE__, failure.what());
-    }
+    Tracer().Steps("%s", failure.what());
     return false;
   }
 }

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <TLX/Misc/Tracer.h>
+#include <TLX/Threading/Annotations.h>
+#include <TLX/Threading/FastMutex.h>
+
+namespace TLX::Threading {
+
+// CFastMutexGuard with a line on both sides of its wait, "Before NAME.Wait (sg)" and "After
+// NAME.Wait (sg)", at TRACE_LOCKS. The release is not traced. When the wait failed the scope runs
+// without the lock, and Result() says so. Delivers a pending cancellation of the calling thread as
+// the wait does; the second line is missing then. [any thread]
+class VX_SCOPED_CAPABILITY CTracedGuard {
+ public:
+  // name: as the lines call the mutex. Tracer and text need not outlive the constructor.
+  CTracedGuard(const Misc::CTracer& trace, Native_OS::CFastMutex& mutex, const char* name,
+               unsigned int line = __builtin_LINE()) VX_ACQUIRE(mutex) VX_NO_THREAD_SAFETY_ANALYSIS
+      : m_Mutex(mutex) {
+    trace.Locks({"Before %s.Wait (sg)", line}, name);
+    m_Result = m_Mutex.Wait(WAIT_INFINITE);
+    trace.Locks({"After %s.Wait (sg)", line}, name);
+  }
+  ~CTracedGuard() VX_RELEASE() VX_NO_THREAD_SAFETY_ANALYSIS {
+    if (m_Result == WAIT_ACQUIRED) m_Mutex.Release();
+  }
+  CTracedGuard(const CTracedGuard&) = delete;
+  CTracedGuard& operator=(const CTracedGuard&) = delete;
+
+  // WAIT_ACQUIRED (1), or WAIT_FAILED for a mutex that was never initialised.
+  [[nodiscard]] unsigned int Result() const noexcept { return m_Result; }
+
+ private:
+  Native_OS::CFastMutex& m_Mutex;
+  unsigned int m_Result = WAIT_FAILED;
+};
+
+}  // namespace TLX::Threading
