@@ -55,8 +55,8 @@ TEST_F(RunningChildrenTest, EndQueries_KillsTheGroupsOfQueriesAndNamesTheChanges
   tlxxtest::LifeLine change(scripts_.Path("change.line"));
   const pid_t first = Start(ERunKind::Query, "tool show",
                             scripts_.Add("query", query.Hold() + "sleep 600 & sleep 600"));
-  const pid_t second =
-      Start(ERunKind::Change, "tool start 1", scripts_.Add("change", change.Hold() + "sleep 600"));
+  const pid_t second = Start(ERunKind::Change, "tool start 1",
+                             scripts_.Add("change", change.Hold() + "exec sleep 600"));
   ASSERT_TRUE(query.WaitUntilHeld());
   ASSERT_TRUE(change.WaitUntilHeld());
   EXPECT_THAT(children_.EndQueries(), ElementsAre("tool start 1"));
@@ -79,7 +79,7 @@ TEST_F(RunningChildrenTest, AfterEndQueries_NothingIsStarted) {
 TEST_F(RunningChildrenTest, ForgottenChild_IsNotKilled) {
   tlxxtest::LifeLine line(scripts_.Path("line"));
   const pid_t pid =
-      Start(ERunKind::Query, "tool show", scripts_.Add("query", line.Hold() + "sleep 600"));
+      Start(ERunKind::Query, "tool show", scripts_.Add("query", line.Hold() + "exec sleep 600"));
   ASSERT_TRUE(line.WaitUntilHeld());
   children_.Forget(pid);
   EXPECT_THAT(children_.EndQueries(), IsEmpty());
