@@ -168,4 +168,77 @@ TEST(Completion, FilesWhereFilesAreMeant) {
   EXPECT_EQ(Completed({"--config-dir", start}), Words{start + "below"});
 }
 
+// --- docs/env.md and the code
+// -----------------------------------------------------------------------
+
+const fs::path SOURCES = VXTEST_SOURCES;
+
+std::string EnvironmentPage() {
+  return vxtest::ReadFile(SOURCES / "docs/env.md");
+}
+
+std::string Section(const std::string& page, const std::string& heading) {
+  const std::size_t start = page.find("\n## " + heading + "\n");
+  EXPECT_NE(start, std::string::npos) << heading;
+  return start == std::string::npos ? ""
+                                    : page.substr(start, page.find("\n## ", start + 1) - start);
+}
+
+// All code below the folders, without comments.
+std::string Code(const std::vector<std::string>& folders) {
+  const std::regex comment(R"(//[^\n]*)");
+  std::string code;
+  for (const std::string& folder : folders) {
+    for (const fs::directory_entry& file : fs::recursive_directory_iterator(SOURCES / folder)) {
+      const std::string kind = file.path().extension();
+      if (kind != ".cpp" && kind != ".h" && kind != ".def") continue;
+      code += std::regex_replace(vxtest::ReadFile(file.path()), comment, "");
+    }
+  }
+  return code;
+}
+
+TEST(EnvironmentPage, VariablesAreThoseThatTheProgramsAskFor) {
+  const std::string code =
+      Code({"facts", "platform", "DatabaseORM", "piTorvex", "host", "simulator"});
+  const std::string table = Section(EnvironmentPage(), "Environment variables");
+  const std::string asked = table.substr(0, table.find("Not asked for by name"));
+  const Words inCode = Matches(code, R"re(getenv\("([^"]+)"\))re", 1);
+  EXPECT_EQ(inCode, Matches(asked, R"re(^\| `([A-Z_]+)` \|)re", 1));
+  EXPECT_EQ(Matches(code, R"re(getenv\([^")]*\))re"), Words()) << "a name that nobody can find";
+}
+
+TEST(EnvironmentPage, VariablesOfTheHostStandInItsManual) {
+  const std::string table = Section(EnvironmentPage(), "Environment variables");
+  const std::string manual = Page("vxhost.8");
+  const std::size_t start = manual.find(".SH ENVIRONMENT");
+  ASSERT_NE(start, std::string::npos);
+  EXPECT_EQ(Matches(manual.substr(start, manual.find(".SH FILES") - start), "^\\.B ([A-Z_]+)", 1),
+            Matches(table, R"re(^\| `([A-Z_]+)` \| `vxhost` \|)re", 1));
+}
+
+// The simulator makes a sysfs of its own and reads none.
+TEST(EnvironmentPage, NamesEveryPathThatStandsInTheCode) {
+  const std::string code = Code({"facts", "platform", "DatabaseORM", "piTorvex", "host"});
+  Words paths = Matches(code, R"re("(/(?:dev|etc|proc|sys|tmp|usr|var)(?:/[^" ]*)?)")re", 1);
+  for (const std::string& below :
+       Matches(code, R"re("(/(?:block|bus|class|module)/[^" ]*)")re", 1)) {
+    paths.insert("/sys" + below);
+  }
+  EXPECT_THAT(paths, IsSupersetOf({std::string("/sys"), std::string("/sys/bus/pci/devices")}));
+  const Words named = Matches(EnvironmentPage(), "`([^`]+)`", 1);
+  for (const std::string& path : paths) {
+    EXPECT_TRUE(named.contains(path) || path.starts_with("/dev/nvme")) << path;
+  }
+}
+
+TEST(EnvironmentPage, FilesOfTheSystemAreThoseThatStandInTheCode) {
+  const std::string code = Code({"facts", "platform", "DatabaseORM", "piTorvex", "host"});
+  const std::string table = Section(EnvironmentPage(), "Files of the system");
+  for (const std::string& path : Matches(table, R"re(`(/[^`]+)`)re", 1)) {
+    const std::string below = path.starts_with("/sys/") ? path.substr(4) : path;
+    EXPECT_NE(code.find('"' + below + '"'), std::string::npos) << path;
+  }
+}
+
 }  // namespace
