@@ -241,4 +241,33 @@ TEST(EnvironmentPage, FilesOfTheSystemAreThoseThatStandInTheCode) {
   }
 }
 
+// --- docs/common-errors.md and the code
+// -------------------------------------------------------------
+
+// Texts of the code as people see them, one a line: literals that continue each other are one text.
+std::string Texts() {
+  const std::string code = Code({"platform", "DatabaseORM", "piTorvex", "host", "simulator"});
+  const std::regex literal(R"re("((?:[^"\\\n]|\\.)*)"(\s*(?="))?)re");
+  std::string texts;
+  for (std::sregex_iterator match(code.begin(), code.end(), literal), end; match != end; ++match) {
+    texts += match->str(1);
+    if (!(*match)[2].matched) texts += '\n';
+  }
+  return std::regex_replace(texts, std::regex(R"(\\")"), "\"");
+}
+
+TEST(CommonErrorsPage, EachMessageIsOneThatAProgramSays) {
+  const std::string page = vxtest::ReadFile(SOURCES / "docs/common-errors.md");
+  const std::string texts = Texts();
+  const Words messages = Matches(page, "^\\| `([^`]+)` \\|", 1);
+  EXPECT_THAT(messages, testing::SizeIs(testing::Ge(30)));
+  for (const std::string& message : messages) {
+    const std::string fixed = std::regex_replace(message, std::regex("…"), "\n");
+    for (const std::string& part : Matches(fixed, R"re([^ \n:;,("][^\n]{6,})re")) {
+      const std::string words = part.substr(0, part.find_last_not_of(" :;,(\"") + 1);
+      EXPECT_NE(texts.find(words), std::string::npos) << message << "\n  lacks: " << words;
+    }
+  }
+}
+
 }  // namespace
