@@ -37,8 +37,10 @@ class MirrorFile {
     Schema::COpened opened = Schema::OpenForWriting((directory_ / "db.sqlite").string());
     if (!opened.Database) throw std::runtime_error(opened.Error);
     database_ = std::move(opened.Database);
+    DatabaseWrapper::registerDatabase(database_->HostDatabase());
   }
   ~MirrorFile() {
+    DatabaseWrapper::registerDatabase(nullptr);
     database_.reset();
     std::error_code ignored;
     std::filesystem::remove_all(directory_, ignored);

@@ -7,7 +7,7 @@
 #include <string>
 
 #include <DB/Sqlite.h>
-#include <Schema/Tables.h>
+#include <Schema/Versions.h>
 
 namespace {
 

@@ -10,7 +10,23 @@
 #include <locale.h>
 
 #include <DB/Database.h>
+#include <DatabaseORM/List.h>
 #include <DatabaseORM/Records.h>
+
+namespace DatabaseORM {
+
+std::vector<std::string> Items(const std::string& cell) {
+  std::vector<std::string> items;
+  if (cell.empty()) return items;
+  std::size_t begin = 0;
+  for (std::size_t end = 0; end != std::string::npos; begin = end + 1) {
+    end = cell.find_first_of(DatabaseWrapper::delimiter, begin);
+    items.push_back(cell.substr(begin, end - begin));
+  }
+  return items;
+}
+
+}  // namespace DatabaseORM
 
 namespace DatabaseORM::Values {
 
@@ -152,15 +168,7 @@ void Read(const std::string& cell, std::string& value) {
 }
 
 void Read(const std::string& cell, std::vector<std::string>& value) {
-  value.clear();
-  if (cell.empty() || cell == NULL_DB_STRING) return;
-  std::size_t begin = 0;
-  for (;;) {
-    const std::size_t end = cell.find_first_of(delimiter, begin);
-    value.push_back(cell.substr(begin, end - begin));
-    if (end == std::string::npos) return;
-    begin = end + 1;
-  }
+  value = cell == NULL_DB_STRING ? std::vector<std::string>() : Items(cell);
 }
 
 std::string InCondition(int value) {

@@ -4,9 +4,6 @@
 
 #include <fmt/format.h>
 
-#include <DB/DatabaseException.h>
-#include <DB/Sqlite.h>
-
 namespace vxhost {
 
 namespace {
@@ -32,59 +29,36 @@ std::string DatabasePath(const Host& host, MirrorDatabase::Default otherwise) {
   if (!given.empty()) {
     throw Failure(EXIT_USAGE, fmt::format("--db {}: must be sqlite:PATH or none", given));
   }
-  if (otherwise == MirrorDatabase::Default::None) return {};
+  // Simulated drives never get into the record of the real ones by themselves.
+  if (otherwise == MirrorDatabase::Default::None || !host.Settings().m_Simulate.empty()) return {};
   return (StateDirectory(host.Home()) / FILE_NAME).string();
 }
 
 MirrorDatabase::MirrorDatabase(const Host& host, Default otherwise) {
   const std::string path = DatabasePath(host, otherwise);
   if (path.empty()) return;
-  if (host.Settings().m_Database.empty()) {
-    std::error_code error;  // what is wrong shows when the file is opened
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
-  }
-  Schema::COpened opened = Schema::OpenForWriting(path);
-  database_ = std::move(opened.Database);
-  if (database_ == nullptr) Say(fmt::format("no mirror in a database: {}", opened.Error));
+  Schema::CMirrorOptions options;
+  options.MakesDirectory = host.Settings().m_Database.empty();
+  options.Say = [](const std::string& line) { Say(line); };
+  mirror_ = std::make_unique<Schema::CMirror>(path, std::move(options));
 }
 
-MirrorDatabase::Bracket::Bracket(std::unique_ptr<DatabaseWrapper::CTransaction> transaction)
-    : transaction_(std::move(transaction)) {}
-
-MirrorDatabase::Bracket::~Bracket() {
-  Commit();
-}
+MirrorDatabase::Bracket::Bracket(std::unique_ptr<Schema::CMirror::CStart> start)
+    : start_(std::move(start)) {}
 
 bool MirrorDatabase::Bracket::Commit() noexcept {
-  try {
-    transaction_->Commit();
-    return true;
-  } catch (const std::exception& error) {
-    Say(fmt::format("the database has not taken the start: {}", error.what()));
-    return false;
-  }
+  const auto failure = start_->Commit();
+  if (failure) Say("the database has not taken the start: " + *failure);
+  return !failure;
 }
 
 std::unique_ptr<MirrorDatabase::Bracket> MirrorDatabase::BeginStart() {
-  if (database_ == nullptr) return nullptr;
-  try {
-    return std::make_unique<Bracket>(database_->Begin());
-  } catch (const DBEXCEPTION::DatabaseException& error) {
-    Say(fmt::format("the start is written without a transaction: {}", error.what()));
-    return nullptr;
-  }
+  auto start = mirror_ ? mirror_->BeginStart() : nullptr;
+  return start ? std::make_unique<Bracket>(std::move(start)) : nullptr;
 }
 
 void MirrorDatabase::RemoveEarlierRun() {
-  if (database_ == nullptr) return;
-  try {
-    database_->RemoveEarlierRun();
-  } catch (const DBEXCEPTION::DatabaseException& error) {
-    Say(
-        fmt::format("the database keeps the rows of the start before, beside the new ones, until "
-                    "the next start: {}",
-                    error.what()));
-  }
+  if (mirror_) mirror_->RemoveEarlierRun();
 }
 
 }  // namespace vxhost

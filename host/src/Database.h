@@ -5,12 +5,12 @@
 #include <filesystem>
 #include <memory>
 
-#include <Schema/Database.h>
+#include <Schema/Mirror.h>
 
 namespace vxhost {
 
-// The database that a command writes its mirror to, or none. What is wrong with it is said in one
-// line, and the command goes on without a mirror.
+// The database that a command writes its mirror to, or none. When it cannot be written that is said
+// in one line, and in another one when it can again; the command goes on.
 class MirrorDatabase {
  public:
   enum class Default { None, StateDirectory };
@@ -19,32 +19,32 @@ class MirrorDatabase {
   // nothing. [before plug-ins are made]
   MirrorDatabase(const Host& host, Default otherwise);
 
-  // Brackets the statements of a start into one transaction, which is committed when the bracket
-  // goes. Null without a database.
+  // The statements of a start as one transaction, which takes the rows of the run before away and
+  // is undone unless it is committed.
   class Bracket {
    public:
-    explicit Bracket(std::unique_ptr<DatabaseWrapper::CTransaction> transaction);
-    ~Bracket();
+    explicit Bracket(std::unique_ptr<Schema::CMirror::CStart> start);
 
     // Commits now. False, and a line on standard error, when nothing was kept.
-    bool Commit() noexcept;
-    Bracket(const Bracket&) = delete;
-    Bracket& operator=(const Bracket&) = delete;
+    [[nodiscard]] bool Commit() noexcept;
 
    private:
-    std::unique_ptr<DatabaseWrapper::CTransaction> transaction_;
+    std::unique_ptr<Schema::CMirror::CStart> start_;
   };
-  std::unique_ptr<Bracket> BeginStart();
 
-  // Removes the rows of the interface object before: to be called before another one is made. When
-  // it fails, that is said; the next call removes these rows, too.
+  // To be called when no plug-in runs: the transaction takes the statements of all of them. Null
+  // without a database, and when it cannot be written just now.
+  [[nodiscard]] std::unique_ptr<Bracket> BeginStart();
+
+  // The rows that are there are those of a run that has ended: removes them, now or before the next
+  // row is written. To be called when no plug-in runs.
   void RemoveEarlierRun();
 
  private:
-  std::unique_ptr<Schema::CDatabase> database_;
+  std::unique_ptr<Schema::CMirror> mirror_;
 };
 
 // The file that --db names; empty for "none". Throws Failure.
-std::string DatabasePath(const Host& host, MirrorDatabase::Default otherwise);
+[[nodiscard]] std::string DatabasePath(const Host& host, MirrorDatabase::Default otherwise);
 
 }  // namespace vxhost

@@ -38,14 +38,16 @@ ServedPlugin::ServedPlugin(std::unique_ptr<PluginLibrary> library, HostNumbers& 
       colour_(colour) {}
 
 unsigned int ServedPlugin::Start(MirrorDatabase& database, bool alone) {
-  CStarted started = StartSession(database.BeginStart());
+  // Rows of another plug-in that runs must neither go nor wait for this one's start.
+  CStarted started = StartSession(alone ? database.BeginStart() : nullptr);
   if (started.m_Result == 0 && !started.m_RowsKept) {
     // The plug-in takes the lost rows for written and would never write them again. Without a
     // transaction it learns of each row that cannot be written, and writes it when there is room.
     Stop();
-    if (alone) database.RemoveEarlierRun();
     started = StartSession(nullptr);
   }
+  // A start that failed is undone: nobody serves the drives of the run before any more.
+  if (started.m_Result != 0 && alone) database.RemoveEarlierRun();
   return started.m_Result;
 }
 
@@ -57,8 +59,10 @@ ServedPlugin::CStarted ServedPlugin::StartSession(
     // Held over the start, so that a notification of the new object waits for what was known first.
     const std::lock_guard lock(mutex_);
     started.m_Result = session_->Start();
-    started.m_RowsKept = transaction == nullptr || transaction->Commit();
-    if (started.m_Result == 0) known_ = Topology(session_->GetTopology(), session_->Adapters());
+    if (started.m_Result == 0) {
+      started.m_RowsKept = transaction == nullptr || transaction->Commit();
+      known_ = Topology(session_->GetTopology(), session_->Adapters());
+    }
   } catch (const PluginError&) {
     session_.reset();
     throw;
@@ -149,8 +153,6 @@ void Service::Try(Entry& entry) {
   ServedPlugin& plugin = *entry.m_Plugin;
   const bool alone = std::none_of(entries_.begin(), entries_.end(),
                                   [](const Entry& other) { return other.m_Plugin->Runs(); });
-  // Rows of another plug-in that runs must stay.
-  if (entry.m_Pause != 0 && alone) database_.RemoveEarlierRun();
   try {
     // What command 3 of another plug-in may have set back.
     TLX::Misc::CClock::SetTimeScale(host_.Settings().m_TimeScale);

@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <DB/Sqlite.h>
-#include <Schema/Tables.h>
+#include <Schema/Versions.h>
 
 namespace {
 

@@ -68,6 +68,16 @@ std::string EventLine(HostProcess& host) {
   return line;
 }
 
+// Waits until the database holds the count; returns the last one seen after half a minute.
+std::string Awaited(const std::filesystem::path& database, const std::string& statement,
+                    const std::string& count) {
+  const vxtest::RawSqlite raw(database);
+  for (int attempt = 0; attempt < 300 && raw.One(statement) != count; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
+  return raw.One(statement);
+}
+
 TEST_F(Simulated, Tree_ShowsEveryDriveWithHealthAndSize) {
   const auto run = Run({"tree"});
   EXPECT_EQ(run.status, 0) << run.err;
@@ -251,6 +261,74 @@ TEST_F(Simulated, ToolThatFails_IsSaidByOneShotCommandsToo) {
       HasSubstr("isdct ended with status 4 and printed nothing (show -all -o json -torvex)\n"));
 }
 
+// The mirror keeps every drive that it has ever seen: those that do not exist must not get into it.
+TEST_F(Simulated, Run_WithoutDatabaseOption_WritesNone) {
+  const std::filesystem::path state = directory_ / "state";
+  std::filesystem::create_directory(state);
+  auto environment = Environment();
+  environment["STATE_DIRECTORY"] = state.string();
+  HostProcess host(Words({"run"}), environment);
+  ASSERT_TRUE(host.WaitForError("running with 6 adapters")) << host.Errors();
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 0);
+  EXPECT_TRUE(std::filesystem::is_empty(state));
+}
+
+// Which rows another program reads while the host starts: never none.
+TEST_F(Simulated, Restart_ShowsTheRowsOfTheRunBeforeUntilThoseOfTheNewOne) {
+  const auto database = directory_ / "vx.db";
+  const auto words = Words({"run", "--db", "sqlite:" + database.string()});
+  {
+    HostProcess host(words, Environment());
+    ASSERT_TRUE(host.WaitForError("running with 6 adapters")) << host.Errors();
+    host.Signal(SIGTERM);
+    EXPECT_EQ(host.Wait(), 0);
+  }
+  const std::string numbers = "SELECT COUNT(*) FROM Adapter";
+  {
+    Edit({"fault", "--command", "inventory", "--kind", "latency", "--ms", "500"});
+    HostProcess host(words, Environment());
+    const vxtest::RawSqlite raw(database);
+    while (host.Errors().find("running with") == std::string::npos) {
+      ASSERT_EQ(raw.One(numbers), "6");
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    host.Signal(SIGKILL);
+    host.Wait();
+  }
+  Edit({"fault", "--command", "inventory", "--kind", "hang"});
+  HostProcess host(words, Environment());
+  ASSERT_EQ(Awaited(database, numbers, "6"), "6");
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  host.Signal(SIGKILL);
+  host.Wait();
+  EXPECT_EQ(vxtest::RawSqlite(database).One(numbers), "6");
+}
+
+// The service looks after a mirror that it did not get at first.
+TEST_F(Simulated, DatabaseThatIsLockedAtTheStart_IsWrittenLater) {
+  const auto database = directory_ / "vx.db";
+  const auto words = Words({"run", "--db", "sqlite:" + database.string()});
+  {
+    HostProcess host(words, Environment());
+    ASSERT_TRUE(host.WaitForError("running with 6 adapters")) << host.Errors();
+    host.Signal(SIGTERM);
+    EXPECT_EQ(host.Wait(), 0);
+  }
+  Edit({"pull", "0"});
+  const vxtest::RawSqlite other(database);
+  other.Run("BEGIN EXCLUSIVE");
+  HostProcess host(words, Environment());
+  ASSERT_TRUE(host.WaitForError("running with 5 adapters")) << host.Errors();
+  EXPECT_THAT(host.Errors(), HasSubstr("is locked by another program"));
+  other.Run("ROLLBACK");
+  EXPECT_EQ(Awaited(database, "SELECT COUNT(*) FROM Adapter", "5"), "5");
+  EXPECT_EQ(other.One("SELECT COUNT(*) FROM Plugin"), "1");
+  EXPECT_TRUE(host.WaitForError("the mirror in the database is written again")) << host.Errors();
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 0);
+}
+
 TEST_F(Simulated, SecondWriter_SaysWhoIsFirstAndGoesOn) {
   const std::string database = "sqlite:" + (directory_ / "mirror.db").string();
   HostProcess first(Words({"rpc", "--db", database}), Environment());
@@ -307,16 +385,6 @@ void LiftLimit(const std::filesystem::path& directory) {
   SetLimit(directory, RLIM_INFINITY);
 }
 
-// Waits until the database holds the count; returns the last one seen after half a minute.
-std::string Awaited(const std::filesystem::path& database, const std::string& statement,
-                    const std::string& count) {
-  const vxtest::RawSqlite raw(database);
-  for (int attempt = 0; attempt < 300 && raw.One(statement) != count; ++attempt) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  }
-  return raw.One(statement);
-}
-
 TEST_F(Simulated, StartThatTheDatabaseLost_IsWrittenWhenThereIsRoom) {
   const auto database = directory_ / "vx.db";
   const auto words = Words({"run", "--db", "sqlite:" + database.string()});
@@ -341,7 +409,7 @@ TEST_F(Simulated, StartThatTheDatabaseLost_IsWrittenWhenThereIsRoom) {
   EXPECT_EQ(host.Wait(), 0);
 }
 
-TEST_F(Simulated, RowsThatCannotBeRemoved_AreSaidAndGoWithTheNextStart) {
+TEST_F(Simulated, RowsThatCannotBeRemoved_AreSaidAndGoBeforeTheNextRow) {
   const auto database = directory_ / "vx.db";
   constexpr rlim_t PLENTY = 1U << 30U;
   HostProcess host(Words({"rpc", "--db", "sqlite:" + database.string()}), Environment(),
@@ -354,12 +422,13 @@ TEST_F(Simulated, RowsThatCannotBeRemoved_AreSaidAndGoWithTheNextStart) {
   host.Send("{\"id\":3,\"control\":\"create\"}\n{\"id\":4,\"control\":\"release\"}\n");
   EXPECT_EQ(host.Line(), R"({"id":3,"result":0})");
   EXPECT_EQ(host.Line(), R"({"id":4,"result":0})");
-  EXPECT_THAT(host.Errors(), HasSubstr("keeps the rows of the start before, beside the new ones"));
+  EXPECT_THAT(host.Errors(), HasSubstr("the mirror in the database is not written: "));
   EXPECT_EQ(vxtest::RawSqlite(database).One("SELECT COUNT(*) FROM Adapter"), "6");
   LiftLimit(directory_.Path());
   host.Send("{\"id\":5,\"control\":\"create\"}\n");
   EXPECT_EQ(host.Line(), R"({"id":5,"result":0})");
   EXPECT_EQ(vxtest::RawSqlite(database).One("SELECT COUNT(*) FROM Adapter"), "0");
+  EXPECT_TRUE(host.WaitForError("the mirror in the database is written again"));
   host.EndInput();
   EXPECT_EQ(host.Wait(), 0);
 }

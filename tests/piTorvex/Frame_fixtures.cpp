@@ -7,7 +7,7 @@
 #include <boost/variant.hpp>
 
 #include <DB/DatabaseException.h>
-#include <Schema/Tables.h>
+#include <Schema/Versions.h>
 
 extern "C" unsigned int createIf(IPLUGINAPI** out);
 extern "C" void releaseIf(IPLUGINAPI** in);

@@ -10,7 +10,6 @@ using DatabaseORM::column_t;
 using DatabaseORM::field_t;
 using DatabaseORM::table_t;
 using DatabaseWrapper::DatabaseDAO;
-using DBEXCEPTION::DatabaseException;
 using RaidDataModels::Adapter;
 using RaidDataModels::dbModelFieldsMap;
 using RaidDataModels::PD;
@@ -102,14 +101,11 @@ constexpr std::array DRIVE_FIELDS = ColumnsOf([] {
 struct CTableFacts {
   const char* Name;
   const char* Meaning;
-  const char* Constraint;  // behind the columns of CREATE TABLE
 };
 
-constexpr CTableFacts PLUGIN_TABLE{"Plugin", "the plug-in", ""};
-constexpr CTableFacts ADAPTER_TABLE{"Adapter", "adapters that are there", ""};
-// Every start inserts each drive many times; a drive that is stored takes the new values.
-constexpr CTableFacts DRIVE_TABLE{"PD", "physical drives that have ever been seen",
-                                  ", UNIQUE (SerialNumber, Host) ON CONFLICT REPLACE"};
+constexpr CTableFacts PLUGIN_TABLE{"Plugin", "the plug-in"};
+constexpr CTableFacts ADAPTER_TABLE{"Adapter", "adapters that are there"};
+constexpr CTableFacts DRIVE_TABLE{"PD", "physical drives that have ever been seen"};
 
 template <class Record>
 CKind KindOf(const field_t<Record>& field) {
@@ -118,21 +114,6 @@ CKind KindOf(const field_t<Record>& field) {
                              CKind::List};
   static_assert(kinds.size() == std::variant_size_v<field_t<Record>>);
   return kinds[field.index()];
-}
-
-// Columns of numbers have the affinity that lets them compare with a number in quotes.
-const char* SqlType(CKind kind) {
-  switch (kind) {
-    case CKind::Integer:
-    case CKind::Unsigned:
-      return "INTEGER";
-    case CKind::Real:
-      return "REAL";
-    case CKind::Text:
-    case CKind::List:
-      break;
-  }
-  return "TEXT";
 }
 
 // The property that the column mirrors and what the row says besides.
@@ -152,20 +133,8 @@ CTable Describe(const CTableFacts& facts, const std::array<CField<Record>, Size>
 }
 
 template <class Record, std::size_t Size>
-std::string CreateStatement(const CTableFacts& facts,
-                            const std::array<CField<Record>, Size>& fields) {
-  std::string columns;
-  for (const auto& field : fields) {
-    columns += columns.empty() ? "" : ", ";
-    columns += std::string(field.Name) + " " + SqlType(KindOf<Record>(field.Field));
-    if (&field == fields.data()) columns += " PRIMARY KEY";
-  }
-  return std::string("CREATE TABLE ") + facts.Name + " (" + columns + facts.Constraint + ")";
-}
-
-template <class Record, std::size_t Size>
-std::shared_ptr<table_t<Record>> MakeTable(const CTableFacts& facts,
-                                           const std::array<CField<Record>, Size>& fields) {
+std::shared_ptr<table_t<Record>> TableOf(const CTableFacts& facts,
+                                         const std::array<CField<Record>, Size>& fields) {
   auto table = std::make_shared<table_t<Record>>(facts.Name);
   for (const auto& field : fields) {
     const int position = static_cast<int>(table->columns.size());
@@ -194,66 +163,6 @@ void FillMapsOnce() {
   });
 }
 
-// --- versions
-
-// Marks the file as ours.
-constexpr const char* APPLICATION_ID = "1450724946";
-
-void CreateVersion1(DatabaseDAO& database) {
-  database.query(std::string("PRAGMA application_id = ") + APPLICATION_ID);
-  database.query(CreateStatement(PLUGIN_TABLE, PLUGIN_FIELDS));
-  database.query(CreateStatement(ADAPTER_TABLE, ADAPTER_FIELDS));
-  database.query(CreateStatement(DRIVE_TABLE, DRIVE_FIELDS));
-}
-
-// One row for each version, in order: what makes it from the one before. A step that has been
-// released is never changed: a new version gets a new row.
-struct CStep {
-  int Version;
-  void (*Make)(DatabaseDAO& database);
-};
-constexpr std::array STEPS{
-    CStep{1, CreateVersion1},
-};
-
-std::string Cell(DatabaseDAO& database, const std::string& statement) {
-  const auto cells = database.query(statement);
-  return cells.empty() ? "" : cells.front();
-}
-
-// The version of the file; 0: a new one. Throws unless this library can work with it.
-int KnownVersion(DatabaseDAO& database) {
-  const int version = std::stoi(Cell(database, "PRAGMA user_version"));
-  const bool empty = Cell(database, "SELECT COUNT(*) FROM sqlite_master") == "0";
-  if (version == 0 && empty) return 0;
-  if (Cell(database, "PRAGMA application_id") != APPLICATION_ID || version <= 0) {
-    throw DatabaseException("The database belongs to another program; name another file.");
-  }
-  if (version > LatestVersion()) {
-    throw DatabaseException("The database has schema version " + std::to_string(version) +
-                            ", made by a newer program; this one knows versions up to " +
-                            std::to_string(LatestVersion()) +
-                            ": use the newer program or name another file.");
-  }
-  return version;
-}
-
-void Take(DatabaseDAO& database, const CStep& step) {
-  database.query("BEGIN IMMEDIATE");
-  try {
-    step.Make(database);
-    database.query("PRAGMA user_version = " + std::to_string(step.Version));
-    database.query("COMMIT");
-  } catch (const DatabaseException& failure) {
-    const std::string cause = failure.what();
-    try {
-      database.query("ROLLBACK");
-    } catch (const DatabaseException&) {  // rolled back already
-    }
-    throw DatabaseException(cause);
-  }
-}
-
 }  // namespace
 
 const std::vector<CTable>& Tables() {
@@ -263,35 +172,28 @@ const std::vector<CTable>& Tables() {
   return tables;
 }
 
-int LatestVersion() {
-  return STEPS.back().Version;
+template <>
+std::shared_ptr<table_t<Plugin>> MakeTable() {
+  return TableOf(PLUGIN_TABLE, PLUGIN_FIELDS);
 }
-
-void Upgrade(DatabaseDAO& database) {
-  const int version = KnownVersion(database);
-  for (const CStep& step : STEPS) {
-    if (step.Version > version) Take(database, step);
-  }
+template <>
+std::shared_ptr<table_t<Adapter>> MakeTable() {
+  return TableOf(ADAPTER_TABLE, ADAPTER_FIELDS);
 }
-
-void RequireKnown(DatabaseDAO& database) {
-  KnownVersion(database);
-}
-
-void RequireLatest(DatabaseDAO& database) {
-  const int version = KnownVersion(database);
-  if (version == LatestVersion()) return;
-  throw DatabaseException(version == 0 ? "The database is empty: nothing has written into it yet."
-                                       : "The database has the older schema version " +
-                                             std::to_string(version) +
-                                             "; opening it for writing brings it up to date.");
+template <>
+std::shared_ptr<table_t<PD>> MakeTable() {
+  return TableOf(DRIVE_TABLE, DRIVE_FIELDS);
 }
 
 std::shared_ptr<DatabaseORM::storage_t> MakeStorage(std::shared_ptr<DatabaseDAO> database) {
+  DatabaseORM::storage_t::tables_t tables{MakeTable<Plugin>(), MakeTable<Adapter>(),
+                                          MakeTable<PD>()};
+  return MakeStorage(std::move(database), std::move(tables));
+}
+
+std::shared_ptr<DatabaseORM::storage_t> MakeStorage(std::shared_ptr<DatabaseDAO> database,
+                                                    DatabaseORM::storage_t::tables_t tables) {
   FillMapsOnce();
-  DatabaseORM::storage_t::tables_t tables{MakeTable(PLUGIN_TABLE, PLUGIN_FIELDS),
-                                          MakeTable(ADAPTER_TABLE, ADAPTER_FIELDS),
-                                          MakeTable(DRIVE_TABLE, DRIVE_FIELDS)};
   DatabaseORM::storage_t::fieldMaps_t maps{Singleton<dbModelFieldsMap<Plugin>>::Instance(),
                                            Singleton<dbModelFieldsMap<Adapter>>::Instance(),
                                            Singleton<dbModelFieldsMap<PD>>::Instance()};

@@ -8,6 +8,8 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <DB/Sqlite.h>
+
 namespace DatabaseWrapper {
 
 using DBEXCEPTION::DatabaseException;
@@ -111,6 +113,15 @@ CConnection::CConnection(const std::string& path, CAccess access,
   sqlite3_busy_timeout(m_Handle.get(), static_cast<int>(busyTimeout.count()));
   if (access == CAccess::Write) PrepareForWriting();
   Run("PRAGMA schema_version");  // the first look into the file
+  if (access == CAccess::Write) RequireSound();
+}
+
+// Damage that only the write of some later row would meet is found while nothing has been written.
+// Findings about values are none: SQL goes on with such rows.
+void CConnection::RequireSound() {
+  const auto findings = Run("PRAGMA quick_check(1)");
+  if (findings.empty() || !findings.front().starts_with("*** in ")) return;
+  throw Failure(m_Path, SQLITE_CORRUPT, 0, sqlite3_errstr(SQLITE_CORRUPT));
 }
 
 void CConnection::PrepareForWriting() {
@@ -129,13 +140,14 @@ void CConnection::Fail() const {
       primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN ? SystemError(m_Handle.get()) : 0;
   const DatabaseException failure =
       Failure(m_Path, code, systemError, sqlite3_errmsg(m_Handle.get()));
+  if (IsRefusal(code, systemError)) throw CStatementRefused(failure.what());
   if (primary == SQLITE_BUSY && code != SQLITE_BUSY_SNAPSHOT) throw CBusy(failure.what());
   throw failure;
 }
 
 std::vector<std::string> CConnection::Run(std::string_view text) {
   if (text.find('\0') != std::string_view::npos) {
-    throw DatabaseException("The statement holds a NUL byte and was not run.");
+    throw CStatementRefused("The statement holds a NUL byte and was not run.");
   }
   sqlite3_stmt* raw = nullptr;
   const char* rest = nullptr;
@@ -144,10 +156,10 @@ std::vector<std::string> CConnection::Run(std::string_view text) {
     Fail();
   }
   const CStatement statement(raw);
-  if (statement == nullptr) throw DatabaseException("The statement is empty.");
+  if (statement == nullptr) throw CStatementRefused("The statement is empty.");
   const auto used = static_cast<std::size_t>(rest - text.data());
   if (text.find_first_not_of(WHITE_SPACE, used) != std::string_view::npos) {
-    throw DatabaseException("There is something behind the statement; nothing was run.");
+    throw CStatementRefused("There is something behind the statement; nothing was run.");
   }
   std::vector<std::string> cells;
   int result = 0;

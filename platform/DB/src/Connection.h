@@ -58,6 +58,7 @@ class CConnection {
   // name: what SQLite is to open, path: what people call it.
   static CHandle Open(const std::string& name, int flags, const std::string& path);
   void PrepareForWriting();
+  void RequireSound();
   bool HasLostLog();
   [[noreturn]] void Fail() const;
 

@@ -56,4 +56,8 @@ DBEXCEPTION::DatabaseException Failure(const std::string& path, int code, int sy
   return DBEXCEPTION::DatabaseException(text + ".");
 }
 
+bool IsRefusal(int code, int systemError) {
+  return &Explain(code, systemError) == &REFUSED;
+}
+
 }  // namespace DatabaseWrapper

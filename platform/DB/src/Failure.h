@@ -11,4 +11,7 @@ namespace DatabaseWrapper {
 DBEXCEPTION::DatabaseException Failure(const std::string& path, int code, int systemError,
                                        const std::string& detail);
 
+// Whether such a failure is the statement's alone and not the file's.
+bool IsRefusal(int code, int systemError);
+
 }  // namespace DatabaseWrapper

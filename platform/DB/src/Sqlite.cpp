@@ -121,6 +121,8 @@ std::unique_ptr<CConnection> OpenToRead(const std::string& path,
 
 }  // namespace
 
+CStatementRefused::~CStatementRefused() = default;
+
 struct CSqliteDatabase::Impl {
   Impl(const std::string& path, CSqliteOptions options);
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -8,10 +9,11 @@
 
 #include <DB/Database.h>
 #include <DB/Sqlite.h>
-#include <Schema/Tables.h>
+#include <DatabaseORM/List.h>
+#include <Schema/Versions.h>
 #include <TLX/Export.h>
 
-// What the host does with its database. One thread, the host's, unless said otherwise.
+// A file with our tables, opened. What a host does with it over time is CMirror's (Mirror.h).
 namespace Schema {
 
 struct COptions {
@@ -19,74 +21,84 @@ struct COptions {
   std::chrono::milliseconds BusyTimeout{1000};
   // After such a wait in vain: how long statements fail without waiting. Real time.
   std::chrono::milliseconds PauseAfterBusy{10000};
-  // Whose adapter rows, and which plug-in's row, are those of an earlier run.
+  // Whose adapter rows are those of an earlier run.
   std::string Host = "localhost";
-  std::string PluginName = "Torvex-Plugin";
+  // The schema that the file is brought to; null: Latest(). It must outlive the database.
+  const CSchema* Schema = nullptr;
+  // Makes the storage object over the database; empty: MakeStorage.
+  std::function<std::shared_ptr<DatabaseORM::storage_t>(
+      std::shared_ptr<DatabaseWrapper::DatabaseDAO>)>
+      Storage;
 };
 
 // A cell as it is stored, in text; empty optional: null. Reals have no exponent.
 using CCell = std::optional<std::string>;
 using CRow = std::vector<CCell>;
+// Splits a cell of kind List.
+using DatabaseORM::Items;
 
-// An open database with the latest schema.
+// An open database with the latest schema. One thread, unless said otherwise.
 class VX_EXPORT CDatabase {
  public:
-  // Takes the registration back when it is still this one's. The file is closed, and the writer's
-  // lock given up, when the last holder of HostDatabase() lets go.
+  // As the functions below, which catch what this throws.
+  [[nodiscard]] static std::unique_ptr<CDatabase> Open(const std::string& path,
+                                                       const COptions& options, bool readOnly);
+
+  // The file is closed, and the writer's lock given up, when the last holder of HostDatabase() lets
+  // go.
   ~CDatabase();
   CDatabase(const CDatabase&) = delete;
   CDatabase& operator=(const CDatabase&) = delete;
 
-  // Absolute path of the file.
-  const std::string& Path() const;
+  // Absolute path of the file, links resolved. [any thread]
+  [[nodiscard]] const std::string& Path() const;
 
-  // Removes what an earlier run of this host left behind: its adapter rows and the plug-in's row.
-  // Drive rows stay. Call it before every createIf that follows another. Throws DatabaseException.
+  // Removes what an earlier run of the host left behind: the adapter rows of its Host and every row
+  // of plug-ins, since one process writes at a time and at a start none of its plug-ins runs. Drive
+  // rows stay. Inside a transaction it belongs to it. Throws DatabaseException.
   void RemoveEarlierRun();
 
   // Begins a transaction around the statements that follow, from whatever thread; see CTransaction.
   // Throws DatabaseException. The database must outlive the transaction.
-  std::unique_ptr<DatabaseWrapper::CTransaction> Begin();
+  [[nodiscard]] std::unique_ptr<DatabaseWrapper::CTransaction> Begin();
 
-  // All rows of a table of Tables(), by identity; each has the table's columns in order. Throws
+  // All rows of a table of the schema, by identity; each has the table's columns in order. Throws
   // DatabaseException, also for an unknown table. [any thread]
-  std::vector<CRow> Read(const std::string& table) const;
+  [[nodiscard]] std::vector<CRow> Read(const std::string& table) const;
 
   // Writes the file back if its path no longer leads to it; returns whether it did. Statements do
   // so by themselves; this is for a host that wants it done while there is nothing to write. Throws
   // DatabaseException. [any thread]
   bool Restore();
 
-  // What is registered with libvxDB.
-  const std::shared_ptr<DatabaseWrapper::CHostDatabase>& HostDatabase() const;
+  // The way to run statements on the file and the storage object over it: what plug-ins are given.
+  // Never null. [any thread]
+  [[nodiscard]] const std::shared_ptr<DatabaseWrapper::CHostDatabase>& HostDatabase() const;
 
  private:
-  friend struct COpening;
-  CDatabase(std::shared_ptr<DatabaseWrapper::CSqliteDatabase> engine, COptions options);
+  CDatabase(std::shared_ptr<DatabaseWrapper::CSqliteDatabase> engine, const COptions& options);
 
   std::shared_ptr<DatabaseWrapper::CSqliteDatabase> m_Engine;
+  const CSchema& m_Schema;
+  const std::string m_Host;
   std::shared_ptr<DatabaseWrapper::CHostDatabase> m_HostDatabase;
-  COptions m_Options;
 };
 
 // Either a database or a text of one line that says why there is none, what the file is, and the
 // way out.
-struct COpened {
+struct [[nodiscard]] COpened {
   std::unique_ptr<CDatabase> Database;
   std::string Error;
 };
 
-// Opens or makes the file, brings it to the latest schema, removes what an earlier run left behind
-// and registers the database with libvxDB, where plug-ins find it. One writer at a time: a second
-// one gets an error that names the first (program and process number).
+// Opens or makes the file and brings it to the latest schema; its rows stay as they are. One writer
+// at a time: a second one gets an error that names the first (program and process number). A file
+// that is refused stays as it is.
 // path: a file in an existing directory, or DatabaseWrapper::IN_MEMORY.
 VX_EXPORT COpened OpenForWriting(const std::string& path, const COptions& options = {});
 
 // Opens an existing file beside a writer or without one. Changes no row, registers nothing, and
 // leaves beside the file what was there: what reading makes there it takes away again.
 VX_EXPORT COpened OpenReadOnly(const std::string& path, const COptions& options = {});
-
-// The items of a cell of kind List.
-VX_EXPORT std::vector<std::string> Items(const std::string& cell);
 
 }  // namespace Schema

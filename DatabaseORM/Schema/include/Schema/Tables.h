@@ -29,25 +29,27 @@ struct CTable {
   std::vector<CColumn> Columns;  // in the order of the row; the first is the identity
 };
 
-// The tables Plugin, Adapter and PD.
-VX_EXPORT const std::vector<CTable>& Tables();
+// The tables Plugin, Adapter and PD, as the newest version of the schema has them. Lives as long as
+// the process.
+[[nodiscard]] VX_EXPORT const std::vector<CTable>& Tables();
 
-// The version of the schema that this library writes.
-VX_EXPORT int LatestVersion();
+// A table of the query builder with the columns of a record; the caller owns it.
+template <class Record>
+[[nodiscard]] std::shared_ptr<DatabaseORM::table_t<Record>> MakeTable();
+template <>
+VX_EXPORT std::shared_ptr<DatabaseORM::table_t<RaidDataModels::Plugin>> MakeTable();
+template <>
+VX_EXPORT std::shared_ptr<DatabaseORM::table_t<RaidDataModels::Adapter>> MakeTable();
+template <>
+VX_EXPORT std::shared_ptr<DatabaseORM::table_t<RaidDataModels::PD>> MakeTable();
 
-// Makes the tables in a database that has none, or brings an older version up to the latest, one
-// step for each version, each in a transaction of its own. Throws DatabaseException for a newer
-// version and for a database of another program.
-VX_EXPORT void Upgrade(DatabaseWrapper::DatabaseDAO& database);
-
-// Throws DatabaseException for what Upgrade refuses. Reads only.
-VX_EXPORT void RequireKnown(DatabaseWrapper::DatabaseDAO& database);
-
-// Throws DatabaseException unless the database has the latest version.
-VX_EXPORT void RequireLatest(DatabaseWrapper::DatabaseDAO& database);
-
-// The storage object over these tables and the field maps of the process.
-VX_EXPORT std::shared_ptr<DatabaseORM::storage_t> MakeStorage(
+// The storage object over these tables, or over those that are given, and the field maps of the
+// process, which the first call fills. database: what its statements are sent to, never null; the
+// storage object keeps it alive.
+[[nodiscard]] VX_EXPORT std::shared_ptr<DatabaseORM::storage_t> MakeStorage(
     std::shared_ptr<DatabaseWrapper::DatabaseDAO> database);
+[[nodiscard]] VX_EXPORT std::shared_ptr<DatabaseORM::storage_t> MakeStorage(
+    std::shared_ptr<DatabaseWrapper::DatabaseDAO> database,
+    DatabaseORM::storage_t::tables_t tables);
 
 }  // namespace Schema

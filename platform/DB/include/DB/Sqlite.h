@@ -16,6 +16,13 @@ namespace DatabaseWrapper {
 // A path that stands for a database in memory: nothing is locked, nothing is kept.
 inline constexpr const char* IN_MEMORY = ":memory:";
 
+// The file is sound and can be written; this one statement was refused for what it says.
+class VX_EXPORT CStatementRefused : public DBEXCEPTION::DatabaseException {
+ public:
+  using DatabaseException::DatabaseException;
+  ~CStatementRefused() override;
+};
+
 struct CSqliteOptions {
   bool ReadOnly = false;
 
@@ -37,9 +44,10 @@ struct CSqliteOptions {
 // When the path no longer leads to the open file (deleted, renamed, replaced), the next statement
 // outside a transaction first writes the whole database back to the path.
 //
-// Every failure is a DBEXCEPTION::DatabaseException whose text names the file, what is wrong and
-// the way out: no database, damaged, locked, read-only, disk full, no such directory, and for a
-// second writer the process that is the first.
+// Every failure is a DBEXCEPTION::DatabaseException (a CStatementRefused where only the statement
+// is at fault) whose text names the file, what is wrong and the way out: no database, damaged,
+// locked, read-only, disk full, no such directory, and for a second writer the process that is the
+// first.
 class VX_EXPORT CSqliteDatabase : public DatabaseDAO {
  public:
   // Opens the file, for writing with write-ahead log, and makes it when it is missing. Read-only:
