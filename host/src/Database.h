@@ -16,7 +16,7 @@ class MirrorDatabase {
   enum class Default { None, StateDirectory };
 
   // Opens what --db names, or else the command's default. Throws Failure for a --db that names
-  // nothing. [before plug-ins are made]
+  // nothing. [before other threads start]
   MirrorDatabase(const Host& host, Default otherwise);
 
   // The statements of a start as one transaction, which takes the rows of the run before away and

@@ -14,7 +14,7 @@
 namespace vxhost {
 
 // What every command works with: the command line, the runtime tree, the platform set up as the
-// options say. One per process. [one thread]
+// options say. One per process. [main thread]
 class Host {
  public:
   // Sets the platform up. Throws Failure.

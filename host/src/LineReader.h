@@ -6,7 +6,7 @@
 
 namespace vxhost {
 
-// Lines of a descriptor, however long up to a limit. [one thread]
+// Lines of a descriptor, however long up to a limit. [one thread at a time]
 class LineReader {
  public:
   // stop: a descriptor that ends the input for good when it becomes readable; -1 for none.

@@ -21,7 +21,8 @@ class ServedPlugin {
                bool json, bool colour);
 
   // Starts a fresh interface object, and once more when the database lost what the first start
-  // wrote. alone: no other plug-in runs. Returns its result; throws PluginError. [service thread]
+  // wrote. alone: no other plug-in runs. Returns its result; throws PluginError. [one thread at a
+  // time]
   unsigned int Start(MirrorDatabase& database, bool alone);
   void Stop();
 

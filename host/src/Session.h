@@ -28,8 +28,8 @@ class HostNumbers {
 };
 
 // One life of a plug-in's interface object, as a host should lead it: createIf, callback, command
-// 1, numbering, command 2 ... command 3, releaseIf. [one thread; after Start, the requests may come
-// from any thread]
+// 1, numbering, command 2 ... command 3, releaseIf. [one thread at a time; requests after
+// Start: any thread]
 class Session {
  public:
   Session(const PluginLibrary& plugin, HostNumbers& numbers, std::function<void()> onNotify);

@@ -14,7 +14,7 @@ namespace vxhost {
 // was ignored from the start (nohup) stays ignored. One per process.
 class SignalWatch {
  public:
-  SignalWatch();   // throws std::system_error [before the process has another thread]
+  SignalWatch();   // throws std::system_error [before other threads start]
   ~SignalWatch();  // the calling thread's mask is as it was
   SignalWatch(const SignalWatch&) = delete;
   SignalWatch& operator=(const SignalWatch&) = delete;

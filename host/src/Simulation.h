@@ -20,7 +20,7 @@ class Simulation {
  public:
   // home: the runtime tree. The fleet is only read and may lie anywhere. From the first directory
   // on a signal that ends the process removes what was made. Throws Failure, with what the stand-in
-  // says about the fleet. [before plug-ins are loaded]
+  // says about the fleet. [before other threads start]
   Simulation(const std::filesystem::path& home, const std::filesystem::path& fleet,
              SignalWatch& signals);
   ~Simulation();  // removes the tree

@@ -43,7 +43,7 @@ struct FakeDrive {
 
 // The vendor's tool in this process, in place of the real runner while it lives. It answers from
 // its script first and then, as the tool would, from its list of drives; what neither knows fails.
-// [any thread, but for the script]
+// [any thread; the script: before other threads start]
 class ScriptedTool : public TLXX::ICommandRunner {
  public:
   struct Answer {

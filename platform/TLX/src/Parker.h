@@ -18,10 +18,10 @@ class CParker {
   CParker& operator=(const CParker&) = delete;
 
   // Sleeps until Unpark or the deadline, returns at once after an Unpark since the last Park. May
-  // return early. [the thread that made it]
+  // return early. [its own thread]
   void Park(CClockTime deadline);
 
-  // [any thread that can tell that the parker still exists]
+  // Only while the parker surely exists. [any thread]
   void Unpark();
 
   // Wakes everybody in the process who sleeps on a parker. [any thread]

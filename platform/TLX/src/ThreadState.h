@@ -11,7 +11,7 @@ class CParker;
 // the owning thread touches the link.
 class CHeldLock {
  public:
-  // Gives the lock up, however often it was taken. [the owning thread]
+  // Gives the lock up, however often it was taken. [its own thread]
   virtual void ReleaseWhole() = 0;
 
  protected:
@@ -40,7 +40,7 @@ class CThreadState {
   // Asks for cancellation and wakes the thread from whatever it waits in. [any thread]
   void RequestCancellation();
 
-  // From here on: [the thread itself]
+  // From here on: [its own thread]
 
   // Whether a cancellation waits to be delivered: asked for, not yet delivered, not held back.
   bool CancellationPending() const noexcept {

@@ -32,7 +32,8 @@ class CDescriptor {
 };
 
 // A child process, the leader of its own process group. Whatever happens to the caller, the child
-// is killed (when it still runs) and reaped, at the latest in the destructor. [one thread]
+// is killed (when it still runs) and reaped, at the latest in the destructor. [one thread at a
+// time]
 class CChild {
  public:
   CChild() = default;

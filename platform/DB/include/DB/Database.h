@@ -13,7 +13,7 @@ class storage_t;
 
 namespace DatabaseWrapper {
 
-// Runs statements. [any thread: statements are run one at a time]
+// Runs statements, one at a time. [any thread]
 class VX_EXPORT DatabaseDAO {
  public:
   virtual ~DatabaseDAO();

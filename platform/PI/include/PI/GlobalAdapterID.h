@@ -24,7 +24,7 @@ class VX_EXPORT CGlobalAdapterID {
   CGlobalAdapterID(const std::string& host, const std::string& serialNumber);
 
   // Finds or makes the number. Takes AllHostsAdaptersUniqueIDsMtx itself: who holds it waits for
-  // ever. [any thread, for different objects]
+  // ever. [one thread at a time]
   void GenerateUniqueAdapterNumber();
   // 0 before GenerateUniqueAdapterNumber.
   [[nodiscard]] unsigned int GetGlobalAdapterNumber() const;

@@ -25,8 +25,7 @@ class VX_EXPORT IPLUGINAPI {
   //   9 CheckOperation    PI::COperation
   //  10 ExecuteOperation  PI::COperation
   // objectId matters from 5 on. Returns 0 or a code in the 20000 range. Never throws. The host owns
-  // what data points to; the plug-in keeps no pointer into it. [host request thread; 1, 2 and 3 one
-  // after another]
+  // what data points to; the plug-in keeps no pointer into it. [host request thread]
   [[nodiscard]] virtual unsigned int Execute(PI::_COMMAND command, unsigned long objectId,
                                              void* data) = 0;
   virtual ~IPLUGINAPI();

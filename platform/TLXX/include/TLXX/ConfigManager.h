@@ -31,7 +31,7 @@ class VX_EXPORT CConfigManager {
   static bool IsDiskConnectedThroughOneOfDevices(
       const std::string& path, const std::vector<std::pair<std::string, std::string>>& devices);
 
-  // The sysfs root: "/sys" unless set. [before threads look things up]
+  // The sysfs root: "/sys" unless set. [before other threads start]
   static void SetSysfsRoot(const std::string& root);
   static std::string SysfsRoot();
 };

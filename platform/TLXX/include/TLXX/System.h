@@ -114,7 +114,7 @@ class VX_EXPORT CSystem {
   [[nodiscard]] static std::vector<std::string> EndQueries();
 
   // Puts another runner in place (null: the real one) and returns the one that was there, null for
-  // the real one. The caller keeps it alive while it is in place. [before threads run commands]
+  // the real one. The caller keeps it alive while it is in place. [before other threads start]
   static ICommandRunner* SetCommandRunner(ICommandRunner* runner);
 };
 

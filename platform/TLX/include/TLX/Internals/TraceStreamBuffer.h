@@ -10,7 +10,7 @@ namespace TLX::Internals {
 
 // One trace line under construction. The line goes to the sink when the buffer closes, in the
 // destructor; a failure there ends the process, so that a trace never throws into its caller.
-// Made only when the level is enabled: the caller tests the mask first. [one thread]
+// Made only when the level is enabled: the caller tests the mask first. [its own thread]
 class VX_EXPORT CTraceStreamBuffer {
  public:
   // The texts must stay valid until the buffer closes.

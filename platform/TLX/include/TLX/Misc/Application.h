@@ -13,7 +13,7 @@ class VX_EXPORT CTlxApplication {
   static std::string GetProcessPath();
 
   // Replaces the path that GetProcessPath reports; empty restores the real one. For a host that
-  // wants its plug-ins to find another tool directory. [before plug-ins are loaded]
+  // wants its plug-ins to find another tool directory. [before other threads start]
   static void SetProcessPath(const std::string& path);
 };
 

@@ -20,7 +20,7 @@ class VX_EXPORT CWaiter {
   // that one if it is auto-reset. waitForAll true: returns 1 once all are set, and clears the
   // auto-reset ones together. WAIT_TIMED_OUT when the time runs out, WAIT_FAILED when there is no
   // event or one of them was never initialised. Delivers a pending cancellation of the calling
-  // thread, and then clears nothing. [any thread, one at a time]
+  // thread, and then clears nothing. [one thread at a time]
   unsigned int Wait(unsigned int milliseconds, bool waitForAll);
 
  private:
