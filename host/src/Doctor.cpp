@@ -1,23 +1,24 @@
 #include "Catalogue.h"
 #include "Commands.h"
+#include "DriveTool.h"
 #include "Json.h"
 #include "Started.h"
 #include "ToolAnswers.h"
 #include "TreeView.h"
 
 #include <algorithm>
-#include <fstream>
+#include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include <Facts/Tool.h>
 #include <fmt/format.h>
 
 #include <TLX/Misc/Application.h>
 #include <TLXX/ConfigManager.h>
-#include <TLXX/System.h>
 
 // "doctor": for each NVMe device of the machine and each section of the tool's inventory, whether
 // it is an adapter, and why not.
@@ -27,18 +28,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* NO_DEVICE = "No device selected";
-constexpr int TOOL_DEPTH = 256;  // what nests deeper the plug-in refuses
 constexpr const char* NVME_CLASS = "0x0108";
-constexpr const char* VENDOR = "0x8086";
-const std::vector<std::pair<std::string, std::string>> VOLUME_CONTROLLERS = {{"8086", "201d"},
-                                                                             {"8086", "28c0"}};
 
-enum class Verdict { Adapter, Accepted, Wrong };
+enum class Verdict { Adapter, LeftOut, Wrong };
 
 const char* NameOf(Verdict verdict) {
   if (verdict == Verdict::Adapter) return "adapter";
-  return verdict == Verdict::Accepted ? "accepted" : "wrong";
+  return verdict == Verdict::LeftOut ? "left out" : "wrong";
 }
 
 // A device as sysfs, the tool or both show it.
@@ -54,19 +50,21 @@ struct Device {
   Verdict m_Verdict = Verdict::Wrong;
   std::string m_Reason;
   KeyReport m_Keys;
+  std::optional<int> m_Index;              // the tool's
+  const PI::CObject* m_Adapter = nullptr;  // as which a plug-in shows it
 };
 
 struct Findings {
   std::string m_Tool;
-  std::string m_ToolProblem;  // of the inventory; empty: it answers
+  std::string m_ToolProblem;          // of the inventory; empty: it answers
+  std::string m_InstallationProblem;  // of what lies beside the tool
   std::vector<StartedPlugin> m_Plugins;
   std::vector<Device> m_Devices;
 };
 
-std::string Line(const fs::path& file) {
-  std::ifstream in(file);
-  std::string text;
-  std::getline(in, text);
+// The text of an attribute file below sysfs.
+std::string Attribute(const fs::path& file) {
+  std::string text = TLXX::CConfigManager::ReadAttribute(file.string());
   text.erase(text.find_last_not_of(" \t\r\n") + 1);
   return text;
 }
@@ -80,76 +78,18 @@ std::vector<fs::path> Entries(const fs::path& directory) {
   return entries;
 }
 
-// ---- the tool ----
-
-class Tool {
- public:
-  explicit Tool(const fs::path& path)
-      : prefix_("LD_PRELOAD=" + path.parent_path().string() + "/libIntel.SSDFeatures.so.2.0.0 " +
-                path.string()) {
-    // The plug-ins that were started run the tool at the same time, on threads of their own.
-    TLXX::CSystem::SetRunObserver(
-        [this, own = std::this_thread::get_id()](const std::string&, const std::string& failure) {
-          if (std::this_thread::get_id() == own) failure_ = failure;
-        });
-  }
-  ~Tool() { TLXX::CSystem::SetRunObserver(nullptr); }
-  Tool(const Tool&) = delete;
-  Tool& operator=(const Tool&) = delete;
-
-  // Returns why there is no answer; empty when the document holds it, an object.
-  std::string Ask(const std::string& arguments, rapidjson::Document& answer) {
-    std::string output;
-    const int result = TLXX::CSystem::ExecuteCommand(prefix_, arguments, output);
-    if (result != 1)
-      return "the tool failed: " + (failure_.empty() ? std::string("no reason") : failure_);
-    if (output.empty()) {
-      return failure_.empty() ? "the tool is silent" : "the tool is silent: " + failure_;
-    }
-    if (JsonDepth(output) > TOOL_DEPTH) {
-      return fmt::format("the tool's answer nests deeper than {} levels", TOOL_DEPTH);
-    }
-    answer.Parse<rapidjson::kParseIterativeFlag>(output.data(), output.size());
-    if (!answer.HasParseError() && answer.IsObject()) return {};
-    if (output.find(NO_DEVICE) != std::string::npos) return "the tool says: no device selected";
-    return fmt::format("the tool's answer is no JSON object (at byte {} of {})",
-                       answer.GetErrorOffset(), output.size());
-  }
-
- private:
-  const std::string prefix_;
-  std::string failure_;  // of this thread's last run
-};
-
-void AskLogs(Tool& tool, int index, Device& device) {
-  for (std::size_t log = 0; log < std::size(LOGS); ++log) {
-    std::string arguments = LOGS[log].arguments;
-    arguments.replace(arguments.find("%d"), 2, std::to_string(index));
-    rapidjson::Document answer;
-    const std::string problem = tool.Ask(arguments, answer);
-    if (problem.empty()) {
-      CompareLog(log, answer, device.m_Keys);
-      continue;
-    }
-    device.m_Verdict = Verdict::Wrong;
-    device.m_Reason =
-        fmt::format("an adapter without health values, {}: {}", LOGS[log].name, problem);
-    return;
-  }
-}
-
 // ---- the machine ----
 
 Device FunctionOf(const fs::path& directory) {
   Device device;
   std::error_code error;
   device.m_Address = directory.filename().string();
-  device.m_Vendor = Line(directory / "vendor");
+  device.m_Vendor = Attribute(directory / "vendor");
   device.m_Driver = fs::read_symlink(directory / "driver", error).filename().string();
   for (const fs::path& controller : Entries(directory / "nvme")) {
     device.m_Controller = controller.filename().string();
-    device.m_Serial = Line(controller / "serial");
-    device.m_Model = Line(controller / "model");
+    device.m_Serial = Attribute(controller / "serial");
+    device.m_Model = Attribute(controller / "model");
     device.m_Path = "/dev/" + device.m_Controller;
   }
   return device;
@@ -159,22 +99,27 @@ std::vector<Device> Machine() {
   const fs::path sysfs = TLXX::CConfigManager::SysfsRoot();
   std::vector<Device> devices;
   for (const fs::path& function : Entries(sysfs / "bus" / "pci" / "devices")) {
-    if (Line(function / "class").starts_with(NVME_CLASS)) devices.push_back(FunctionOf(function));
+    if (Attribute(function / "class").starts_with(NVME_CLASS))
+      devices.push_back(FunctionOf(function));
   }
   for (const fs::path& controller : Entries(sysfs / "class" / "nvme")) {
-    const std::string transport = Line(controller / "transport");
+    const std::string transport = Attribute(controller / "transport");
     if (transport.empty() || transport == "pcie") continue;
     Device& device = devices.emplace_back();
     device.m_Controller = controller.filename().string();
-    device.m_Serial = Line(controller / "serial");
-    device.m_Model = Line(controller / "model");
+    device.m_Serial = Attribute(controller / "serial");
+    device.m_Model = Attribute(controller / "model");
     device.m_Driver = transport;
   }
   return devices;
 }
 
 bool IsBehindVolumeController(const std::string& path) {
-  return TLXX::CConfigManager::IsDiskConnectedThroughOneOfDevices(path, VOLUME_CONTROLLERS);
+  std::vector<std::pair<std::string, std::string>> controllers;
+  for (const char* const device : Facts::VOLUME_MANAGEMENT_DEVICES) {
+    controllers.emplace_back(Facts::PCI_VENDOR, device);
+  }
+  return TLXX::CConfigManager::IsDiskConnectedThroughOneOfDevices(path, controllers);
 }
 
 bool IsPathOf(const std::string& path, const std::string& controller) {
@@ -188,41 +133,32 @@ bool IsPathOf(const std::string& path, const std::string& controller) {
 class Doctor {
  public:
   explicit Doctor(Host& host)
-      : path_(fs::path(TLX::Misc::CTlxApplication::GetProcessPath()).parent_path() / "bin" /
-              "isdct") {
+      : home_(fs::path(TLX::Misc::CTlxApplication::GetProcessPath()).parent_path()) {
     HostNumbers numbers;
-    findings_.m_Tool = path_.string();
     findings_.m_Plugins = StartPlugins(host, numbers);
     findings_.m_Devices = Machine();
   }
 
   Findings Examine() {
     // Not before: the start of the plug-ins watches the tool's runs itself.
-    tool_.emplace(path_);
-    rapidjson::Document inventory;
-    findings_.m_ToolProblem = tool_->Ask(INVENTORY.arguments, inventory);
+    tool_.emplace(home_);
+    findings_.m_Tool = tool_->Path().string();
+    findings_.m_InstallationProblem = tool_->InstallationProblem();
+    ToolAnswer inventory;
+    findings_.m_ToolProblem = tool_->Ask(Facts::INVENTORY_ARGUMENTS, inventory);
     if (findings_.m_ToolProblem.empty()) {
-      for (const auto& member : std::as_const(inventory).GetObject()) {
+      for (const auto& member : inventory.Root().GetObject()) {
         if (member.value.IsObject()) Place(member.name.GetString(), member.value);
       }
     }
+    FindAdapters();
     for (Device& device : findings_.m_Devices) {
-      if (device.m_Section.empty()) JudgeUnlisted(device);
+      device.m_Section.empty() ? JudgeUnlisted(device) : JudgeListed(device);
     }
     return std::move(findings_);
   }
 
  private:
-  bool IsAdapter(const std::string& serial) const {
-    const auto& plugins = findings_.m_Plugins;
-    return std::any_of(plugins.begin(), plugins.end(), [&](const StartedPlugin& plugin) {
-      const auto& adapters = plugin.m_Topology.Adapters();
-      return std::any_of(adapters.begin(), adapters.end(), [&](const Topology::Adapter& adapter) {
-        return TextValue(*adapter.m_Object, property::SERIAL_NUMBER) == serial;
-      });
-    });
-  }
-
   // The machine's device that the section is about, or a new row.
   Device& DeviceOf(const std::string& serial, const std::string& path) {
     auto& devices = findings_.m_Devices;
@@ -238,62 +174,110 @@ class Doctor {
     return found == devices.end() ? devices.emplace_back() : *found;
   }
 
-  void Place(const std::string& name, const rapidjson::Value& section) {
-    const std::string serial = TextOf(section, "SerialNumber");
-    const std::string path = TextOf(section, "DevicePath");
+  void Place(const std::string& name, const JsonValue& section) {
+    const std::string serial = TextOf(section, key::SerialNumber);
+    const std::string path = TextOf(section, key::DevicePath);
     Device& device = DeviceOf(serial, path);
     device.m_Section = name;
+    device.m_Index = IndexOf(section);
     if (!serial.empty()) device.m_Serial = serial;
     if (!path.empty()) device.m_Path = path;
-    if (const std::string model = TextOf(section, "ModelNumber"); !model.empty()) {
+    if (const std::string model = TextOf(section, key::ModelNumber); !model.empty()) {
       device.m_Model = model;
     }
     CompareSection(section, device.m_Keys);
-    Judge(name, section, device);
+    const SectionVerdict verdict = JudgeSection(name, section);
+    device.m_Verdict = verdict.m_LeftOut ? Verdict::LeftOut : Verdict::Wrong;
+    device.m_Reason = verdict.m_Reason;
   }
 
-  void Judge(const std::string& name, const rapidjson::Value& section, Device& device) {
-    const SectionVerdict verdict = JudgeSection(name, section);
-    device.m_Verdict = verdict.m_Accepted ? Verdict::Accepted : Verdict::Wrong;
-    device.m_Reason = verdict.m_Reason;
-    if (!verdict.m_Reason.empty()) return;
+  // An adapter is one device: of two with its serial number the one on its path, else the first.
+  void FindAdapters() {
+    std::vector<const PI::CObject*> adapters;
+    for (const StartedPlugin& plugin : findings_.m_Plugins) {
+      for (const auto& adapter : plugin.m_Topology.Adapters()) adapters.push_back(adapter.m_Object);
+    }
+    for (const bool samePath : {true, false}) {
+      for (const PI::CObject*& adapter : adapters) {
+        if (adapter != nullptr && Claim(*adapter, samePath)) adapter = nullptr;
+      }
+    }
+  }
+
+  bool Claim(const PI::CObject& adapter, bool samePath) {
+    const std::string serial = SerialOf(adapter);
+    const std::string path = TextValue(adapter, property::DEVICE_PATH).value_or("");
+    auto& devices = findings_.m_Devices;
+    const auto found = std::find_if(devices.begin(), devices.end(), [&](const Device& device) {
+      return device.m_Adapter == nullptr && device.m_Reason.empty() && device.m_Serial == serial &&
+             (!samePath || device.m_Path == path);
+    });
+    if (found != devices.end()) found->m_Adapter = &adapter;
+    return found != devices.end();
+  }
+
+  static std::string SerialOf(const PI::CObject& adapter) {
+    return TextValue(adapter, property::SERIAL_NUMBER).value_or("");
+  }
+
+  // What the tool lists.
+  void JudgeListed(Device& device) {
+    if (!device.m_Reason.empty()) return;
     if (IsBehindVolumeController(device.m_Path)) {
+      device.m_Verdict = Verdict::LeftOut;
       device.m_Reason = "behind a volume-management controller";
+    } else if (device.m_Adapter != nullptr) {
+      JudgeAdapter(device);
+    } else {
+      device.m_Verdict = Verdict::Wrong;
+      device.m_Reason = "the tool lists it, but no plug-in shows it: " + WhyNotShown(device);
+    }
+  }
+
+  void JudgeAdapter(Device& device) {
+    device.m_Verdict = Verdict::Adapter;
+    for (std::size_t log = 0; log < Facts::LOGS.size(); ++log) {
+      const std::string problem = LogProblem(log, device);
+      if (problem.empty()) continue;
+      device.m_Verdict = Verdict::Wrong;
+      device.m_Reason =
+          fmt::format("an adapter without health values, {}: {}", LogName(log), problem);
       return;
     }
-    device.m_Verdict = IsAdapter(device.m_Serial) ? Verdict::Adapter : Verdict::Wrong;
-    if (device.m_Verdict == Verdict::Wrong) {
-      device.m_Reason = "the tool lists it, but no plug-in shows it: " + PluginProblem();
-      return;
-    }
-    AskLogs(*tool_, IndexOf(section).value_or(0), device);
-    if (device.m_Keys.m_WrongType.empty() || device.m_Verdict == Verdict::Wrong) return;
+    if (device.m_Keys.m_WrongType.empty()) return;
     device.m_Verdict = Verdict::Wrong;
     device.m_Reason = "an adapter, but keys of the tool's answer have another type";
   }
 
-  std::string PluginProblem() const {
+  std::string LogProblem(std::size_t log, Device& device) {
+    ToolAnswer answer;
+    const std::string problem = tool_->Ask(LogArguments(log, device.m_Index.value_or(0)), answer);
+    if (!problem.empty() || CompareLog(log, answer.Root(), device.m_Keys)) return problem;
+    return fmt::format("the tool's answer lacks its section; it says \"{}\"", answer.FirstWords());
+  }
+
+  std::string WhyNotShown(const Device& device) const {
+    for (const Device& other : findings_.m_Devices) {
+      if (other.m_Adapter == nullptr || other.m_Serial != device.m_Serial) continue;
+      return fmt::format(
+          "{} has the same serial number and is shown; one of the two is not watched",
+          other.m_Path.empty() ? other.m_Section : other.m_Path);
+    }
     for (const StartedPlugin& plugin : findings_.m_Plugins) {
       if (!plugin.m_Problem.empty()) return plugin.m_Problem;
     }
     return "its inventory was another one; try again";
   }
 
+  // What sysfs shows and the tool does not list.
   void JudgeUnlisted(Device& device) const {
-    const auto accept = [&](std::string reason) {
-      device.m_Verdict = Verdict::Accepted;
-      device.m_Reason = std::move(reason);
-    };
-    if (device.m_Address.empty()) return accept("not on PCI Express but over " + device.m_Driver);
-    if (device.m_Vendor != VENDOR)
-      return accept("of a vendor that is not served, " + device.m_Vendor);
-    if (!device.m_Model.empty() && !IsServedModel(device.m_Model)) {
-      return accept("its model is not served");
-    }
-    if (IsBehindVolumeController(device.m_Path)) {
-      return accept("behind a volume-management controller");
-    }
-    if (device.m_Driver != "nvme") {
+    const std::string reason = WhyLeftOut(device);
+    if (!reason.empty() && device.m_Adapter != nullptr) {
+      device.m_Verdict = Verdict::Adapter;  // of a plug-in with another tool
+    } else if (!reason.empty()) {
+      device.m_Verdict = Verdict::LeftOut;
+      device.m_Reason = reason;
+    } else if (device.m_Driver != "nvme") {
       device.m_Reason = "no NVMe driver is bound" +
                         (device.m_Driver.empty() ? std::string() : ", but " + device.m_Driver);
     } else {
@@ -302,9 +286,19 @@ class Doctor {
     }
   }
 
-  const fs::path path_;
+  static std::string WhyLeftOut(const Device& device) {
+    if (device.m_Address.empty()) return "not on PCI Express but over " + device.m_Driver;
+    if (device.m_Vendor != std::string("0x") + Facts::PCI_VENDOR) {
+      return "of a vendor that is not served, " + device.m_Vendor;
+    }
+    if (!device.m_Model.empty() && !IsServedModel(device.m_Model)) return "its model is not served";
+    if (IsBehindVolumeController(device.m_Path)) return "behind a volume-management controller";
+    return {};
+  }
+
+  const fs::path home_;
   Findings findings_;
-  std::optional<Tool> tool_;  // goes first
+  std::optional<DriveTool> tool_;  // goes first
 };
 
 // ---- showing ----
@@ -318,10 +312,21 @@ std::string KeyLine(const char* title, const std::vector<std::string>& keys) {
   return text + "\n";
 }
 
-std::string Render(const Findings& findings) {
+// The keys stand below what is wrong: a healthy drive lacks some forty of the known ones.
+std::string Keys(const Device& device, bool verbose) {
+  if (!verbose && device.m_Verdict != Verdict::Wrong) return {};
+  return KeyLine("missing", device.m_Keys.m_Missing) +
+         KeyLine("wrong type", device.m_Keys.m_WrongType) +
+         KeyLine("not known", device.m_Keys.m_Unknown);
+}
+
+std::string Render(const Findings& findings, bool verbose) {
   std::string text =
       fmt::format("tool {}: {}\n", findings.m_Tool,
                   findings.m_ToolProblem.empty() ? "answers" : Printable(findings.m_ToolProblem));
+  if (!findings.m_InstallationProblem.empty()) {
+    text += fmt::format("  {}\n", Printable(findings.m_InstallationProblem));
+  }
   if (findings.m_Devices.empty()) text += "no NVMe device and no drive of the tool\n";
   for (const Device& device : findings.m_Devices) {
     text += NameOf(device.m_Verdict);
@@ -330,9 +335,7 @@ std::string Render(const Findings& findings) {
       if (!part->empty()) text += "  " + Printable(*part);
     }
     text += device.m_Reason.empty() ? "\n" : ": " + Printable(device.m_Reason) + "\n";
-    text += KeyLine("missing", device.m_Keys.m_Missing);
-    text += KeyLine("wrong type", device.m_Keys.m_WrongType);
-    text += KeyLine("not known", device.m_Keys.m_Unknown);
+    text += Keys(device, verbose);
   }
   return text;
 }
@@ -359,6 +362,7 @@ std::string FindingsJson(const Findings& findings) {
   JsonText json;
   json.StartObject().Key("tool").Text(findings.m_Tool);
   json.Key("toolProblem").Text(findings.m_ToolProblem);
+  json.Key("installationProblem").Text(findings.m_InstallationProblem);
   json.Key("plugins").StartArray();
   for (const StartedPlugin& plugin : findings.m_Plugins) {
     json.StartObject().Key("plugin").Text(plugin.m_Name).Key("result").Unsigned(plugin.m_Result);
@@ -375,7 +379,7 @@ std::string FindingsJson(const Findings& findings) {
 int RunDoctor(Host& host) {
   const Findings findings = Doctor(host).Examine();
   host.Settings().m_Json ? host.Out().WriteLine(FindingsJson(findings))
-                         : host.Out().Write(Render(findings));
+                         : host.Out().Write(Render(findings, host.Settings().m_Verbose));
   if (findings.m_Devices.empty()) return EXIT_NOTHING;
   const bool wrong =
       !findings.m_ToolProblem.empty() ||

@@ -81,6 +81,7 @@ constexpr OptionRow OPTIONS[] = {
      "Database of the mirror; run writes one in the state directory unless told",
      Bind<&Options::m_Database>, 0, 0, "none"},
     {Option::Json, "--json", nullptr, "Print JSON for scripts", Bind<&Options::m_Json>},
+    {Option::Verbose, "--verbose", nullptr, "Show what is in order, too", Bind<&Options::m_Verbose>},
 };
 // clang-format on
 

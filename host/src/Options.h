@@ -20,6 +20,7 @@ struct Options {
   double m_TimeScale = 1;
   std::string m_Database;  // "sqlite:PATH" or "none"; empty: what the command has by default
   bool m_Json = false;
+  bool m_Verbose = false;
 
   std::string m_Command;
   std::vector<std::string> m_Arguments;  // of the command, in the order of its table row
@@ -45,6 +46,7 @@ enum class Option {
   TimeScale,
   Database,
   Json,
+  Verbose,
 };
 
 // How a command looks on the command line.

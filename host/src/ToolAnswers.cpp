@@ -5,6 +5,8 @@
 #include <charconv>
 #include <span>
 
+#include <Facts/Kinds.h>
+#include <Facts/Tool.h>
 #include <fmt/format.h>
 #include <strings.h>
 
@@ -12,64 +14,45 @@ namespace vxhost {
 
 namespace {
 
-using rapidjson::Value;
+using Value = JsonValue;
+using Facts::EKind;
+using Facts::ELog;
 
-enum class Type { Text, Integer, Unsigned, Unsigned64, Truth, Hexadecimal };
+constexpr const char* INVENTORY = "inventory";
 
 struct Key {
-  const char* name;
-  Type type;
+  std::string_view name;
+  EKind kind;
 };
 
-// clang-format off
 constexpr Key DRIVE_KEYS[] = {
-    {"Index", Type::Integer}, {"Bootloader", Type::Text}, {"ControllerDescription", Type::Text},
-    {"ControllerIDEMode", Type::Truth}, {"ControllerManufacturer", Type::Text},
-    {"ControllerService", Type::Text}, {"DevicePath", Type::Text}, {"DeviceStatus", Type::Text},
-    {"DriverDescription", Type::Text}, {"DriverMajorVersion", Type::Integer},
-    {"DriverManufacturer", Type::Text}, {"DriverMinorVersion", Type::Integer},
-    {"ErrorString", Type::Text}, {"Firmware", Type::Text}, {"LBAFormat", Type::Integer},
-    {"ProductFamily", Type::Text}, {"MaximumLBA", Type::Unsigned64}, {"ModelNumber", Type::Text},
-    {"NativeMaxLBA", Type::Unsigned64}, {"NumLBAFormats", Type::Unsigned},
-    {"NVMePowerState", Type::Unsigned}, {"PowerGovernorMode", Type::Text},
-    {"SectorSize", Type::Unsigned}, {"SerialNumber", Type::Text},
-    {"TempThreshold", Type::Unsigned}, {"PhysicalSize", Type::Unsigned64},
+#define INVENTORY_KEY(name, kind, ...) {key::name, EKind::kind},
+#define INVENTORY_KEY_READ_LAST(name, kind, ...) {key::name, EKind::kind},
+#include <Facts/Fields.def>
 };
-constexpr Key HEALTH_KEYS[] = {
-    {"Critical Warnings", Type::Integer},
-    {"Available Spare Space has fallen below the threshold", Type::Truth},
-    {"Device reliability has degraded", Type::Truth},
-    {"Media is in a read-only mode", Type::Truth},
-    {"Volatile memory backup device has failed", Type::Truth},
-    {"Available Spare Normalized percentage of the remaining spare capacity available", Type::Integer},
-    {"Available Spare Threshold Percentage", Type::Integer}, {"Percentage Used", Type::Integer},
-    {"Data Units Read", Type::Hexadecimal}, {"Data Units Written", Type::Hexadecimal},
-    {"Power On Hours", Type::Hexadecimal}, {"Media Errors", Type::Hexadecimal},
-};
-constexpr Key TEMPERATURE_KEYS[] = {
-    {"Current Temperature", Type::Integer}, {"Estimated offset in Celsius", Type::Integer},
-};
-constexpr Key ATTRIBUTE_KEYS[] = {{"Normalized", Type::Unsigned64}};
-constexpr Key SIZE_KEYS[] = {{"PhysicalSize", Type::Unsigned64}};
 
-constexpr const char* HEALTH_SECTIONS[] = {"SMART and Health Information", "NVMeLog2",
-                                           "NVMeLog SMART and Health Information"};
-constexpr const char* TEMPERATURE_SECTIONS[] = {"Temp Statistics", "NVMeLog197", "NVMeLog Temp Statistics"};
-constexpr const char* ATTRIBUTE_SECTIONS[] = {"SMART Attributes"};
-constexpr const char* ANY_SECTION[] = {""};
+struct LogKey {
+  ELog log;
+  Key key;
+};
+constexpr LogKey LOG_KEYS[] = {
+#define LOG_KEY(log, key, kind, ...) {ELog::log, {key, EKind::kind}},
+#include <Facts/Fields.def>
+};
 
-constexpr const char* DRIVE_SECTIONS[] = {"Intel SSD", "Intel Optane"};
-constexpr const char* MODELS[] = {"INTEL SSDPE2", "INTEL SSDPED", "INTEL SSDPEC",
-                                  "INTEL SSDPE7", "INTEL SSDPEY", "INTEL SSDPEL"};
-constexpr const char* RAID_KEY = "RSTeDiskId";
-constexpr const char* ATTRIBUTES[] = {"AD", "EA"};
-// clang-format on
+std::vector<Key> KeysOf(ELog log) {
+  std::vector<Key> keys;
+  for (const LogKey& row : LOG_KEYS) {
+    if (row.log == log) keys.push_back(row.key);
+  }
+  return keys;
+}
 
 std::string_view View(const Value& text) {
   return {text.GetString(), text.GetStringLength()};
 }
 
-bool BeginsWith(std::string_view name, std::span<const char* const> starts) {
+bool BeginsWith(std::string_view name, std::span<const std::string_view> starts) {
   return std::any_of(starts.begin(), starts.end(), [&](std::string_view start) {
     return name.size() >= start.size() &&
            ::strncasecmp(name.data(), start.data(), start.size()) == 0;
@@ -87,119 +70,165 @@ bool IsHexadecimal(const Value& value) {
   return parsed.ec == std::errc() && parsed.ptr == end;
 }
 
-bool Is(const Value& value, Type type) {
-  switch (type) {
-    case Type::Text:
+bool Is(const Value& value, EKind kind) {
+  switch (kind) {
+    case EKind::Text:
+    case EKind::ProductFamily:
       return value.IsString();
-    case Type::Integer:
+    case EKind::Integer:
+    case EKind::CharacterCode:
       return value.IsInt();
-    case Type::Unsigned:
+    case EKind::Unsigned:
       return value.IsUint();
-    case Type::Unsigned64:
+    case EKind::Unsigned64:
+    case EKind::Unsigned64OrReset:
       return value.IsUint64();
-    case Type::Truth:
+    case EKind::Boolean:
       return value.IsBool();
-    case Type::Hexadecimal:
+    case EKind::Hexadecimal:
       return IsHexadecimal(value);
   }
   return true;
 }
 
-const char* NameOf(Type type) {
-  constexpr const char* NAMES[] = {"a text",
-                                   "a whole number of 32 bits",
-                                   "a whole number of 32 bits, not negative",
-                                   "a whole number of 64 bits, not negative",
-                                   "true or false",
-                                   "a text of hexadecimal digits"};
-  return NAMES[static_cast<std::size_t>(type)];
+const char* NameOf(EKind kind) {
+  switch (kind) {
+    case EKind::Text:
+    case EKind::ProductFamily:
+      return "a text";
+    case EKind::Integer:
+    case EKind::CharacterCode:
+      return "a whole number of 32 bits";
+    case EKind::Unsigned:
+      return "a whole number of 32 bits, not negative";
+    case EKind::Unsigned64:
+    case EKind::Unsigned64OrReset:
+      return "a whole number of 64 bits, not negative";
+    case EKind::Boolean:
+      return "true or false";
+    case EKind::Hexadecimal:
+      return "a text of hexadecimal digits";
+  }
+  return "known";
+}
+
+const Value* Find(const Value& section, std::string_view key) {
+  const auto members = section.GetObject();
+  const auto found = std::find_if(members.begin(), members.end(),
+                                  [&](const auto& member) { return View(member.name) == key; });
+  return found != members.end() ? &found->value : nullptr;
 }
 
 void Compare(const std::string& place, const Value& section, std::span<const Key> keys,
-             bool unknownCount, KeyReport& report) {
+             KeyReport& report) {
   for (const Key& key : keys) {
-    const auto member = section.FindMember(key.name);
-    if (member == section.MemberEnd()) {
+    const Value* const value = Find(section, key.name);
+    if (value == nullptr) {
       report.m_Missing.push_back(fmt::format("{}: {}", place, key.name));
-    } else if (!Is(member->value, key.type)) {
+    } else if (!Is(*value, key.kind)) {
       report.m_WrongType.push_back(
-          fmt::format("{}: {} is not {}", place, key.name, NameOf(key.type)));
+          fmt::format("{}: {} is not {}", place, key.name, NameOf(key.kind)));
     }
   }
-  if (!unknownCount) return;
+}
+
+void AddUnknown(const std::string& place, const Value& section, std::span<const Key> keys,
+                KeyReport& report) {
   for (const auto& member : section.GetObject()) {
     const std::string_view name = View(member.name);
     const bool known =
-        name == RAID_KEY ||
+        name == Facts::RAID_MEMBER_KEY ||
         std::any_of(keys.begin(), keys.end(), [&](const Key& key) { return name == key.name; });
     if (!known) report.m_Unknown.push_back(fmt::format("{}: {}", place, name));
   }
 }
 
-void CompareAttributes(const std::string& place, const Value& section, KeyReport& report) {
-  for (const char* const attribute : ATTRIBUTES) {
+// The attributes are sections of their own, whatever the case of their names.
+void CompareAttributes(const std::string& place, const Value& section, std::span<const Key> keys,
+                       KeyReport& report) {
+  for (const Key& key : keys) {
     const auto members = section.GetObject();
     const auto found = std::find_if(members.begin(), members.end(), [&](const auto& member) {
-      return ::strcasecmp(member.name.GetString(), attribute) == 0;
+      const std::string_view name = View(member.name);
+      return name.size() == key.name.size() &&
+             ::strncasecmp(name.data(), key.name.data(), name.size()) == 0;
     });
-    const std::string name = fmt::format("{}: {}", place, attribute);
+    const std::string name = fmt::format("{}: {}", place, key.name);
     if (found == members.end()) {
       report.m_Missing.push_back(name);
     } else if (!found->value.IsObject()) {
       report.m_WrongType.push_back(name + " is not a section");
     } else {
-      Compare(name, found->value, ATTRIBUTE_KEYS, false, report);
+      const std::array<Key, 1> normalized{{{Facts::NORMALIZED_KEY, key.kind}}};
+      Compare(name, found->value, normalized, report);
     }
   }
 }
-
-struct LogShape {
-  std::span<const char* const> sections;
-  std::span<const Key> keys;  // none: the attributes
-  bool unknownCount;          // the last answer shows the drive once more, for one key
-};
-constexpr std::array<LogShape, std::size(LOGS)> SHAPES{
-    {{HEALTH_SECTIONS, HEALTH_KEYS, true},
-     {TEMPERATURE_SECTIONS, TEMPERATURE_KEYS, true},
-     {ATTRIBUTE_SECTIONS, {}, false},
-     {ANY_SECTION, SIZE_KEYS, false}}};
 
 }  // namespace
 
-void CompareSection(const Value& section, KeyReport& report) {
-  Compare(INVENTORY.name, section, DRIVE_KEYS, true, report);
+const char* LogName(std::size_t log) {
+  switch (Facts::LOGS.at(log).m_Log) {
+    case ELog::Health:
+      return "health log";
+    case ELog::Temperature:
+      return "temperature log";
+    case ELog::Attribute:
+      return "SMART attributes";
+    case ELog::Capacity:
+      return "properties";
+  }
+  return "log";
 }
 
-void CompareLog(std::size_t log, const Value& answer, KeyReport& report) {
-  const LogShape& shape = SHAPES.at(log);
+std::string LogArguments(std::size_t log, int index) {
+  std::string arguments = Facts::LOGS.at(log).m_Arguments;
+  return arguments.replace(arguments.find("%d"), 2, std::to_string(index));
+}
+
+void CompareSection(const Value& section, KeyReport& report) {
+  Compare(INVENTORY, section, DRIVE_KEYS, report);
+  AddUnknown(INVENTORY, section, DRIVE_KEYS, report);
+}
+
+bool CompareLog(std::size_t log, const Value& answer, KeyReport& report) {
+  const Facts::CLog& facts = Facts::LOGS.at(log);
+  const std::vector<Key> keys = KeysOf(facts.m_Log);
   bool found = false;
   for (const auto& member : answer.GetObject()) {
-    if (!member.value.IsObject() || !BeginsWith(View(member.name), shape.sections)) continue;
+    if (!member.value.IsObject() || !BeginsWith(View(member.name), facts.m_Sections)) continue;
     found = true;
-    if (shape.keys.empty()) {
-      CompareAttributes(LOGS[log].name, member.value, report);
-    } else {
-      Compare(LOGS[log].name, member.value, shape.keys, shape.unknownCount, report);
+    if (facts.m_Log == ELog::Attribute) {
+      CompareAttributes(LogName(log), member.value, keys, report);
+      continue;
     }
+    Compare(LogName(log), member.value, keys, report);
+    // The last log shows the drive once more, for one key.
+    if (facts.m_Log != ELog::Capacity) AddUnknown(LogName(log), member.value, keys, report);
   }
-  if (!found) report.m_Missing.push_back(fmt::format("{}: its section", LOGS[log].name));
+  if (!found) report.m_Missing.push_back(fmt::format("{}: its section", LogName(log)));
+  return found;
 }
 
 SectionVerdict JudgeSection(std::string_view name, const Value& section) {
-  if (!BeginsWith(name, DRIVE_SECTIONS)) {
-    return {true, "not named like a drive of the tool: neither \"Intel SSD\" nor \"Intel Optane\""};
+  if (!BeginsWith(name, Facts::DRIVE_SECTIONS)) {
+    std::string names;
+    for (const std::string_view start : Facts::DRIVE_SECTIONS) {
+      names += fmt::format("{} \"{}\"", names.empty() ? "neither" : " nor", start);
+    }
+    return {true, "not named like a drive of the tool: " + names};
   }
-  if (section.HasMember(RAID_KEY)) return {true, "member of a platform RAID volume"};
+  if (section.HasMember(Facts::RAID_MEMBER_KEY)) return {true, "member of a platform RAID volume"};
   if (!IndexOf(section)) return {false, "the tool gives it no index"};
-  const std::string model = TextOf(section, "ModelNumber");
+  const std::string model = TextOf(section, key::ModelNumber);
   if (model.empty()) return {false, "the tool gives it no model number"};
   if (!IsServedModel(model)) return {true, "its model is not served"};
   return {};
 }
 
 bool IsServedModel(std::string_view model) {
-  return std::any_of(std::begin(MODELS), std::end(MODELS),
-                     [&](const char* start) { return model.starts_with(start); });
+  return std::any_of(Facts::SERVED_MODELS.begin(), Facts::SERVED_MODELS.end(),
+                     [&](std::string_view start) { return model.starts_with(start); });
 }
 
 std::string TextOf(const Value& section, const char* key) {
@@ -209,7 +238,7 @@ std::string TextOf(const Value& section, const char* key) {
 }
 
 std::optional<int> IndexOf(const Value& section) {
-  const auto member = section.FindMember("Index");
+  const auto member = section.FindMember(key::Index);
   if (member == section.MemberEnd() || !member->value.IsInt()) return std::nullopt;
   // -1 stands for no index.
   return member->value.GetInt() == -1 ? std::nullopt : std::optional(member->value.GetInt());

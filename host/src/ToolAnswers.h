@@ -1,27 +1,23 @@
 #pragma once
 
+#include "JsonMemory.h"
+
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <rapidjson/document.h>
-
-// What is known of the drive tool's answers: its queries, the keys of each answer and their types.
+// What the drive tool's answers should hold: the keys and types that the facts name, the sections
+// that are drives which are served. Logs go by their place in Facts::LOGS.
 namespace vxhost {
 
-// One query of the tool. "%d" in the arguments stands for the drive's index.
-struct ToolQuery {
-  const char* name;
-  const char* arguments;
-};
-inline constexpr ToolQuery INVENTORY = {"inventory", "show -all -o json -torvex"};
-inline constexpr ToolQuery LOGS[] = {
-    {"health log", "show -o json -torvex %d -nvmelog SmartHealthInfo"},
-    {"temperature log", "show -o json -torvex %d -nvmelog TemperatureStatistics"},
-    {"SMART attributes", "show -o json -smart -torvex %d"},
-    {"properties", "show -all -o json -torvex %d"},
-};
+// The keys of a drive's section in the inventory, by name.
+namespace key {
+#define INVENTORY_KEY(name, ...) inline constexpr const char* name = #name;
+#define INVENTORY_KEY_READ_LAST(name, ...) inline constexpr const char* name = #name;
+#include <Facts/Fields.def>
+}  // namespace key
 
 // How an answer differs from what is known, each as "QUERY: KEY".
 struct KeyReport {
@@ -30,23 +26,27 @@ struct KeyReport {
   std::vector<std::string> m_Unknown;
 };
 
+// What the log is called, and the tool's arguments for the drive with that index.
+const char* LogName(std::size_t log);
+std::string LogArguments(std::size_t log, int index);
+
 // Compares the sections of a query's answer that are read with the known keys and adds what
-// differs. An answer without such a section lacks all its keys.
-void CompareSection(const rapidjson::Value& section, KeyReport& report);  // one of the inventory
-void CompareLog(std::size_t log, const rapidjson::Value& answer, KeyReport& report);
+// differs. False: the answer of a log lacks its section, and all its keys with it.
+void CompareSection(const JsonValue& section, KeyReport& report);  // one of the inventory
+[[nodiscard]] bool CompareLog(std::size_t log, const JsonValue& answer, KeyReport& report);
 
 // Why a section of the inventory is no drive that is served; empty when it is one.
 struct SectionVerdict {
-  bool m_Accepted = true;  // it is meant to be left out
+  bool m_LeftOut = true;  // it is meant to be; otherwise something is wrong
   std::string m_Reason;
 };
-SectionVerdict JudgeSection(std::string_view name, const rapidjson::Value& section);
+SectionVerdict JudgeSection(std::string_view name, const JsonValue& section);
 
 // Whether drives of the model are served. Blanks at the end do not count.
 bool IsServedModel(std::string_view model);
 
 // The text or number of a key; nothing when it is missing or of another type.
-std::string TextOf(const rapidjson::Value& section, const char* key);
-std::optional<int> IndexOf(const rapidjson::Value& section);
+std::string TextOf(const JsonValue& section, const char* key);
+std::optional<int> IndexOf(const JsonValue& section);
 
 }  // namespace vxhost

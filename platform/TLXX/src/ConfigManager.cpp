@@ -147,6 +147,10 @@ void CConfigManager::SetSysfsRoot(const std::string& root) {
   SetSysfsRootPath(root);
 }
 
+std::string CConfigManager::ReadAttribute(const std::string& path) {
+  return TLXX::ReadAttribute(path).value_or(std::string());
+}
+
 std::string CConfigManager::SysfsRoot() {
   return SysfsRootPath();
 }

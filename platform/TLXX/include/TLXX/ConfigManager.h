@@ -31,6 +31,10 @@ class VX_EXPORT CConfigManager {
   static bool IsDiskConnectedThroughOneOfDevices(
       const std::string& path, const std::vector<std::pair<std::string, std::string>>& devices);
 
+  // The text of an attribute file, such as <sysfs root>/class/nvme/nvme0/serial, without its line
+  // end: at most a page. Empty when it cannot be read. Never waits, whatever the file is.
+  static std::string ReadAttribute(const std::string& path);
+
   // The sysfs root: "/sys" unless set. [before other threads start]
   static void SetSysfsRoot(const std::string& root);
   static std::string SysfsRoot();
