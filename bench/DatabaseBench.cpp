@@ -56,7 +56,7 @@ class MirrorFile {
   std::unique_ptr<Schema::CDatabase> database_;
 };
 
-// An interface object with so many adapters, found by a scan with the tool in memory.
+// An interface object with that many adapters, found by a scan with the tool in memory.
 struct Scanned {
   Scanned() : tool(vxbench::FleetAnswers(ADAPTERS, 30)) {
     plugin.m_DataLock.Init();

@@ -4,7 +4,7 @@
 
 namespace vxbench {
 
-// What the tool would print for a fleet of so many drives, by argument string. temperature: of
+// The answers of the tool for a fleet of the given size, by argument string. temperature: of
 // every drive, degrees Celsius.
 vxtest::ScriptedTool::Script FleetAnswers(int drives, int temperature);
 

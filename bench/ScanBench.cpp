@@ -23,7 +23,7 @@ Lists Scan(IPLUGINAPI_IMPL& plugin, bool freshIds) {
   return lists;
 }
 
-// An interface object that publishes so many drives.
+// An interface object that publishes that many drives.
 struct Published {
   explicit Published(int count) : tool(vxbench::FleetAnswers(count, 30)), drives(count) {
     plugin.m_DataLock.Init();

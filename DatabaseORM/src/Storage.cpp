@@ -17,7 +17,7 @@ using Values::CPlace;
 
 namespace {
 
-// Three texts on purpose: each names the operation that missed the field map.
+// Three texts: people tell by them which operation missed the field map.
 constexpr const char* NO_MAP_FOR_ALIAS = "Storage query exception thrown! No such model map exist.";
 constexpr const char* NO_MAP = "Storage query exception thrown! No such model in map exist.";
 constexpr const char* NO_MAP_FOR_INSERT =
@@ -37,8 +37,8 @@ std::string Name(const tableBase_t* table) {
   return table != nullptr ? table->name : "";
 }
 
-// Joins what is there with the separator behind each, then cuts exactly two characters: the length
-// that the separator is meant to have, whatever it has.
+// Joins the filled slots, with the separator behind each, then cuts the last two characters. Two,
+// not the length of the separator: hosts compare the statements of any separator byte for byte.
 std::string Joined(const std::vector<std::string>& slots) {
   std::size_t size = 0;
   for (const std::string& slot : slots) size += slot.size() + MIDDLE_SEPARATOR.size();
@@ -51,7 +51,7 @@ std::string Joined(const std::vector<std::string>& slots) {
   return list;
 }
 
-// The column's place in a row of so many columns.
+// The column's place in a row of this table.
 template <class Record>
 std::size_t Position(const table_t<Record>& table, const column_t<Record>& column) {
   const std::size_t count = table.columns.size();
@@ -248,7 +248,7 @@ void storage_t::insert(const Record& record) {
   const bool named = target != nullptr && NamesColumns(*target);
   const CInsertion insertion = target == nullptr ? CInsertion{} : Insertion(record, *target, named);
   if (named) {
-    // The value is not used: the statement shows whether identities can be assigned at all.
+    // Only a probe: it fails, with a text of its own, where no identity can be assigned.
     try {
       max(&Record::ID);
     } catch (const DatabaseException& failure) {

@@ -154,7 +154,7 @@ void Read(const std::string& cell, int& value) {
   if (cell != NULL_NUMBER_CELL) value = std::stoi(cell);
 }
 
-// Signed on purpose: a count of 2^63 and above is out of range and says so.
+// Signed, as the database counts: what is 2^63 or more is out of range and says so.
 void Read(const std::string& cell, unsigned long& value) {
   if (cell != NULL_NUMBER_CELL) value = static_cast<unsigned long>(std::stoll(cell));
 }

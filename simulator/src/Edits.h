@@ -13,7 +13,7 @@
 
 namespace vxsim {
 
-// Reads a fleet file anew. A text that is not JSON is read again for a short while: somebody may be
+// Reads a fleet file. A text that is not JSON is read again for a short while: somebody may be
 // writing it in place. Throws FleetError or FileError.
 Fleet LoadFleet(const std::filesystem::path& file);
 

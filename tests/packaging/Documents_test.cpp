@@ -169,7 +169,6 @@ TEST(Completion, FilesWhereFilesAreMeant) {
 }
 
 // --- docs/env.md and the code
-// -----------------------------------------------------------------------
 
 const fs::path SOURCES = VXTEST_SOURCES;
 
@@ -242,7 +241,6 @@ TEST(EnvironmentPage, FilesOfTheSystemAreThoseThatStandInTheCode) {
 }
 
 // --- docs/common-errors.md and the code
-// -------------------------------------------------------------
 
 // Texts of the code as people see them, one a line: literals that continue each other are one text.
 std::string Texts() {

@@ -54,7 +54,6 @@ class AdapterTest : public ::testing::Test {
 }  // namespace
 
 // --- Object
-// -----------------------------------------------------------------------------------------
 
 static_assert(std::is_base_of_v<PI::CObject, CTorvexAdapter>);
 static_assert(std::has_virtual_destructor_v<CTorvexAdapter>);
@@ -215,7 +214,6 @@ TEST(Adapter, Copy_IsWholeAndIndependent) {
 }
 
 // --- Events
-// -----------------------------------------------------------------------------------------
 
 TEST(AdapterUpdate, StatusTable) {
   const std::vector<std::pair<std::pair<unsigned int, unsigned int>, Ids>> cases = {
@@ -323,7 +321,6 @@ TEST(AdapterUpdate, TracesTheTwoWordsAtTheDetailLevel) {
 }
 
 // --- Properties
-// -----------------------------------------------------------------------------------------
 
 namespace {
 
@@ -471,7 +468,6 @@ TEST_F(AdapterTest, NoPropertyIsSettable) {
 }
 
 // --- Operations
-// -----------------------------------------------------------------------------------------
 
 TEST_F(AdapterTest, OffersNoOperation) {
   CTorvexAdapter adapter;

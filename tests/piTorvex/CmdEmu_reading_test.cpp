@@ -242,7 +242,6 @@ TEST(CmdEmuParsing, RootThatIsNoObject_HoldsNothing_AndHarmsNobody) {
 }
 
 // --- Inventory
-// ------------------------------------------------------------------------------------
 
 TEST(CmdEmuInventory, EveryKey_FillsItsMember) {
   const CCmdEmuAdapter drive = OneDrive(
@@ -530,7 +529,6 @@ TEST(CmdEmuInventory, ValuesTaken_AreTracedInTheOrderOfTheKeys) {
 }
 
 // --- Health log
-// -----------------------------------------------------------------------------------
 
 TEST(CmdEmuHealthLog, EveryKey_FillsItsMember) {
   const CCmdEmuGetlog log = Health(
@@ -692,7 +690,6 @@ TEST(CmdEmuHealthLog, WithoutTheLevel_NothingIsTraced) {
 }
 
 // --- Hexadecimal counters
-// -------------------------------------------------------------------------
 
 TEST(CmdEmuHexadecimal, WholeTexts_AreRead) {
   const std::array<std::pair<const char*, unsigned long>, 10> good = {{{"1F4", 500},
@@ -722,7 +719,6 @@ TEST(CmdEmuHexadecimal, AnythingElse_ThrowsTheTextOfTheConversion) {
 }
 
 // --- Temperature, attributes, capacity
-// --------------------------------------------------------------
 
 TEST(CmdEmuTemperature, BothKeys_AreReadFromEveryMatchingSection) {
   for (const char* name :
@@ -810,7 +806,6 @@ TEST(CmdEmuCapacity, IsReadFromAnySectionThatIsAnObject) {
 }
 
 // --- Version
-// ----------------------------------------------------------------------------------------
 
 TEST(CmdEmuVersion, IsReadFromTheFirstSectionOfThatWholeName) {
   const auto version = [](const std::string& text) {
@@ -833,7 +828,6 @@ TEST(CmdEmuVersion, IsReadFromTheFirstSectionOfThatWholeName) {
 }
 
 // --- The host's locale
-// ------------------------------------------------------------------------------
 
 namespace {
 
@@ -895,7 +889,6 @@ TEST(CmdEmuLocale, CapitalsOfSectionNames_AreTheHosts) {
 }
 
 // --- Arbitrary input
-// ----------------------------------------------------------------------------------
 
 // Whatever a broken tool prints, the readers either take it or leave it.
 TEST(CmdEmuReading, MutatedOutput_NeverHarms) {

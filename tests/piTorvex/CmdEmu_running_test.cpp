@@ -53,7 +53,6 @@ class CmdEmuRunning : public ::testing::Test {
 }  // namespace
 
 // --- Inventory
-// --------------------------------------------------------------------------------------
 
 TEST_F(CmdEmuRunning, Inventory_RunsOneCommandBehindThePrefix) {
   tool.script[INVENTORY].output = ONE_DRIVE;
@@ -127,7 +126,6 @@ TEST_F(CmdEmuRunning, Inventory_DoesNotLookForNoDeviceSelected) {
 }
 
 // --- Log pages
-// -----------------------------------------------------------------------------------------
 
 TEST_F(CmdEmuRunning, LogPage_RunsTheCommandOfItsLog) {
   const std::vector<std::pair<int, const char*>> pages = {
@@ -199,7 +197,6 @@ TEST_F(CmdEmuRunning, LogPage_NoDeviceSelectedInAnotherCase_IsNotTheTest) {
 }
 
 // --- Health information
-// -----------------------------------------------------------------------------------
 
 TEST_F(CmdEmuRunning, LogInformation_AsksFourLogsInOrder_AndGathersThem) {
   AnswerAllLogs();
@@ -286,7 +283,6 @@ TEST_F(CmdEmuRunning, LogInformation_OfRootsThatAreNoObjects_ReadsNothingAndSucc
 }
 
 // --- Version
-// -------------------------------------------------------------------------------------------------
 
 TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
   tool.script[VERSION].output = R"({"version information":{"Version":"3.0.20"}})";
@@ -316,7 +312,6 @@ TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
 }
 
 // --- All commands
-// -----------------------------------------------------------------------------------------------
 
 TEST_F(CmdEmuRunning, EveryCommand_StandsBehindThePrefix_AndIsNotRepeatedWhenItFails) {
   const Strings commands = {INVENTORY,   VERSION,    HEALTH,
@@ -339,7 +334,6 @@ TEST_F(CmdEmuRunning, EveryCommand_StandsBehindThePrefix_AndIsNotRepeatedWhenItF
 }
 
 // --- Maintenance
-// ---------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -440,7 +434,6 @@ TEST_F(CmdEmuRunning, Set_OfAFailedRun_TracesTheRun) {
 }
 
 // --- Maintenance, run for real
-// -----------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -105,7 +105,6 @@ class PersistenceText : public ::testing::Test {
 }  // namespace
 
 // --- Filling a record
-// -------------------------------------------------------------------------------
 
 TEST_F(PersistenceText, AdapterRecord_HoldsEveryProperty) {
   RaidDataModels::Adapter expected;
@@ -220,7 +219,6 @@ TEST_F(PersistenceText, NumbersBeyondTheFieldsWidth_SaturateAndAreNeverNull) {
 }
 
 // --- Statements
-// ---------------------------------------------------------------------------------------
 
 TEST_F(PersistenceText, InsertOfAnAdapter_SendsOneInsertAndLooksForNoRow) {
   vxtest::PluginTrace trace;
@@ -361,7 +359,6 @@ TEST_F(PersistenceText, DeleteOfADrive_SendsNothing) {
 }
 
 // --- Failures
-// -----------------------------------------------------------------------------------------
 
 TEST_F(PersistenceText, FailedStatement_Is20000_AndOneTraceLineWithTheCause) {
   const std::string object = "Adapter (Intel PCIe Device Adapter (SN1)) (3)";
@@ -475,7 +472,6 @@ TEST_F(PersistenceText, DecimalCommaAndGroupingOfTheHost_ChangeNoStatement) {
 }
 
 // --- A real database
-// ------------------------------------------------------------------------------------
 
 namespace {
 

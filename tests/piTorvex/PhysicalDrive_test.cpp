@@ -32,7 +32,6 @@ class PhysicalDriveTest : public ::testing::Test {
 }  // namespace
 
 // --- Object
-// -----------------------------------------------------------------------------------------
 
 static_assert(std::is_base_of_v<PI::CObject, CTorvexPhysicalDrive>);
 static_assert(std::has_virtual_destructor_v<CTorvexPhysicalDrive>);
@@ -128,7 +127,6 @@ TEST(PhysicalDrive, Equality_DoesNotLookAtMarksLinksAndCounters) {
 }
 
 // --- Event
-// ------------------------------------------------------------------------------------------
 
 TEST(PhysicalDriveUpdate, StateOrSectorSize_RaisesTheChangeEventOnce) {
   CTorvexAdapter owner;
@@ -179,7 +177,6 @@ TEST(PhysicalDriveUpdate, OtherDifferences_RaiseNothingButCountARead) {
 }
 
 // --- Properties
-// ---------------------------------------------------------------------------------------
 
 namespace {
 
@@ -277,7 +274,6 @@ TEST_F(PhysicalDriveTest, NoPropertyIsSettable) {
 }
 
 // --- Operations
-// -----------------------------------------------------------------------------------------
 
 TEST_F(PhysicalDriveTest, OffersNoOperation_TheOneThatIsDefinedIsSwitchedOff) {
   CTorvexPhysicalDrive drive = HealthyDrive();

@@ -201,7 +201,7 @@ TEST(Simulator, Format_ChangesTheSectorSizeAndTheCounts) {
 
 TEST(Simulator, Fault_IsInjectedCountedFromThenOnAndCleared) {
   const FleetDirectory fleet(OneDrive(kHealthy));
-  for (int i = 0; i < 2; ++i) {  // the second injection counts anew
+  for (int i = 0; i < 2; ++i) {  // the second injection starts counting again
     fleet.Edit("fault 3 --command log2 --kind exit --status 6 --first 1");
     EXPECT_EQ(fleet.Run(simtest::Log2(3)).status, 6);
     EXPECT_EQ(fleet.Run(simtest::Log2(3)).status, 0);

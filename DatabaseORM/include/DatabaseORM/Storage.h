@@ -49,7 +49,7 @@ class VX_EXPORT storage_t {
   std::string stringFromExpression(Field Record::*field) const;
 
   // The text of a condition. The value stands between single quotes whatever its type; columns of
-  // numbers compare right all the same because of their affinity.
+  // numbers still compare as numbers because of their affinity.
   template <ModelRecord Record, class Field, class Value>
   std::string process_where(const is_equal_t<Record, Field, Value>& condition) const;
   template <class Left, class Right>

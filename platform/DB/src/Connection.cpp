@@ -25,8 +25,8 @@ struct CFinalize {
 };
 using CStatement = std::unique_ptr<sqlite3_stmt, CFinalize>;
 
-// Without an exponent, so that who reads a number as a whole one never takes its first digit for
-// it.
+// Without an exponent: a reader that wants a whole number stops at the first character that is no
+// digit, and would take "1e+20" for 1.
 std::string RealCell(double value) {
   char text[1100];
   const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed).ptr;

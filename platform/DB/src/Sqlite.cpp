@@ -136,7 +136,7 @@ struct CSqliteDatabase::Impl {
   }
   bool KeepsFile() const { return !m_Options.ReadOnly && m_Path != IN_MEMORY; }
 
-  // What the last wait in vain ended with, and until when it is answered without waiting.
+  // How the last wait that got no lock ended, and until when that is the answer without waiting.
   struct CPause {
     std::string Message;
     std::chrono::steady_clock::time_point End;

@@ -215,8 +215,8 @@ class CReplacement {
   bool m_IsPending = false;
 };
 
-// Best effort: when this fails the new content is in place all the same, and only whether it or the
-// old one is there after a power cut is open. Some file systems cannot do it at all.
+// Best effort: when this fails the new content is in place, but after a power cut the old one may
+// be back. Some file systems cannot do it at all.
 void SyncDirectoryOf(const std::string& path) {
   const std::string directory = path.substr(0, path.rfind('/') + 1);
   const CDescriptor opened(

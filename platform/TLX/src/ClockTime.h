@@ -12,7 +12,7 @@ inline constexpr CClockTime NEVER = CClockTime::max();
 
 CClockTime ClockNow();
 
-// The point that lies so many milliseconds ahead; NEVER when it lies beyond what can be counted.
+// The point that lies the given milliseconds ahead; NEVER when it is too far to be counted.
 CClockTime ClockAfter(unsigned long milliseconds);
 
 // As ClockAfter, for the library's wait arguments: WAIT_INFINITE gives NEVER.

@@ -7,7 +7,7 @@
 
 namespace TLX::Internals {
 
-// What one blocked thread of the library sleeps on, for the length of one wait; made on its stack.
+// A blocked thread of the library sleeps on one of these for the length of one wait; on its stack.
 // Whoever has something for it calls Unpark: the thing waited for, a cancellation, a change of the
 // time scale. A wake-up says only "look again", so the thread tests its conditions around Park.
 class CParker {

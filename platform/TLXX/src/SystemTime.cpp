@@ -8,9 +8,8 @@ namespace {
 
 constexpr unsigned long MILLISECONDS_A_DAY = 86'400'000;
 
-// The calendar repeats itself after so many years, which are so many days. Dates are looked up
-// within the first such period: the years of <chrono> end long before an unsigned long of
-// milliseconds does.
+// The calendar repeats itself every 400 years. Dates are looked up within the first such period:
+// the years of <chrono> end long before an unsigned long of milliseconds does.
 constexpr int PERIOD_YEARS = 400;
 constexpr unsigned long PERIOD_DAYS = 146'097;
 

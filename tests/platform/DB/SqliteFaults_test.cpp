@@ -66,7 +66,7 @@ TEST_F(SqliteLocked, Write_FailsAndReadsGoOn) {
   EXPECT_EQ(Insert(), text_);
 }
 
-// After one wait in vain the engine answers without trying, even when the lock is gone by then;
+// After one wait without a lock the engine answers without trying, even when the lock is gone;
 // that it did not try is what makes sixty-four rows cost one wait.
 TEST_F(SqliteLocked, AfterAWaitInVain_EverythingFailsAlikeUntilThePauseIsOver) {
   outside_.Run("BEGIN IMMEDIATE");
@@ -124,8 +124,8 @@ TEST_F(SqliteLocked, Open_OfALockedFile_SaysSo) {
   EXPECT_EQ(Attempt(path, false, "SELECT 1"), "1");
 }
 
-// A file that somebody changes is no file that nobody changes: reading it past its lock would give
-// half of a change.
+// A locked file is being changed. It must not be opened as one that never changes, without its
+// lock: that would read half of a change.
 TEST_F(SqliteLocked, OpenToRead_OfALockedFile_SaysSoAndDoesNotReadPastTheLock) {
   const std::string path = (dir_ / "other.db").string();
   const RawSqlite outside(path);

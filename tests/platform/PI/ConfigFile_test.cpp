@@ -514,7 +514,7 @@ TEST_F(ConfigFilePermissions, ClosedDirectory_IsNeitherReadNorWritten) {
   EXPECT_EQ(ReadFile(path_), "key=1\n");
 }
 
-// A directory that may be written but not listed cannot be flushed; the write counts all the same.
+// A directory that may be written but not listed cannot be flushed; the write still counts.
 TEST_F(ConfigFilePermissions, DirectoryThatCannotBeFlushed_IsWritten) {
   if (vxtest::IsDoneByUnprivilegedChild()) return;
   WriteFile(path_, "key=1\n");

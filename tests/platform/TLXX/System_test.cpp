@@ -428,7 +428,7 @@ TEST_F(SystemTest, RunLines_ThatLeavesAChildHoldingTheOutput_FailsAndLetsItLive)
 
 // --- The process around it ---
 
-// Lets this process have so many descriptors more than it has.
+// Lets this process have that many descriptors more than it has.
 class DescriptorLimit {
  public:
   explicit DescriptorLimit(int more) {

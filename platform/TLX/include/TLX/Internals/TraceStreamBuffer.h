@@ -20,7 +20,7 @@ class VX_EXPORT CTraceStreamBuffer {
   CTraceStreamBuffer(const CTraceStreamBuffer&) = delete;
   CTraceStreamBuffer& operator=(const CTraceStreamBuffer&) = delete;
 
-  // Adds so many bytes to the line. The text need not stay valid. When there is no memory for it
+  // Adds the bytes to the line. The text need not stay valid. When there is no memory for it
   // the whole line is lost.
   void Append(const char* text, std::size_t length) noexcept;
 

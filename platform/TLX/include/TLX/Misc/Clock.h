@@ -10,7 +10,7 @@ namespace TLX::Misc {
 // so that elapsed time never jumps. Runs faster by the time scale. [any thread]
 VX_EXPORT unsigned long now();
 
-// Sleeps for so many milliseconds of now(). Delivers a pending cancellation, also one that is
+// Sleeps for the given milliseconds of now(). Delivers a pending cancellation, also one that is
 // pending when it begins; it then ends early. [any thread]
 VX_EXPORT void Sleep(unsigned long milliseconds);
 

@@ -19,7 +19,7 @@ namespace TLX::Misc {
 // Texts that are printable stay as they are, so that it may be applied twice.
 [[nodiscard]] VX_EXPORT std::string Printable(std::string_view bytes);
 
-// The first characters, at most so many, as Printable shows them; "..." follows when that is not
+// The first characters, up to that many, as Printable shows them; "..." follows when that is not
 // all. Blanks and line ends at both ends do not count.
 [[nodiscard]] VX_EXPORT std::string PrintableStart(std::string_view bytes, std::size_t characters);
 
