@@ -10,8 +10,8 @@ namespace TLX::Language_Support {
 
 class VX_EXPORT CLanguageSupport {
  public:
-  // A module's message file and the messages that are built in for want of it. Plain data: nothing
-  // is opened.
+  // A module's messages: those that are built in, and the name under which a host that has them in
+  // other languages keeps its file. Plain data: nothing is opened, and a module ships no such file.
   struct CLngFile {
     CLngFile(std::string fileName, unsigned int languageCode, std::string encoding,
              unsigned int firstMessage, std::vector<std::string> defaultMessages,
