@@ -63,7 +63,7 @@ class ScriptedTool : public TLXX::ICommandRunner {
   int Execute(const std::string& command, const std::string& arguments,
               std::vector<std::string>& lines) override;
 
-  Script script;  // changed only while nothing runs
+  Script script;  // answers by the arguments; changed only while nothing runs
 
   void Change(const std::function<void(std::vector<FakeDrive>&)>& change);
   // Called in each run before it answers, without a lock; may block.

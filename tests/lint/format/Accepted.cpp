@@ -1,0 +1,3 @@
+int Sample(int value) {
+  return value;
+}

@@ -1,0 +1,3 @@
+TEST(Sample, OfHouseRules_IsClean) {
+  EXPECT_EQ(1, 1);
+}

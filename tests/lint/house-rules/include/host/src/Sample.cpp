@@ -1,0 +1,3 @@
+#include <DatabaseORM/Storage.h>
+#include <PI/Object.h>
+#include "../piTorvex/Src/piTorvex.h"

@@ -1,0 +1,3 @@
+TEST(Sample, ThatIsNotBuilt_IsRefused) {
+  EXPECT_EQ(1, 1);
+}
