@@ -8,6 +8,12 @@
 
 // What a query is asked for: values that the caller builds from member pointers and passes on.
 //   where(is_equal(&PD::SerialNumber, serial) && is_equal(&PD::Host, "localhost"))
+//
+// Only equality and "and": that is all that rows are looked up by. What does not fit together does
+// not compile (tests/compile_fail): a field with a value of another kind, conditions on two
+// records, a query without a condition, which would mean every row. Conditions are value types that
+// own their values, but for a const char*; building one throws for lack of memory only. [one thread
+// at a time]
 namespace DatabaseORM {
 
 // The records that have a table.
@@ -40,7 +46,7 @@ struct is_equal_t {
   Value value;
 };
 
-// Both conditions hold.
+// Both conditions hold. Conditions nest to the left and to the right alike.
 template <class Left, class Right>
 struct and_condition_t {
   using record_type = typename Left::record_type;
@@ -48,6 +54,7 @@ struct and_condition_t {
   Right right;
 };
 
+// Whether a type is one of the two above.
 template <class Condition>
 struct is_condition : std::false_type {};
 template <class Record, class Field, class Value>
@@ -69,15 +76,18 @@ struct where_t {
   Condition condition;
 };
 
+// Whether a condition is about the record of a query.
 template <class Condition, class Record>
 concept ConditionOnRecord = std::same_as<typename Condition::record_type, Record>;
 
+// The field of a row equals the value, compared by the database: texts byte for byte.
 template <ModelRecord Record, class Field, class Value>
 requires ComparableField<Field, Value> is_equal_t<Record, Field, Value> is_equal(
     Field Record::*field, Value value) {
   return {field, std::move(value)};
 }
 
+// Both hold; the operator is another name for it.
 template <QueryCondition Left, QueryCondition Right>
 requires SameRecord<Left, Right> and_condition_t<Left, Right> and_(Left left, Right right) {
   return {std::move(left), std::move(right)};
@@ -89,6 +99,7 @@ operator&&(Left left, Right right) {
   return {std::move(left), std::move(right)};
 }
 
+// Makes the condition one that get_all and remove_all take.
 template <QueryCondition Condition>
 where_t<Condition> where(Condition condition) {
   return {std::move(condition)};

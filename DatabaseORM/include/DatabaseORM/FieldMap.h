@@ -16,9 +16,11 @@ namespace RaidDataModels {
 template <class T>
 class VX_EXPORT Singleton {
  public:
+  // Made at the first call; never null, and there until the process ends.
   static const std::shared_ptr<T>& Instance();
 };
 
+// What the maps of all record types have in common, so that one list can hold them.
 class VX_EXPORT dbModelFieldsMapBase {
  public:
   virtual ~dbModelFieldsMapBase();
@@ -26,13 +28,16 @@ class VX_EXPORT dbModelFieldsMapBase {
 
 // The names of one record type: its alias, which qualifies column names in conditions, and the
 // column name of each field. The host fills it before it hands out the storage object; nobody
-// changes it afterwards, so reading needs no lock.
+// changes it afterwards, so reading needs no lock. Names go into statements as they are: no
+// quoting. Throws for lack of memory only. [filling: before other threads start; reading: any
+// thread]
 template <class Record>
 class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
  public:
   dbModelFieldsMap();
   ~dbModelFieldsMap() override;
 
+  // Replaces the alias; empty until set.
   void SetAlias(std::string alias);
   const std::string& Alias() const;
 
@@ -42,7 +47,7 @@ class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
   requires std::is_object_v<Field>
   void SetColumn(Field Record::*field, const std::string& columnName);
 
-  // The column of a field; empty when it has none.
+  // The column of a field; empty when it has none. The text lives until the map changes.
   template <class Field>
   requires std::is_object_v<Field>
   const std::string& Column(Field Record::*field) const;

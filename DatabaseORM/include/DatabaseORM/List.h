@@ -7,7 +7,9 @@
 
 namespace DatabaseORM {
 
-// The items of a cell that holds a list; none for an empty cell. [any thread]
+// The items of a cell that holds a list, split at DatabaseWrapper::delimiter, in their order; none
+// for an empty cell, and empty items where two delimiters meet. Throws for lack of memory only.
+// [any thread]
 [[nodiscard]] VX_EXPORT std::vector<std::string> Items(const std::string& cell);
 
 }  // namespace DatabaseORM

@@ -40,7 +40,7 @@ class VX_EXPORT storage_t {
             std::shared_ptr<DatabaseWrapper::DatabaseDAO> database, bool qualifyColumns = false);
   ~storage_t();
 
-  // The alias of a record type.
+  // The alias of a record type, as the host has set it.
   template <ModelRecord Record>
   std::string extractAlias() const;
 

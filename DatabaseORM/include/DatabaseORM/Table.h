@@ -15,10 +15,12 @@ template <class Record>
 using field_t = std::variant<int Record::*, unsigned long Record::*, std::string Record::*,
                              double Record::*, std::vector<std::string> Record::*>;
 
-// One column.
+// One column of the table as the host made it. A value type; columns are made before the table is
+// handed out and not changed after that.
 template <class Record>
 struct column_t {
   field_t<Record> field;
+  // As in the database; goes into statements as it is.
   std::string name;
   // The database generates the value. When any column of a table says so, the INSERT names its
   // columns and leaves the identity out.
@@ -27,7 +29,8 @@ struct column_t {
   int position = 0;
 };
 
-// One registered table, whatever its record.
+// One registered table, whatever its record. Its storage object shares it. Filled before other
+// threads start and only read after that, so it has no lock. [any thread]
 class VX_EXPORT tableBase_t {
  public:
   explicit tableBase_t(std::string tableName, bool enforceForeignKeys = false);
@@ -35,15 +38,19 @@ class VX_EXPORT tableBase_t {
 
   // UPDATE, DELETE and INSERT switch the enforcement of foreign keys on first.
   bool foreignKeys;
+  // As in the database; goes into statements as it is.
   std::string name;
 };
 
+// The table of one record type.
 template <class Record>
 class VX_EXPORT table_t : public tableBase_t {
  public:
   explicit table_t(std::string tableName, bool enforceForeignKeys = false);
   ~table_t() override;
 
+  // In any order: each says its place in the row. One whose place is outside the row makes every
+  // statement of the table fail; of two at one place the later counts.
   std::vector<std::shared_ptr<column_t<Record>>> columns;
 };
 

@@ -13,7 +13,8 @@ class storage_t;
 
 namespace DatabaseWrapper {
 
-// Runs statements, one at a time. [any thread]
+// Runs statements, one at a time: a second caller waits for the first. Which engine it is, where
+// the rows are, and whether a transaction is open, is the host's. [any thread]
 class VX_EXPORT DatabaseDAO {
  public:
   virtual ~DatabaseDAO();
@@ -25,12 +26,15 @@ class VX_EXPORT DatabaseDAO {
 };
 
 // What the host registers and plug-ins keep: the way to run statements and the storage object of
-// the query builder over it.
+// the query builder over it. Shared: the last holder's end is the end of both, so a plug-in that
+// keeps it may go on using it after the host has registered another. Neither pointer is null.
+// [any thread]
 class VX_EXPORT CHostDatabase {
  public:
   CHostDatabase(std::shared_ptr<DatabaseDAO> dao, std::shared_ptr<DatabaseORM::storage_t> storage);
   ~CHostDatabase();
 
+  // Both live as long as this object.
   DatabaseDAO& Dao() const { return *m_Dao; }
   DatabaseORM::storage_t& Storage() const { return *m_Storage; }
 
@@ -40,6 +44,7 @@ class VX_EXPORT CHostDatabase {
 };
 
 // Texts of SQL, fixed by the database; variables so that tests can show what depends on them.
+// Nobody changes them while statements are made. [before other threads start]
 VX_EXPORT extern std::string BLANK_SEPARATOR;   // " "
 VX_EXPORT extern std::string MIDDLE_SEPARATOR;  // ", "
 VX_EXPORT extern std::string QUOTATION;         // "'"

@@ -6,7 +6,9 @@ namespace TLXX {
 
 // Lets another thread end the queries of a thread that must not be cancelled: the one that is
 // running is killed, later ones fail at once and start no program. Commands that change drives
-// (the lines overload of CSystem::ExecuteCommand) are not touched.
+// (the lines overload of CSystem::ExecuteCommand) are not touched. For work that must return by its
+// own paths, such as a start-up, where an exception would leave half of it behind. Costs one
+// descriptor, closed on exec. Asks nobody to stop waiting elsewhere: sleeps and waits go on.
 class VX_EXPORT CRunStop {
  public:
   CRunStop();   // throws std::system_error when there is no descriptor left
@@ -14,10 +16,12 @@ class VX_EXPORT CRunStop {
   CRunStop(const CRunStop&) = delete;
   CRunStop& operator=(const CRunStop&) = delete;
 
-  // Takes effect at once and for good. [any thread]
+  // Takes effect at once and for good; asking again does nothing. Queries that it ends fail and say
+  // so in trace and statistics. [any thread]
   void Request() noexcept;
 
-  // The calling thread works under the stop as long as this lives; one at a time on a thread.
+  // The calling thread works under the stop as long as this lives; one at a time on a thread. The
+  // stop must outlive it. [its own thread]
   class VX_EXPORT CScope {
    public:
     explicit CScope(const CRunStop& stop);

@@ -18,7 +18,8 @@ struct CTraceLine {
   const std::string& m_Text;
 };
 
-// Where trace lines go.
+// Where trace lines go. The process has one sink at most; it owns its file or whatever it writes
+// to, and is destroyed when nobody writes through it any more.
 class VX_EXPORT ITraceSink {
  public:
   virtual ~ITraceSink();

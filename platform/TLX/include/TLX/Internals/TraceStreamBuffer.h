@@ -10,18 +10,23 @@ namespace TLX::Internals {
 
 // One trace line under construction. The line goes to the sink when the buffer closes, in the
 // destructor; a failure there ends the process, so that a trace never throws into its caller.
-// Made only when the level is enabled: the caller tests the mask first. [its own thread]
+// Made only when the level is enabled: the caller tests the mask first. Modules write their lines
+// through Misc::CTracer, which does that; this is for what needs the pieces one by one.
+//
+// The line keeps its place among the others by the moment in which it closes, and that is also the
+// time it bears. A line without a sink is composed and dropped. [its own thread]
 class VX_EXPORT CTraceStreamBuffer {
  public:
-  // The texts must stay valid until the buffer closes.
+  // level: one bit. file: path of the source without its ending, from the top of the tree.
+  // function: its name alone. The texts and the module must stay valid until the buffer closes.
   CTraceStreamBuffer(unsigned int level, const Misc::CModuleInfo& module, const char* file,
                      const char* function, unsigned int line);
   ~CTraceStreamBuffer() noexcept;
   CTraceStreamBuffer(const CTraceStreamBuffer&) = delete;
   CTraceStreamBuffer& operator=(const CTraceStreamBuffer&) = delete;
 
-  // Adds the bytes to the line. The text need not stay valid. When there is no memory for it
-  // the whole line is lost.
+  // Adds the bytes to the line, as they are; sinks make them fit for people. The text need not stay
+  // valid. When there is no memory for it the whole line is lost.
   void Append(const char* text, std::size_t length) noexcept;
 
  private:

@@ -6,6 +6,7 @@
 
 namespace TLX::Misc {
 
+// The program that this process runs, as plug-ins see it: they find what belongs to them beside it.
 class VX_EXPORT CTlxApplication {
  public:
   // The resolved path of the executable file of this process, or what SetProcessPath was given.

@@ -69,7 +69,8 @@ class CTracer {
     Write(TRACE_TOOL, format, values...);
   }
 
-  // The same for a level that is given.
+  // The same for a level that is given: one bit of the mask. Places and arguments are matched from
+  // the left; one too many is dropped and a place without one stays empty.
   template <class... Values>
   void Write(unsigned int level, CFormat format, const Values&... values) const {
     if (!IsOn(level)) return;

@@ -13,6 +13,9 @@ class CWaiter;
 // it stays set until Reset. It is a flag, not a counter: setting it twice is setting it once, and
 // a Reset that follows a Set at once may hide it from those who wait. Unusable until Init has been
 // called.
+//
+// Who waits and who sets needs no lock in common; what was written before Set is seen behind the
+// wait that reports it.
 class VX_EXPORT CEvent {
  public:
   CEvent();
@@ -32,7 +35,7 @@ class VX_EXPORT CEvent {
   // thread]
   unsigned int Wait(unsigned int milliseconds);
 
-  // [any thread]
+  // Whether Init has been called. [any thread]
   bool IsInitialised() const;
 
  private:

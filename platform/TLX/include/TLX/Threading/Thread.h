@@ -9,7 +9,7 @@
 namespace TLX::Threading {
 
 namespace Native_OS {
-// The operating system's side of a thread.
+// The operating system's side of a thread. Belongs to its CThread and lives as long.
 class VX_EXPORT CNativeThread {
  public:
   struct VX_HIDDEN Impl;
@@ -36,6 +36,7 @@ class VX_EXPORT CNativeThread {
 // and waits for the thread see an ordinary end.
 class VX_EXPORT CThread {
  public:
+  // What the thread runs, once.
   using CBody = Delegates_and_Calls::CDelegate<void()>;
 
   // creationFlags: 0, start at once. A thread that the system refuses has no native handle, and so
@@ -53,6 +54,7 @@ class VX_EXPORT CThread {
   // cancellation of the calling thread. [any thread]
   unsigned int Wait(unsigned int milliseconds);
 
+  // For cancelling the thread. [any thread]
   Native_OS::CNativeThread& Native() noexcept;
 
  private:

@@ -9,10 +9,12 @@ namespace TLX::Threading {
 // CFastMutexGuard with a line on both sides of its wait, "Before NAME.Wait (sg)" and "After
 // NAME.Wait (sg)", at TRACE_LOCKS. The release is not traced. When the wait failed the scope runs
 // without the lock, and Result() says so. Delivers a pending cancellation of the calling thread as
-// the wait does; the second line is missing then. [any thread]
+// the wait does; the second line is missing then. For scopes that release the mutex at their end
+// and nowhere else; whoever releases it earlier writes its own lines. [its own thread]
 class VX_SCOPED_CAPABILITY CTracedGuard {
  public:
-  // name: as the lines call the mutex. Tracer and text need not outlive the constructor.
+  // Waits for ever. name: as the lines call the mutex. Tracer and text need not outlive the
+  // constructor, the mutex must outlive the guard. line: of the source, for the trace.
   CTracedGuard(const Misc::CTracer& trace, Native_OS::CFastMutex& mutex, const char* name,
                unsigned int line = __builtin_LINE()) VX_ACQUIRE(mutex) VX_NO_THREAD_SAFETY_ANALYSIS
       : m_Mutex(mutex) {

@@ -9,12 +9,17 @@
 
 namespace TLX::Threading {
 
-// Waits for several events at once. The events must outlive the waiter.
+// Waits for several events at once. Owns none of them: the events must outlive the waiter. Several
+// waiters may wait for one event; an auto-reset event is reported by one of them. Waiting costs
+// nothing while nothing happens: no polling. [one thread at a time]
 class VX_EXPORT CWaiter {
  public:
-  // Adds an event behind those already there; its number is its place, from 1.
+  // Adds an event behind those already there; its number is its place, from 1. The same event may
+  // be there twice and is then found at its first place. Throws for lack of memory only.
   void Add(CEvent& event);
 
+  // Throws for lack of memory and the cancellation alone.
+  //
   // Waits up to the given milliseconds (scaled by the clock's time scale; WAIT_INFINITE: for ever).
   // waitForAll false: returns the number of the first event in order that is set, and clears only
   // that one if it is auto-reset. waitForAll true: returns 1 once all are set, and clears the
