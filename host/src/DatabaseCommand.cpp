@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Database.h"
 #include "Json.h"
+#include "TextTable.h"
 #include "TreeView.h"
 
 #include <algorithm>
@@ -56,19 +57,28 @@ std::string DatabaseJson(const Schema::CDatabase& database) {
   return json.Take();
 }
 
-// Each row as a block of its columns, since rows are wider than any terminal. Nulls are left out.
+std::string CellText(const Schema::CColumn& column, const std::string& value) {
+  return Printable(value) + (column.Unit.empty() ? "" : " " + column.Unit);
+}
+
+// Each row as a block of its columns, since rows are wider than any terminal. Nulls are left out,
+// but for the room of their names, so that the blocks of all rows look alike.
 std::string TableText(const Schema::CTable& table, const Schema::CDatabase& database) {
   const std::vector<Schema::CRow> rows = database.Read(table.Name);
-  std::size_t width = 0;
-  for (const Schema::CColumn& column : table.Columns) width = std::max(width, column.Name.size());
+  TextTable cells({{}, {}});
+  for (const Schema::CRow& row : rows) {
+    for (std::size_t i = 0; i < table.Columns.size(); ++i) {
+      const Schema::CColumn& column = table.Columns[i];
+      cells.Add({column.Name, row.at(i) ? CellText(column, *row.at(i)) : std::string()});
+    }
+  }
+  const std::vector<std::string> lines = cells.Lines();
+  auto line = lines.begin();
   std::string text =
       fmt::format("{}: {} {}\n", table.Name, rows.size(), rows.size() == 1 ? "row" : "rows");
   for (const Schema::CRow& row : rows) {
-    for (std::size_t i = 0; i < table.Columns.size(); ++i) {
-      if (!row.at(i)) continue;
-      const Schema::CColumn& column = table.Columns[i];
-      text += fmt::format("  {:<{}}  {}", column.Name, width, Printable(*row.at(i)));
-      text += column.Unit.empty() ? "\n" : " " + column.Unit + "\n";
+    for (std::size_t i = 0; i < table.Columns.size(); ++i, ++line) {
+      if (row.at(i)) text += fmt::format("  {}\n", *line);
     }
     text += "\n";
   }

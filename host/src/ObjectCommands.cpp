@@ -3,6 +3,7 @@
 #include "Json.h"
 #include "SettableValue.h"
 #include "Started.h"
+#include "TextTable.h"
 #include "TreeView.h"
 
 #include <algorithm>
@@ -69,18 +70,14 @@ class ObjectCommand {
 };
 
 std::string PropertyTable(const PI::CObject& object) {
-  std::size_t width = 0;
+  TextTable table({{"", true}, {}, {}});
   for (const PI::CProperty& property : object.m_Properties) {
-    width = std::max(width, PropertyText(property.m_PropertyID, property.m_LabelID).size());
+    table.Add({std::to_string(property.m_PropertyID),
+               PropertyText(property.m_PropertyID, property.m_LabelID),
+               Printable(ValueText(property)) +
+                   (property.m_Settable ? "  (can be set: " + AllowedText(property) + ")" : "")});
   }
-  std::string text;
-  for (const PI::CProperty& property : object.m_Properties) {
-    text += fmt::format("  {:>5}  {:<{}}  {}{}\n", static_cast<unsigned int>(property.m_PropertyID),
-                        PropertyText(property.m_PropertyID, property.m_LabelID), width,
-                        Printable(ValueText(property)),
-                        property.m_Settable ? "  (can be set: " + AllowedText(property) + ")" : "");
-  }
-  return text;
+  return table.Text("  ");
 }
 
 std::string Heading(const Target& target) {

@@ -1,6 +1,7 @@
 #include "ToolWatch.h"
 
 #include "Output.h"
+#include "TextTable.h"
 
 #include <algorithm>
 #include <chrono>
@@ -69,19 +70,22 @@ void ToolWatch::DropOld(unsigned long now) {
 std::string RenderRunStatistics() {
   const auto statistics = TLXX::CSystem::RunStatistics();
   if (statistics.empty()) return {};
-  std::size_t width = 7;
-  for (const auto& [command, counters] : statistics) width = std::max(width, command.size());
-  std::string text =
-      fmt::format("{:<{}}  {:>7}  {:>7}  {:>8}  {:>8}  {:>9}  {:>9}\n", "command", width, "runs",
-                  "failed", "time-out", "repeated", "mean s", "longest s");
+  TextTable table({{"command"},
+                   {"   runs", true},
+                   {" failed", true},
+                   {"time-out", true},
+                   {"repeated", true},
+                   {"   mean s", true},
+                   {"longest s", true}});
   for (const auto& [command, counters] : statistics) {
     const double mean =
         Seconds(counters.m_TotalTime) / static_cast<double>(std::max(counters.m_Runs, 1UL));
-    text += fmt::format("{:<{}}  {:>7}  {:>7}  {:>8}  {:>8}  {:>9.3f}  {:>9.3f}\n", command, width,
-                        counters.m_Runs, counters.m_Failures, counters.m_Timeouts,
-                        counters.m_Repeats, mean, Seconds(counters.m_LongestTime));
+    table.Add({command, std::to_string(counters.m_Runs), std::to_string(counters.m_Failures),
+               std::to_string(counters.m_Timeouts), std::to_string(counters.m_Repeats),
+               fmt::format("{:.3f}", mean),
+               fmt::format("{:.3f}", Seconds(counters.m_LongestTime))});
   }
-  return text;
+  return table.Text();
 }
 
 }  // namespace vxhost

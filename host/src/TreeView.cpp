@@ -2,6 +2,7 @@
 
 #include "Catalogue.h"
 #include "Json.h"
+#include "TextTable.h"
 
 #include <algorithm>
 #include <array>
@@ -23,18 +24,6 @@ std::string_view ColourOf(std::string_view health) {
   if (health.starts_with("degraded")) return YELLOW;
   if (health.starts_with("critical") || health.starts_with("not answering")) return RED;
   return "";
-}
-
-// Characters on a terminal: continuation bytes take no place.
-std::size_t Width(std::string_view text) {
-  return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-    return (static_cast<unsigned char>(c) & 0xC0U) != 0x80;
-  }));
-}
-
-std::string Padded(const std::string& text, std::size_t width) {
-  const std::size_t used = Width(text);
-  return used < width ? text + std::string(width - used, ' ') : text;
 }
 
 // One line of the tree before it is laid out.
@@ -116,34 +105,23 @@ std::vector<Line> Lines(const Topology& topology) {
   return lines;
 }
 
-// Widths of the columns: adapters and drives have their own behind the name.
-struct Layout {
-  std::size_t head = 0;  // branch and health
-  std::size_t number = 0;
-  std::array<std::vector<std::size_t>, 2> cells;
-
-  explicit Layout(const std::vector<Line>& lines) {
-    for (const Line& line : lines) {
-      head = std::max(head, Width(line.branch) + Width(line.health));
-      number = std::max(number, line.number.size());
-      auto& widths = cells.at(line.isDrive ? 1 : 0);
-      widths.resize(std::max(widths.size(), line.cells.size()));
-      for (std::size_t i = 0; i < line.cells.size(); ++i) {
-        widths[i] = std::max(widths[i], Width(line.cells[i]));
-      }
-    }
+// Adapters and drives have columns of their own behind the number, and so a table each, in which
+// the lines of the other kind take part with what stands in front.
+std::vector<std::string> Laid(const std::vector<Line>& lines, bool drives) {
+  std::vector<TextTable::Column> columns = {{}, {"", true}};
+  for (const Line& line : lines) columns.resize(std::max(columns.size(), 2 + line.cells.size()));
+  TextTable table(std::move(columns));
+  for (const Line& line : lines) {
+    std::vector<std::string> row = {line.branch + line.health, line.number};
+    if (line.isDrive == drives) row.insert(row.end(), line.cells.begin(), line.cells.end());
+    table.Add(std::move(row));
   }
-};
+  return table.Lines();
+}
 
-std::string Laid(const Line& line, const Layout& layout, bool colour) {
-  std::string text = line.branch + Coloured(line.health, line.health, colour);
-  text.append(layout.head - Width(line.branch) - Width(line.health), ' ');
-  text += fmt::format("  {:>{}}", line.number, layout.number);
-  for (std::size_t i = 0; i < line.cells.size(); ++i) {
-    const std::size_t width = layout.cells.at(line.isDrive ? 1 : 0)[i];
-    if (width > 0) text += "  " + Padded(line.cells[i], width);
-  }
+std::string Finished(const Line& line, std::string text, bool colour) {
   text.erase(text.find_last_not_of(' ') + 1);
+  text.replace(line.branch.size(), line.health.size(), Coloured(line.health, line.health, colour));
   return text + "\n";
 }
 
@@ -156,9 +134,12 @@ std::string Coloured(const std::string& text, std::string_view health, bool colo
 
 std::string RenderTree(const Topology& topology, const std::string& pluginName, bool colour) {
   const std::vector<Line> lines = Lines(topology);
-  const Layout layout(lines);
+  const std::vector<std::string> adapters = Laid(lines, false);
+  const std::vector<std::string> drives = Laid(lines, true);
   std::string text = PluginLine(topology, pluginName) + "\n";
-  for (const Line& line : lines) text += Laid(line, layout, colour);
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    text += Finished(lines[i], lines[i].isDrive ? drives[i] : adapters[i], colour);
+  }
   return text;
 }
 
