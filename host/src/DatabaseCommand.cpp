@@ -85,24 +85,27 @@ std::string TableText(const Schema::CTable& table, const Schema::CDatabase& data
   return text;
 }
 
+std::string DatabaseText(const Schema::CDatabase& database) {
+  std::string text;
+  for (const Schema::CTable& table : Schema::Tables()) text += TableText(table, database);
+  return text;
+}
+
 }  // namespace
 
 int RunDatabase(Host& host) {
   const std::string path = DatabasePath(host, MirrorDatabase::Default::StateDirectory);
   if (path.empty()) throw Failure(EXIT_USAGE, "db: which database? --db sqlite:PATH names it");
+  const bool isWritten = DatabaseWrapper::HasWriter(path);  // before the file is open
   const Schema::COpened opened = Schema::OpenReadOnly(path);
   if (opened.Database == nullptr) throw Failure(EXIT_FAILED, opened.Error);
   try {
-    if (host.Settings().m_Json) {
-      host.Out().WriteLine(DatabaseJson(*opened.Database));
-      return EXIT_DONE;
-    }
-    for (const Schema::CTable& table : Schema::Tables()) {
-      host.Out().Write(TableText(table, *opened.Database));
-    }
+    host.Out().Write(host.Settings().m_Json ? DatabaseJson(*opened.Database) + "\n"
+                                            : DatabaseText(*opened.Database));
   } catch (const DBEXCEPTION::DatabaseException& error) {
     throw Failure(EXIT_FAILED, error.what());
   }
+  if (!isWritten) Say("nobody writes these rows now: they are as the last host left them");
   return EXIT_DONE;
 }
 

@@ -74,6 +74,7 @@ std::unique_ptr<CDatabase> CDatabase::Open(const std::string& path, const COptio
                                            bool readOnly) {
   CSqliteOptions engineOptions;
   engineOptions.ReadOnly = readOnly;
+  engineOptions.ApplicationId = APPLICATION_ID;
   engineOptions.BusyTimeout = options.BusyTimeout;
   engineOptions.PauseAfterBusy = options.PauseAfterBusy;
   const CSchema& schema = SchemaOf(options);

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <string_view>
 
 #include <Schema/Versions.h>
 
@@ -9,9 +8,6 @@ using DatabaseWrapper::DatabaseDAO;
 using DBEXCEPTION::DatabaseException;
 
 namespace {
-
-// Marks the file as ours.
-constexpr std::string_view APPLICATION_ID = "1450724946";
 
 constexpr const char* WAY_OUT =
     "name another file, or end the host and move this one and its -wal and -shm away: the next "
@@ -58,7 +54,7 @@ int KnownVersion(DatabaseDAO& database, const CSchema& schema) {
   const int version = std::stoi(Cell(database, "PRAGMA user_version"));
   const bool empty = Cell(database, "SELECT COUNT(*) FROM sqlite_master") == "0";
   if (version == 0 && empty) return 0;
-  if (Cell(database, "PRAGMA application_id") != APPLICATION_ID || version <= 0) {
+  if (Cell(database, "PRAGMA application_id") != std::to_string(APPLICATION_ID) || version <= 0) {
     throw DatabaseException("The database belongs to another program; name another file.");
   }
   const int latest = LatestVersion(schema);

@@ -17,8 +17,6 @@ using DBEXCEPTION::DatabaseException;
 namespace {
 
 constexpr const char* NULL_CELL = "NULL";
-// The log and its index, beside the file.
-constexpr std::array LOG_SUFFIXES{"-wal", "-shm"};
 
 struct CFinalize {
   void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
@@ -209,7 +207,7 @@ bool CConnection::HasLostLog() {
 }
 
 void CConnection::CopyTo(const std::string& path) const {
-  const CHandle copy = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, path);
+  CHandle copy = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, path);
   sqlite3_backup* backup = sqlite3_backup_init(copy.get(), "main", m_Handle.get(), "main");
   if (backup != nullptr) {
     sqlite3_backup_step(backup, -1);
@@ -219,6 +217,9 @@ void CConnection::CopyTo(const std::string& path) const {
   if (result != SQLITE_OK) {
     throw Failure(path, result, sqlite3_system_errno(copy.get()), sqlite3_errmsg(copy.get()));
   }
+  copy.reset();
+  // Pages are copied as they are, also when there is no sense in them.
+  CConnection(path, CAccess::ReadAndTidy, std::chrono::milliseconds(0)).RequireSound();
 }
 
 }  // namespace DatabaseWrapper

@@ -19,6 +19,8 @@ namespace DatabaseWrapper {
 
 // What SQL allows around a statement.
 inline constexpr const char* WHITE_SPACE = " \t\r\n\f";
+// The log and its index, beside the file.
+inline constexpr std::array LOG_SUFFIXES{"-wal", "-shm"};
 
 // One open SQLite file. Not for several threads at once. Failures are DatabaseExceptions.
 class CConnection {
@@ -46,7 +48,7 @@ class CConnection {
   // no longer the ones that this connection writes: what it writes there nobody else would find.
   bool HasMoved();
 
-  // Writes all pages to a new file. The file must not exist.
+  // Writes all pages to a new file. The file must not exist. Throws for damaged pages, too.
   void CopyTo(const std::string& path) const;
 
  private:
@@ -69,7 +71,7 @@ class CConnection {
   CHandle m_Handle;
   bool m_ForeignKeys = false;
   // Of the log and its index, once they have been seen.
-  std::array<std::optional<CFileId>, 2> m_LogFiles;
+  std::array<std::optional<CFileId>, LOG_SUFFIXES.size()> m_LogFiles;
 };
 
 }  // namespace DatabaseWrapper

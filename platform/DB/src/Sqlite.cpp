@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <mutex>
 #include <optional>
 #include <utility>
@@ -23,8 +24,9 @@ namespace {
 
 constexpr std::string_view FOREIGN_KEYS_ON = "PRAGMA foreign_keys = ON;";
 constexpr const char* RESTORE_SUFFIX = ".restore";
-// What SQLite keeps beside a database.
-constexpr const char* LOG_SUFFIXES[] = {"-wal", "-shm", "-journal"};
+constexpr const char* JOURNAL_SUFFIX = "-journal";
+// How long the opening waits for the lock of a writer that may just be ending. Real time.
+constexpr std::chrono::milliseconds LOCK_PATIENCE{300};
 
 // A mutex that clang's thread-safety analysis knows.
 class VX_CAPABILITY("mutex") CMutex {
@@ -54,7 +56,8 @@ std::string Resolved(const std::string& path) {
   if (path.empty()) throw DatabaseException("The database has no path; name a file.");
   namespace fs = std::filesystem;
   std::error_code failure;
-  fs::path resolved = fs::weakly_canonical(path, failure);
+  fs::path resolved = fs::absolute(path, failure);
+  if (!failure) resolved = fs::weakly_canonical(resolved, failure);
   // A link to a file that is not made yet; a loop has failed above.
   std::error_code noLink;
   for (fs::path target = fs::read_symlink(resolved, noLink); !failure && !noLink;
@@ -79,6 +82,7 @@ void RequireFile(const std::string& path) {
 
 void RemoveLogs(const std::string& path) {
   for (const char* suffix : LOG_SUFFIXES) unlink((path + suffix).c_str());
+  unlink((path + JOURNAL_SUFFIX).c_str());
 }
 
 void Remove(const std::string& path) {
@@ -89,27 +93,35 @@ void Remove(const std::string& path) {
 // Nobody has the file open for writing, and the last writer left nothing in the log.
 bool LogIsEmpty(const std::string& path) {
   std::error_code failure;
-  const auto size = std::filesystem::file_size(path + LOG_SUFFIXES[0], failure);
+  const auto size = std::filesystem::file_size(path + LOG_SUFFIXES.front(), failure);
   return failure || size == 0;
 }
 
-// Nobody has the file open, nothing is left in a log, and this process may write here.
+bool IsThere(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
+// Nobody has the file open, and nothing is left in a log.
 bool IsClosed(const std::string& path) {
+  return std::none_of(LOG_SUFFIXES.begin(), LOG_SUFFIXES.end(),
+                      [&](const char* suffix) { return IsThere(path + suffix); }) &&
+         !IsThere(path + JOURNAL_SUFFIX);
+}
+
+// Looking into a closed file makes a log and its index, which only a connection that might write
+// takes away again; where this process may not write, nothing needs them either.
+CAccess AccessToRead(const std::string& path) {
+  if (!IsClosed(path)) return CAccess::Read;
   const std::string directory = std::filesystem::path(path).parent_path().string();
-  const bool logs =
-      std::any_of(std::begin(LOG_SUFFIXES), std::end(LOG_SUFFIXES),
-                  [&](const char* s) { return access((path + s).c_str(), F_OK) == 0; });
-  return !logs && access(path.c_str(), W_OK) == 0 && access(directory.c_str(), W_OK) == 0;
+  const bool mayWrite = access(path.c_str(), W_OK) == 0 && access(directory.c_str(), W_OK) == 0;
+  return mayWrite ? CAccess::ReadAndTidy : CAccess::ReadUnchanging;
 }
 
 std::unique_ptr<CConnection> OpenToRead(const std::string& path,
                                         std::chrono::milliseconds busyTimeout) {
   RequireFile(path);
   try {
-    // Looking into a closed file makes a log and its index, which only a connection that might
-    // write takes away again.
-    const CAccess access = IsClosed(path) ? CAccess::ReadAndTidy : CAccess::Read;
-    return std::make_unique<CConnection>(path, access, busyTimeout);
+    return std::make_unique<CConnection>(path, AccessToRead(path), busyTimeout);
   } catch (const CConnection::CBusy&) {
     throw;  // somebody is changing the file
   } catch (const DatabaseException&) {
@@ -117,6 +129,21 @@ std::unique_ptr<CConnection> OpenToRead(const std::string& path,
     if (access(path.c_str(), R_OK) != 0 || !LogIsEmpty(path)) throw;
     return std::make_unique<CConnection>(path, CAccess::ReadUnchanging, busyTimeout);
   }
+}
+
+// Whether a SQLite file lies at the path that bears another application id.
+bool BelongsToAnother(const std::string& path, unsigned applicationId) {
+  constexpr std::string_view magic("SQLite format 3\0", 16);
+  constexpr std::size_t idAt = 68;
+  std::error_code failure;
+  if (applicationId == 0 || !std::filesystem::is_regular_file(path, failure)) return false;
+  char head[idAt + 4] = {};
+  if (!std::ifstream(path, std::ios::binary).read(head, sizeof head)) return false;
+  unsigned id = 0;
+  for (std::size_t at = idAt; at < sizeof head; ++at) {
+    id = id << 8U | static_cast<unsigned char>(head[at]);
+  }
+  return std::string_view(head, magic.size()) == magic && id != applicationId;
 }
 
 }  // namespace
@@ -157,8 +184,9 @@ CSqliteDatabase::Impl::Impl(const std::string& path, CSqliteOptions options)
     m_Connection = OpenToRead(m_Path, m_Options.BusyTimeout);
     return;
   }
-  if (KeepsFile()) m_Lock.emplace(m_Path);
+  if (KeepsFile()) m_Lock.emplace(m_Path, LOCK_PATIENCE);
   m_Connection = std::make_unique<CConnection>(m_Path, CAccess::Write, m_Options.BusyTimeout);
+  if (m_Lock) m_Lock->Keep();
 }
 
 void CSqliteDatabase::Impl::RefuseWhilePausing() {
@@ -200,10 +228,17 @@ bool CSqliteDatabase::Impl::RestoreIfMoved() {
 }
 
 void CSqliteDatabase::Impl::WriteBack() {
+  if (BelongsToAnother(m_Path, m_Options.ApplicationId)) {
+    throw DatabaseException("\"" + m_Path +
+                            "\" is a database of another program now, which is left alone; move "
+                            "it away.");
+  }
   const std::string aside = m_Path + RESTORE_SUFFIX;
   Remove(aside);
+  CDescriptor lock;
   try {
     m_Connection->CopyTo(aside);
+    lock = m_Lock->LockSuccessor(aside);
   } catch (const DatabaseException&) {
     Remove(aside);  // half a copy would only take room
     throw;
@@ -220,6 +255,7 @@ void CSqliteDatabase::Impl::WriteBack() {
   // The old file is closed last; SQLite leaves what lies at the path alone then, as it is not its
   // own.
   m_Connection = std::make_unique<CConnection>(m_Path, CAccess::Write, m_Options.BusyTimeout);
+  m_Lock->Succeed(std::move(lock));
 }
 
 void CSqliteDatabase::Impl::RollBack() noexcept {

@@ -6,11 +6,12 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <sys/file.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <DB/DatabaseException.h>
+#include <DB/Sqlite.h>
 
 namespace DatabaseWrapper {
 
@@ -19,18 +20,48 @@ using DBEXCEPTION::DatabaseException;
 namespace {
 
 constexpr const char* LOCK_SUFFIX = ".lock";
-constexpr mode_t LOCK_MODE = 0644;
+constexpr mode_t LOCK_MODE = 0600;
+constexpr mode_t DATABASE_MODE = 0644;  // as SQLite makes one
+// A byte that SQLite neither locks nor stores anything at.
+constexpr off_t LOCKED_BYTE = 0x40000000 + 0x1000;
+constexpr int RETRY_INTERVAL = 10;  // milliseconds
+
+constexpr const char* SOMEBODY = "another process";
+
+struct flock WholeLock() {
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = LOCKED_BYTE;
+  lock.l_len = 1;
+  return lock;
+}
+
+// Of the open file, not of the process: no other descriptor that this process closes gives it up.
+bool TryToLock(int descriptor) {
+  const struct flock lock = WholeLock();
+  return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
+}
+
+bool Lock(int descriptor, std::chrono::milliseconds patience) {
+  for (auto waited = std::chrono::milliseconds(0); !TryToLock(descriptor);
+       waited += std::chrono::milliseconds(RETRY_INTERVAL)) {
+    if (waited >= patience) return false;
+    poll(nullptr, 0, RETRY_INTERVAL);
+  }
+  return true;
+}
 
 // "vxhost (process 4711)", as far as the file tells.
 std::string Holder(int descriptor) {
   char text[256] = {};
-  if (pread(descriptor, text, sizeof text - 1, 0) <= 0) return "another process";
+  if (pread(descriptor, text, sizeof text - 1, 0) <= 0) return SOMEBODY;
   std::istringstream fields(text);
   long pid = 0;
   std::string program;
   fields >> pid;
   std::getline(fields >> std::ws, program);
-  if (pid <= 0) return "another process";
+  if (pid <= 0) return SOMEBODY;
   return (program.empty() ? "another program" : program) + " (process " + std::to_string(pid) + ")";
 }
 
@@ -48,39 +79,107 @@ bool LeadsTo(const std::string& path, int descriptor) {
          there.st_dev == open.st_dev && there.st_ino == open.st_ino;
 }
 
+struct COpenFile {
+  CDescriptor Descriptor;
+  bool Made;
+};
+
+COpenFile OpenOrMake(const std::string& path, mode_t mode, int flags) {
+  flags |= O_RDWR | O_CLOEXEC | O_NONBLOCK;
+  CDescriptor made(open(path.c_str(), flags | O_CREAT | O_EXCL, mode));
+  if (made || errno != EEXIST) return {std::move(made), true};
+  return {CDescriptor(open(path.c_str(), flags)), false};
+}
+
 }  // namespace
 
-CWriterLock::CWriterLock(const std::string& databasePath)
-    : m_DatabasePath(databasePath), m_Path(databasePath + LOCK_SUFFIX), m_Descriptor(Acquire()) {}
+CDescriptor::~CDescriptor() {
+  if (m_Descriptor >= 0) close(m_Descriptor);
+}
+
+CWriterLock::CWriterLock(const std::string& databasePath, std::chrono::milliseconds patience)
+    : m_DatabasePath(databasePath), m_Path(databasePath + LOCK_SUFFIX), m_File(LockFile(patience)) {
+  try {
+    m_Database = LockDatabase(patience);
+  } catch (const DatabaseException&) {
+    if (m_File.Made) unlink(m_Path.c_str());
+    throw;
+  }
+  WriteHolder(m_File.Descriptor.Get());
+}
 
 CWriterLock::~CWriterLock() {
-  close(m_Descriptor);
+  // While both are still locked: nobody can have begun to use them.
+  if (m_Database.Made) unlink(m_DatabasePath.c_str());
+  if (m_File.Made) unlink(m_Path.c_str());
+}
+
+void CWriterLock::Keep() {
+  m_File.Made = m_Database.Made = false;
 }
 
 void CWriterLock::Renew() {
-  if (LeadsTo(m_Path, m_Descriptor)) return;
-  const int renewed = Acquire();
-  close(m_Descriptor);
-  m_Descriptor = renewed;
+  if (LeadsTo(m_Path, m_File.Descriptor.Get())) return;
+  m_File = LockFile(std::chrono::milliseconds(0));
+  m_File.Made = false;
+  WriteHolder(m_File.Descriptor.Get());
 }
 
-int CWriterLock::Acquire() const {
-  const int descriptor = open(m_Path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, LOCK_MODE);
-  if (descriptor < 0) {
-    throw DatabaseException("The database \"" + m_DatabasePath +
-                            "\" cannot be locked for writing: \"" + m_Path +
-                            "\": " + std::strerror(errno) +
-                            "; its directory must exist and be writable for this user.");
+void CWriterLock::Refuse(const std::string& holder) const {
+  throw DatabaseException("The database \"" + m_DatabasePath + "\" is written by " + holder +
+                          "; it takes one writer: end that one or name another file.");
+}
+
+CWriterLock::CLocked CWriterLock::LockFile(std::chrono::milliseconds patience) const {
+  for (;;) {
+    COpenFile file = OpenOrMake(m_Path, LOCK_MODE, O_NOFOLLOW);
+    struct stat found {};
+    const bool isOpen = file.Descriptor && fstat(file.Descriptor.Get(), &found) == 0;
+    if (!isOpen && errno == ENOENT && access(m_Path.c_str(), F_OK) == 0) continue;
+    if (!isOpen) {
+      throw DatabaseException("The database \"" + m_DatabasePath +
+                              "\" cannot be locked for writing: \"" + m_Path +
+                              "\": " + std::strerror(errno) +
+                              "; its directory must exist and be writable for this user.");
+    }
+    // Its content is overwritten: it must be nobody's file under another name.
+    if (!S_ISREG(found.st_mode) || found.st_nlink > 1) {
+      throw DatabaseException("The database \"" + m_DatabasePath +
+                              "\" cannot be locked for writing: \"" + m_Path +
+                              "\" is no file of its own; remove it.");
+    }
+    if (!Lock(file.Descriptor.Get(), patience)) Refuse(Holder(file.Descriptor.Get()));
+    // Who made it and was refused elsewhere has removed it before giving up the lock.
+    if (!LeadsTo(m_Path, file.Descriptor.Get())) continue;
+    [[maybe_unused]] const int unchanged = fchmod(file.Descriptor.Get(), LOCK_MODE);
+    return {std::move(file.Descriptor), file.Made};
   }
-  if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-    const std::string holder =
-        errno == EWOULDBLOCK ? Holder(descriptor) : std::string(std::strerror(errno));
-    close(descriptor);
-    throw DatabaseException("The database \"" + m_DatabasePath + "\" is written by " + holder +
-                            "; it takes one writer: end that one or name another file.");
+}
+
+CWriterLock::CLocked CWriterLock::LockDatabase(std::chrono::milliseconds patience) const {
+  COpenFile file = OpenOrMake(m_DatabasePath, DATABASE_MODE, 0);
+  // A file that cannot be written at all needs no lock, and SQLite has the better words.
+  if (file.Descriptor && !Lock(file.Descriptor.Get(), patience)) Refuse(SOMEBODY);
+  const bool isOpen = static_cast<bool>(file.Descriptor);
+  return {std::move(file.Descriptor), isOpen && file.Made};
+}
+
+CDescriptor CWriterLock::LockSuccessor(const std::string& path) const {
+  CDescriptor successor(open(path.c_str(), O_RDWR | O_CLOEXEC));
+  if (!successor || !TryToLock(successor.Get())) {
+    throw DatabaseException("\"" + path + "\" cannot be locked: " + std::strerror(errno) + ".");
   }
-  WriteHolder(descriptor);
-  return descriptor;
+  return successor;
+}
+
+void CWriterLock::Succeed(CDescriptor successor) {
+  m_Database.Descriptor = std::move(successor);
+}
+
+bool HasWriter(const std::string& path) {
+  const CDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct flock lock = WholeLock();
+  return file && fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
 }  // namespace DatabaseWrapper

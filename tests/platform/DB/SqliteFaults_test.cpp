@@ -4,6 +4,7 @@
 #include "support/Files.h"
 #include "support/Unprivileged.h"
 
+#include <fstream>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -208,6 +209,49 @@ TEST_F(SqliteMoved, FileReplacedByADatabaseWithLog_IsWrittenBackWithoutThatLog) 
   ASSERT_GT(fs::file_size(path_ + "-wal"), 0U);
   engine_.query("INSERT INTO t VALUES('after')");
   EXPECT_EQ(Rows(), "before,after");
+}
+
+// At opening such a file is refused; what takes the path later is treated alike.
+TEST_F(SqliteMoved, DatabaseOfAnotherProgramAtThePath_IsLeftAlone) {
+  CSqliteOptions options;
+  options.ApplicationId = 77;
+  const std::string path = (dir_ / "ours.db").string();
+  CSqliteDatabase ours(path, options);
+  ours.query("PRAGMA application_id = 77");
+  ours.query("CREATE TABLE t(a)");
+  const auto other = dir_ / "other.db";
+  RawSqlite(other).Run("CREATE TABLE precious(a); PRAGMA application_id = 78");
+  const std::string content = vxtest::ReadFile(other);
+  fs::rename(other, path);
+  EXPECT_EQ(FailureOf([&] { ours.query("INSERT INTO t VALUES('after')"); }),
+            "The database is gone from its path and was not written back: \"" + path +
+                "\" is a database of another program now, which is left alone; move it away.");
+  EXPECT_EQ(vxtest::ReadFile(path), content);
+  fs::remove(path);
+  ours.query("INSERT INTO t VALUES('after')");
+  EXPECT_EQ(RawSqlite(path).One("SELECT group_concat(a) FROM t"), "after");
+  // One of ours is overwritten: the open one is what its host keeps true.
+  RawSqlite(other).Run("PRAGMA application_id = 77; CREATE TABLE t(a)");
+  fs::rename(other, path);
+  EXPECT_TRUE(ours.Restore());
+  EXPECT_EQ(RawSqlite(path).One("SELECT group_concat(a) FROM t"), "after");
+}
+
+// Moving a damaged file away is the way out; it must not come back.
+TEST_F(SqliteMoved, DamagedPages_AreNotWrittenBack) {
+  engine_.query("PRAGMA cache_size = 1");  // nothing of it is kept in memory
+  engine_.query("INSERT INTO t VALUES(zeroblob(400000))");
+  engine_.query("PRAGMA wal_checkpoint(TRUNCATE)");
+  {
+    std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(4096);
+    file << std::string(40 * 4096, '\xA5');
+  }
+  fs::rename(path_, dir_ / "damaged.db");
+  EXPECT_THAT(FailureOf([&] { engine_.query("INSERT INTO t VALUES('after')"); }),
+              HasSubstr("is damaged (database disk image is malformed)"));
+  EXPECT_FALSE(fs::exists(path_));
+  EXPECT_FALSE(fs::exists(path_ + ".restore"));
 }
 
 // What the engine writes into a log that is gone from its path would be seen by nobody else, and
@@ -486,11 +530,19 @@ TEST_F(SqlitePermissions, WriteAReadOnlyFile_SaysSo) {
   Forbid(path_, 0444);
   Forbid(path_ + ".lock", 0666);
   Forbid(dir_.Path(), 0777);
-  EXPECT_EQ(
-      Attempt(path_, false, "SELECT 1"),
-      "The database \"" + path_ +
-          "\" is read-only (no permission to write); make the file and its directory writable "
-          "for this user.");
+  EXPECT_EQ(Attempt(path_, false, "SELECT 1"), "The database \"" + path_ +
+                                                   "\" is read-only (no permission to write); make "
+                                                   "the file, its -wal and -shm, and its directory "
+                                                   "writable for this user.");
+}
+
+// What is left read-only beside the file would block every later writer.
+TEST_F(SqlitePermissions, LookIntoAReadOnlyFile_LeavesNothingBesideIt) {
+  if (vxtest::IsDoneByUnprivilegedChild()) return;
+  Forbid(dir_.Path(), 0777);
+  Forbid(path_, 0444);
+  EXPECT_EQ(Attempt(path_, true, "SELECT a FROM t"), "7");
+  for (const char* suffix : {"-wal", "-shm"}) EXPECT_FALSE(fs::exists(path_ + suffix)) << suffix;
 }
 
 TEST_F(SqlitePermissions, ReadWhereNothingMayBeWritten_Works) {

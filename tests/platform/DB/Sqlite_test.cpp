@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 
 #include <DB/Sqlite.h>
 
@@ -180,8 +181,8 @@ TEST(Sqlite, ReadOnly_SeesTheWritersRowsAndWritesNothing) {
   EXPECT_EQ(Count(reader), "1");
   EXPECT_EQ(FailureOf([&] { reader.query("DELETE FROM t"); }),
             "The database \"" + path +
-                "\" is read-only (attempt to write a readonly database); make the file and its "
-                "directory writable for this user.");
+                "\" is read-only (attempt to write a readonly database); make the file, its -wal "
+                "and -shm, and its directory writable for this user.");
   EXPECT_EQ(Count(writer), "1");
 }
 
@@ -256,20 +257,104 @@ TEST(Sqlite, SecondWriter_AfterTheLockFileWasRemoved_IsStillRefused) {
               testing::HasSubstr("is written by DB_Sqlite_test"));
 }
 
-TEST(Sqlite, Writer_WhoseLockAnotherTook_WritesNoMore) {
+// The lock is on the file itself: neither its name nor that of the lock file matters.
+TEST(Sqlite, SecondWriter_WhileTheFirstIsIdle_IsRefusedUnderAnyName) {
   const vxtest::TempDir dir;
   const std::string path = (dir / "vx.db").string();
   CSqliteDatabase first(path);
   first.query("CREATE TABLE t(a)");
+  std::filesystem::create_hard_link(path, dir / "other.db");
   std::filesystem::remove(path + ".lock");
-  {
-    CSqliteDatabase second(path);
-    EXPECT_THAT(FailureOf([&] { first.query("INSERT INTO t VALUES(1)"); }),
-                testing::HasSubstr("is written by DB_Sqlite_test"));
-    EXPECT_EQ(Count(second), "0");
+  for (const std::string& name : {path, (dir / "other.db").string()}) {
+    EXPECT_THAT(vxtest::InChild([&] { return vxtest::Attempt(name, false, "SELECT 7"); }),
+                testing::HasSubstr("is written by another process; it takes one writer"));
+    EXPECT_FALSE(std::filesystem::exists(name + ".lock"));
   }
   first.query("INSERT INTO t VALUES(1)");
   EXPECT_EQ(Count(first), "1");
+  EXPECT_THAT(vxtest::InChild([&] { return vxtest::Attempt(path, false, "SELECT 7"); }),
+              testing::HasSubstr("is written by DB_Sqlite_test"));
+}
+
+TEST(Sqlite, LockFile_IsItsOwnersAlone) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  vxtest::WriteFile(path + ".lock", "");
+  std::filesystem::permissions(path + ".lock", std::filesystem::perms(0644));
+  for (int opening = 0; opening < 2; ++opening) {
+    const CSqliteDatabase database(path);
+    EXPECT_EQ(std::filesystem::status(path + ".lock").permissions(), std::filesystem::perms(0600));
+    std::filesystem::remove(path + ".lock");
+  }
+}
+
+TEST(Sqlite, LockFile_ThatIsAnothersFileByASecondName_IsLeftAlone) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  vxtest::WriteFile(dir / "precious", "precious");
+  std::filesystem::create_hard_link(dir / "precious", path + ".lock");
+  EXPECT_EQ(FailureOf([&] { const CSqliteDatabase database(path); }),
+            "The database \"" + path + "\" cannot be locked for writing: \"" + path +
+                ".lock\" is no file of its own; remove it.");
+  EXPECT_EQ(vxtest::ReadFile(dir / "precious"), "precious");
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+// A process that a writer has just started holds its locks until it runs its own program.
+TEST(Sqlite, LockThatAChildOfTheLastWriterStillHolds_IsWaitedFor) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  auto first = std::make_unique<CSqliteDatabase>(path);
+  const pid_t child = fork();
+  if (child == 0) {
+    poll(nullptr, 0, 50);
+    _exit(0);
+  }
+  first.reset();
+  EXPECT_EQ(vxtest::Attempt(path, false, "SELECT 7"), "7");
+  waitpid(child, nullptr, 0);
+}
+
+TEST(Sqlite, HasWriter_TellsWhileThereIsOne) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  const auto told = [&] {
+    return vxtest::InChild([&] { return DatabaseWrapper::HasWriter(path) ? "yes" : "no"; });
+  };
+  EXPECT_EQ(told(), "no");
+  {
+    CSqliteDatabase database(path);
+    EXPECT_EQ(told(), "yes");
+    std::filesystem::remove(path);
+    EXPECT_TRUE(database.Restore());
+    EXPECT_EQ(told(), "yes");
+  }
+  EXPECT_EQ(told(), "no");
+}
+
+TEST(Sqlite, OpeningThatFails_LeavesNothingBehind) {
+  const vxtest::TempDir dir;
+  vxtest::WriteFile(dir / "notes.txt", "no database, whatever it is called\n");
+  EXPECT_THAT(FailureOf([&] { const CSqliteDatabase database((dir / "notes.txt").string()); }),
+              testing::HasSubstr("is no database"));
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(dir.Path())) {
+    names.push_back(entry.path().filename());
+  }
+  EXPECT_THAT(names, testing::ElementsAre("notes.txt"));
+}
+
+// SQLite would take a relative name that begins with "file:" for something else.
+TEST(Sqlite, Path_OfANewFileWithARelativeName_IsAbsolute) {
+  const vxtest::TempDir dir;
+  const auto before = std::filesystem::current_path();
+  std::filesystem::current_path(dir.Path());
+  for (const char* name : {"new.db", "file::memory:?cache=shared"}) {
+    const CSqliteDatabase database(name);
+    EXPECT_EQ(database.Path(), (std::filesystem::canonical(dir.Path()) / name).string());
+    EXPECT_TRUE(std::filesystem::exists(dir / name));
+  }
+  std::filesystem::current_path(before);
 }
 
 // The first one makes the file that the link leads to.

@@ -13,6 +13,9 @@
 // by one thread at a time]
 namespace Schema {
 
+// Marks a file as ours: its PRAGMA application_id.
+inline constexpr unsigned APPLICATION_ID = 1450724946;
+
 // A step from one version to the next. A step that has been released is never changed: files that
 // it made exist.
 struct CStep {

@@ -33,16 +33,22 @@ struct CSqliteOptions {
   // so that a locked file costs one wait and not one for each row. Real time.
   std::chrono::milliseconds PauseAfterBusy{10000};
 
+  // The application id that the schema gives the file; 0: none. A file with another one that has
+  // taken the path is not overwritten.
+  unsigned ApplicationId = 0;
+
   // Tells the real time that the pause is measured with; empty: the monotonic clock.
   std::function<std::chrono::steady_clock::time_point()> Clock;
 };
 
-// Who may write: one process at a time holds a lock on the file "<path>.lock" from construction to
-// destruction, and makes it again when it was removed; a statement fails while another process has
-// taken it meanwhile. Readers need none. No descriptor survives an exec.
+// Who may write: one process at a time, from construction to destruction. It locks the file itself,
+// whatever its name, and the file "<path>.lock", which names it and is made again when it was
+// removed; a statement fails while another process has taken that one meanwhile. Readers need none.
+// No descriptor survives an exec.
 //
 // When the path no longer leads to the open file (deleted, renamed, replaced), the next statement
-// outside a transaction first writes the whole database back to the path.
+// outside a transaction first writes the whole database back to the path, unless its pages are
+// damaged or a database of another program has taken the path.
 //
 // Every failure is a DBEXCEPTION::DatabaseException (a CStatementRefused where only the statement
 // is at fault) whose text names the file, what is wrong and the way out: no database, damaged,
@@ -102,5 +108,9 @@ class VX_EXPORT CTransaction {
   CSqliteDatabase& m_Database;
   bool m_Open = true;
 };
+
+// Whether some process may write the database at the path just now. False for what cannot be looked
+// at. Not while this process has the file open itself. [any thread]
+[[nodiscard]] VX_EXPORT bool HasWriter(const std::string& path);
 
 }  // namespace DatabaseWrapper
