@@ -32,6 +32,10 @@ bool IsNameCharacter(char c) {
   return IsNameStart(c) || IsDigit(c);
 }
 
+bool IsNumber(const std::string& word) {
+  return std::all_of(word.begin(), word.end(), IsDigit);
+}
+
 bool IsAssignment(const std::string& word) {
   const std::size_t equals = word.find('=');
   if (equals == std::string::npos || equals == 0 || !IsNameStart(word[0])) return false;
@@ -79,11 +83,16 @@ std::vector<std::string> MergeEnvironment(const char* const* environment,
   return merged;
 }
 
+bool IsAboutOneDrive(const std::string& arguments) {
+  const std::vector<std::string> words = SplitAtBlanks(arguments);
+  return std::any_of(words.begin(), words.end(), IsNumber);
+}
+
 std::string StatisticsKey(const std::string& arguments) {
   std::string key;
   for (const std::string& word : SplitAtBlanks(arguments)) {
     if (!key.empty()) key += ' ';
-    key += std::all_of(word.begin(), word.end(), IsDigit) ? std::string("N") : word;
+    key += IsNumber(word) ? std::string("N") : word;
   }
   return key;
 }

@@ -21,6 +21,9 @@ bool SplitCommand(const std::string& text, CCommand& command, std::string& reaso
 std::vector<std::string> MergeEnvironment(const char* const* environment,
                                           const std::vector<std::string>& changes);
 
+// Whether a word of the arguments is a decimal number: what they ask is about one drive.
+bool IsAboutOneDrive(const std::string& arguments);
+
 // The arguments with every word that is a decimal number replaced by "N" and words one blank apart.
 std::string StatisticsKey(const std::string& arguments);
 

@@ -6,8 +6,10 @@ namespace TLXX {
 
 namespace {
 
-// A tool that has run into the time limit gets this part of it for so many whole limits.
+// A query that has run into the time limit gets this part of it for so many whole limits...
 constexpr int SHORTENED_BY = 10;
+// ... but so many times what the longest good one took, which a slow tool may need.
+constexpr int ROOM = 2;
 
 constexpr std::size_t MAX_COMMANDS = 256;
 constexpr const char* OTHER_COMMANDS = "(other)";
@@ -29,21 +31,41 @@ CRunLimits CRunHistory::Limits() const {
   return m_Limits;
 }
 
-std::chrono::milliseconds CRunHistory::QueryTimeout() const {
+std::chrono::milliseconds CRunHistory::ShortTimeout() const {
+  using std::chrono::milliseconds;
+  const milliseconds whole = m_Limits.m_QueryTimeout;
+  const auto room = std::chrono::ceil<milliseconds>(m_LongestGood * ROOM);
+  return std::min(whole, std::max({whole / SHORTENED_BY, room, milliseconds(1)}));
+}
+
+std::chrono::milliseconds CRunHistory::QueryTimeout(const std::string& arguments) const {
   const std::lock_guard guard(m_Mutex);
   const auto whole = m_Limits.m_QueryTimeout;
   if (whole.count() <= 0) return whole;
-  if (std::chrono::steady_clock::now() >= m_ShortUntil) return whole;
-  return std::max(whole / SHORTENED_BY, std::chrono::milliseconds(1));
+  const auto slow = m_ShortUntil.find(arguments);
+  const bool isShort =
+      slow != m_ShortUntil.end() && std::chrono::steady_clock::now() < slow->second;
+  return isShort ? ShortTimeout() : whole;
 }
 
-void CRunHistory::NoteQuery(const CRunResult& result, std::chrono::milliseconds timeout) {
+// Never what lists the drives: cut short, it would take all of them away.
+void CRunHistory::Shorten(const std::string& arguments,
+                          std::chrono::steady_clock::time_point until) {
+  if (!IsAboutOneDrive(arguments)) return;
+  const auto now = std::chrono::steady_clock::now();
+  std::erase_if(m_ShortUntil, [now](const auto& entry) { return entry.second <= now; });
+  if (m_ShortUntil.size() < MAX_COMMANDS) m_ShortUntil[arguments] = until;
+}
+
+void CRunHistory::NoteQuery(const std::string& arguments, const CRunResult& result,
+                            std::chrono::milliseconds timeout) {
   const std::lock_guard guard(m_Mutex);
   if (result.Collected() && !result.FailedSilently()) {
-    m_ShortUntil = {};
+    m_ShortUntil.erase(arguments);
+    m_LongestGood = std::max(m_LongestGood, result.m_Duration);
   } else if (result.m_End == ERunEnd::TimedOut && timeout >= m_Limits.m_QueryTimeout) {
     // A time-out of the short limit does not prolong it.
-    m_ShortUntil = std::chrono::steady_clock::now() + timeout * SHORTENED_BY;
+    Shorten(arguments, std::chrono::steady_clock::now() + timeout * SHORTENED_BY);
   }
 }
 

@@ -21,11 +21,12 @@ class CRunHistory {
   void SetLimits(const CRunLimits& limits);
   CRunLimits Limits() const;
 
-  // The time limit of a query that starts now.
-  std::chrono::milliseconds QueryTimeout() const;
+  // The time limit of a query with these arguments that starts now.
+  std::chrono::milliseconds QueryTimeout(const std::string& arguments) const;
 
-  // Takes note of how a query ended that had the given limit.
-  void NoteQuery(const CRunResult& result, std::chrono::milliseconds timeout);
+  // Takes note of how a query with these arguments ended that had the given limit.
+  void NoteQuery(const std::string& arguments, const CRunResult& result,
+                 std::chrono::milliseconds timeout);
 
   // Counts a call. failure: why it failed, empty when it did not.
   void Count(const std::string& arguments, const CRunResult& result,
@@ -34,11 +35,15 @@ class CRunHistory {
 
  private:
   CRunStatistics& StatisticsOf(const std::string& arguments);
+  std::chrono::milliseconds ShortTimeout() const;
+  void Shorten(const std::string& arguments, std::chrono::steady_clock::time_point until);
 
   mutable std::mutex m_Mutex;
   CRunLimits m_Limits;
-  // Until when queries get the short limit; the epoch when the last one that counts was good.
-  std::chrono::steady_clock::time_point m_ShortUntil{};
+  // Arguments of the queries that ran into the whole limit and have not succeeded since, and until
+  // when they get the short one.
+  std::map<std::string, std::chrono::steady_clock::time_point> m_ShortUntil;
+  std::chrono::nanoseconds m_LongestGood{0};  // of all queries that succeeded
   std::map<std::string, CRunStatistics> m_Statistics;
 };
 

@@ -82,7 +82,7 @@ class CCall {
   bool Change() {
     if (!Split()) return false;
     const CRunLimits limits = CRunHistory::Instance().Limits();
-    m_Bounds = {limits.m_LinesTimeout, limits.m_LingerTimeout, limits.m_MaxOutput,
+    m_Bounds = {limits.m_LinesTimeout, limits.m_LingerTimeout, limits.m_MaxInventoryOutput,
                 ERunKind::Change};
     return Finish(RunOnce(m_Command, m_Bounds));
   }
@@ -100,10 +100,14 @@ class CCall {
 
   CRunResult RunQuery(const CRunLimits& limits) {
     CRunHistory& history = CRunHistory::Instance();
-    m_Bounds = {history.QueryTimeout(), limits.m_LingerTimeout, limits.m_MaxOutput};
+    m_Bounds = {history.QueryTimeout(m_Arguments), limits.m_LingerTimeout, MaxOutput(limits)};
     CRunResult result = RunOnce(m_Command, m_Bounds);
-    history.NoteQuery(result, m_Bounds.m_Timeout);
+    history.NoteQuery(m_Arguments, result, m_Bounds.m_Timeout);
     return result;
+  }
+
+  std::size_t MaxOutput(const CRunLimits& limits) const {
+    return IsAboutOneDrive(m_Arguments) ? limits.m_MaxLogOutput : limits.m_MaxInventoryOutput;
   }
 
   bool Finish(CRunResult result) {

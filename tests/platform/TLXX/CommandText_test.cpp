@@ -64,4 +64,12 @@ TEST(CommandTextTest, StatisticsKey_ReplacesWholeNumbersOnly) {
   EXPECT_EQ(StatisticsKey(""), "");
 }
 
+TEST(CommandTextTest, ArgumentsWithANumber_AreAboutOneDrive) {
+  EXPECT_TRUE(TLXX::IsAboutOneDrive("show -o json -smart -torvex 12"));
+  EXPECT_TRUE(TLXX::IsAboutOneDrive("0"));
+  EXPECT_FALSE(TLXX::IsAboutOneDrive("show -all -o json -torvex"));
+  EXPECT_FALSE(TLXX::IsAboutOneDrive("a LBAFormat=0 -1 3N"));
+  EXPECT_FALSE(TLXX::IsAboutOneDrive(""));
+}
+
 }  // namespace

@@ -24,27 +24,64 @@ void SetQueryTimeout(CRunHistory& history, std::chrono::milliseconds timeout) {
   history.SetLimits(limits);
 }
 
+constexpr const char* LOG = "show -smart 3";
+constexpr const char* OTHER_LOG = "show -smart 4";
+constexpr const char* INVENTORY = "show -all";
+
+CRunResult Good(std::chrono::milliseconds duration) {
+  CRunResult result = Ended(ERunEnd::Exited);
+  result.m_Duration = duration;
+  return result;
+}
+
 TEST(RunHistoryTest, Timeout_AfterATimeout_IsATenthUntilASuccess) {
   CRunHistory history;
-  EXPECT_EQ(history.QueryTimeout(), 60s);
-  history.NoteQuery(Ended(ERunEnd::TimedOut), 60s);
-  EXPECT_EQ(history.QueryTimeout(), 6s);
-  history.NoteQuery(Ended(ERunEnd::TimedOut), 6s);
-  EXPECT_EQ(history.QueryTimeout(), 6s);
-  history.NoteQuery(Ended(ERunEnd::NotStarted), 6s);
-  EXPECT_EQ(history.QueryTimeout(), 6s);
-  history.NoteQuery(Ended(ERunEnd::Exited), 6s);
-  EXPECT_EQ(history.QueryTimeout(), 60s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 60s);
+  history.NoteQuery(LOG, Ended(ERunEnd::TimedOut), 60s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 6s);
+  history.NoteQuery(LOG, Ended(ERunEnd::TimedOut), 6s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 6s);
+  history.NoteQuery(LOG, Ended(ERunEnd::NotStarted), 6s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 6s);
+  history.NoteQuery(LOG, Ended(ERunEnd::Exited), 6s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 60s);
+}
+
+TEST(RunHistoryTest, Timeout_IsShortenedForTheQueryThatTimedOutAlone) {
+  CRunHistory history;
+  history.NoteQuery(LOG, Ended(ERunEnd::TimedOut), 60s);
+  EXPECT_EQ(history.QueryTimeout(OTHER_LOG), 60s);
+  EXPECT_EQ(history.QueryTimeout(INVENTORY), 60s);
+  history.NoteQuery(OTHER_LOG, Good(1s), 60s);
+  history.NoteQuery(INVENTORY, Good(1s), 60s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 6s);
+}
+
+TEST(RunHistoryTest, Timeout_OfAnInventory_IsNeverShortened) {
+  CRunHistory history;
+  history.NoteQuery(INVENTORY, Ended(ERunEnd::TimedOut), 60s);
+  EXPECT_EQ(history.QueryTimeout(INVENTORY), 60s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 60s);
+}
+
+TEST(RunHistoryTest, Timeout_IsNotShorterThanTwiceTheLongestGoodQuery) {
+  CRunHistory history;
+  history.NoteQuery(INVENTORY, Good(8s), 60s);
+  history.NoteQuery(OTHER_LOG, Good(2s), 60s);
+  history.NoteQuery(LOG, Ended(ERunEnd::TimedOut), 60s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 16s);
+  history.NoteQuery(INVENTORY, Good(50s), 60s);
+  EXPECT_EQ(history.QueryTimeout(LOG), 60s);
 }
 
 TEST(RunHistoryTest, Timeout_AfterTenLimits_IsWholeAgain) {
   CRunHistory history;
   SetQueryTimeout(history, 10ms);
   const auto start = Clock::now();
-  history.NoteQuery(Ended(ERunEnd::TimedOut), 10ms);
-  EXPECT_EQ(history.QueryTimeout(), 1ms);
-  while (history.QueryTimeout() != 10ms) {
-    history.NoteQuery(Ended(ERunEnd::TimedOut), 1ms);  // does not prolong it
+  history.NoteQuery(LOG, Ended(ERunEnd::TimedOut), 10ms);
+  EXPECT_EQ(history.QueryTimeout(LOG), 1ms);
+  while (history.QueryTimeout(LOG) != 10ms) {
+    history.NoteQuery(LOG, Ended(ERunEnd::TimedOut), 1ms);  // does not prolong it
     sched_yield();
   }
   EXPECT_GE(Clock::now() - start, 100ms);
@@ -53,8 +90,18 @@ TEST(RunHistoryTest, Timeout_AfterTenLimits_IsWholeAgain) {
 TEST(RunHistoryTest, Timeout_TurnedOff_StaysOff) {
   CRunHistory history;
   SetQueryTimeout(history, 0ms);
-  history.NoteQuery(Ended(ERunEnd::TooMuch), 0ms);
-  EXPECT_EQ(history.QueryTimeout(), 0ms);
+  history.NoteQuery(LOG, Ended(ERunEnd::TooMuch), 0ms);
+  EXPECT_EQ(history.QueryTimeout(LOG), 0ms);
+}
+
+// What is remembered of queries that hang is bounded; the others keep the whole limit.
+TEST(RunHistoryTest, Timeout_OfEverMoreQueriesThatHang_IsShortenedForSomeOfThem) {
+  CRunHistory history;
+  for (int index = 0; index < 1000; ++index) {
+    history.NoteQuery("log " + std::to_string(index), Ended(ERunEnd::TimedOut), 60s);
+  }
+  EXPECT_EQ(history.QueryTimeout("log 255"), 6s);
+  EXPECT_EQ(history.QueryTimeout("log 256"), 60s);
 }
 
 TEST(RunHistoryTest, Statistics_OfEverMoreCommands_AreBounded) {

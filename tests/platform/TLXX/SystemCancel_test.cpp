@@ -85,7 +85,7 @@ TEST_F(SystemCancelTest, Cancel_DuringAChange_KillsAndReapsTheProgramFirst) {
 
 TEST_F(SystemCancelTest, Cancel_WhileTheProgramPrintsWithoutEnd_EndsTheRun) {
   CRunLimits limits;
-  limits.m_MaxOutput = 0;
+  limits.m_MaxInventoryOutput = 0;
   CSystem::SetRunLimits(limits);
   LifeLine line(scripts_.Path("line"));
   Caller caller(scripts_.Add("tool", line.Hold() + "while :; do sleep 0.01; echo; done"), false);

@@ -44,7 +44,7 @@ class SystemTest : public testing::Test {
   static void Limit(std::chrono::milliseconds query, std::size_t output = 64U << 20U) {
     CRunLimits limits = CSystem::RunLimits();
     limits.m_QueryTimeout = query;
-    limits.m_MaxOutput = output;
+    limits.m_MaxInventoryOutput = output;
     CSystem::SetRunLimits(limits);
   }
 
@@ -336,6 +336,21 @@ TEST_F(SystemTest, Run_ThatPrintsMoreThanTheLimit_IsKilledAndFails) {
   EXPECT_EQ(output_, "");
   EXPECT_THAT(LastFailure("over"), HasSubstr("more than 1000 bytes"));
   EXPECT_TRUE(line.WaitUntilReleased());
+}
+
+TEST_F(SystemTest, Run_HasALimitOfItsOwnForWhatAsksAboutOneDrive) {
+  CRunLimits limits;
+  EXPECT_EQ(limits.m_MaxLogOutput, 16U << 20U);
+  EXPECT_EQ(limits.m_MaxInventoryOutput, 64U << 20U);
+  limits.m_MaxLogOutput = 999;
+  limits.m_MaxInventoryOutput = 1000;
+  CSystem::SetRunLimits(limits);
+  const std::string tool = scripts_.Add("tool", "head -c 1000 /dev/zero");
+  EXPECT_EQ(Run(tool, "about all"), 1);
+  EXPECT_EQ(Run(tool, "about 7"), 0);
+  EXPECT_THAT(LastFailure("about N"), HasSubstr("more than 999 bytes"));
+  std::vector<std::string> lines;
+  EXPECT_EQ(CSystem::ExecuteCommand(tool, "change 7", lines), 1);
 }
 
 TEST_F(SystemTest, Run_ThatOutlivesTheLimit_IsKilledWithItsWholeGroup) {

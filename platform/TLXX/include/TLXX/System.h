@@ -22,18 +22,23 @@ class VX_EXPORT ICommandRunner {
                       std::vector<std::string>& lines) = 0;
 };
 
-// Limits of the runner. Times are real time, whatever the clock's time scale.
+// Limits of the runner. Times are real time, whatever the clock's time scale. A query (text
+// overload) whose arguments name a number is about one drive and called a log here; every other one
+// may list all drives and is called an inventory.
 struct CRunLimits {
-  // How long a query (text overload) may run before its process group is killed; 0: no limit. After
-  // a query has run into this limit the following ones, whatever the command, get a tenth of it,
-  // until one succeeds or ten times the limit have passed (a tool that has only become slow is not
-  // cut off for ever).
+  // How long a query may run before its process group is killed; 0: no limit. A log that has run
+  // into this limit gets a tenth of it the next times it is asked for with the same arguments, but
+  // not less than twice what the longest good query took, until it succeeds or ten times the limit
+  // have passed (a tool that has only become slow is not cut off for ever). An inventory always
+  // gets the whole limit: cut short, it would take all drives away.
   std::chrono::milliseconds m_QueryTimeout{60'000};
   // The same for the lines overload, which changes drives: no limit, since a killed format can
   // leave a drive half done.
   std::chrono::milliseconds m_LinesTimeout{0};
-  // More output, in bytes, than this is a failure; 0: no limit.
-  std::size_t m_MaxOutput = std::size_t{64} << 20U;
+  // More output of a log, in bytes, than this is a failure; 0: no limit.
+  std::size_t m_MaxLogOutput = std::size_t{16} << 20U;
+  // The same for an inventory and for the lines overload.
+  std::size_t m_MaxInventoryOutput = std::size_t{64} << 20U;
   // The pause before a query that failed at once and said nothing is run a second time; 0: never.
   std::chrono::milliseconds m_RepeatPause{200};
   // How long after its end something that the program left running may hold its output open before
