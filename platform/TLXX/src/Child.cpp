@@ -49,24 +49,25 @@ class CSpawnSetup {
   CSpawnSetup(const CSpawnSetup&) = delete;
   CSpawnSetup& operator=(const CSpawnSetup&) = delete;
 
-  // Own process group, no signal blocked, all dispositions the default ones.
-  void ResetSignalsAndGroup() {
+  // Own session, and so own process group and no terminal whose job control could stop it; no
+  // signal blocked, all dispositions the default ones.
+  void ResetSignalsAndSession() {
     sigset_t none;
     sigset_t all;
     sigemptyset(&none);
     sigfillset(&all);
     Note(posix_spawnattr_setflags(
-        &m_Attributes, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
-    Note(posix_spawnattr_setpgroup(&m_Attributes, 0));
+        &m_Attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF));
     Note(posix_spawnattr_setsigmask(&m_Attributes, &none));
     Note(posix_spawnattr_setsigdefault(&m_Attributes, &all));
   }
 
-  void SetStreams(int output, bool joinErrors) {
+  // errors: where standard error goes; -1: to the process's own.
+  void SetStreams(int output, int errors) {
     Note(posix_spawn_file_actions_addopen(&m_Actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
     Note(posix_spawn_file_actions_adddup2(&m_Actions, output, STDOUT_FILENO));
-    if (joinErrors) {
-      Note(posix_spawn_file_actions_adddup2(&m_Actions, output, STDERR_FILENO));
+    if (errors >= 0) {
+      Note(posix_spawn_file_actions_adddup2(&m_Actions, errors, STDERR_FILENO));
     } else if (fcntl(STDERR_FILENO, F_GETFD) >= 0) {
       // Onto itself: stays open in the child whatever its close-on-exec flag says.
       Note(posix_spawn_file_actions_adddup2(&m_Actions, STDERR_FILENO, STDERR_FILENO));
@@ -111,6 +112,33 @@ int MakePipe(CDescriptor& reading, CDescriptor& writing) {
   return error != 0 ? error : MoveUp(writing);
 }
 
+// A pipe for standard error, or none when there is no descriptor left for it.
+struct CErrorPipe {
+  CDescriptor m_Reading;
+  CDescriptor m_Writing;
+
+  void Make() {
+    const bool made =
+        MakePipe(m_Reading, m_Writing) == 0 && fcntl(m_Reading.Get(), F_SETFL, O_NONBLOCK) == 0;
+    if (made) return;
+    m_Reading.Close();
+    m_Writing.Close();
+  }
+};
+
+// A process inherits from its parent that ends of children are ignored; the kernel would then reap
+// ours, and their exit statuses would be lost. Set back once: what the process does later is its
+// own decision.
+void NoticeEndsOfChildren() {
+  static std::once_flag once;
+  std::call_once(once, [] {
+    struct sigaction present {};
+    if (sigaction(SIGCHLD, nullptr, &present) != 0 || present.sa_handler != SIG_IGN) return;
+    present.sa_handler = SIG_DFL;
+    sigaction(SIGCHLD, &present, nullptr);
+  });
+}
+
 std::string TextOf(const CCommand& command) {
   std::string text;
   for (const std::string& word : command.m_Words) text += (text.empty() ? "" : " ") + word;
@@ -138,13 +166,17 @@ CChild::~CChild() {
   Abandon();
 }
 
-int CChild::Start(const CCommand& command, CDescriptor& output, ERunKind kind) {
+int CChild::Start(const CCommand& command, CDescriptor& output, CDescriptor* errors,
+                  ERunKind kind) {
+  NoticeEndsOfChildren();
   CDescriptor reading;
   CDescriptor writing;
   if (const int error = MakePipe(reading, writing); error != 0) return error;
+  CErrorPipe errorPipe;
+  if (errors != nullptr && !command.m_JoinErrors) errorPipe.Make();
   CSpawnSetup setup;
-  setup.ResetSignalsAndGroup();
-  setup.SetStreams(writing.Get(), command.m_JoinErrors);
+  setup.ResetSignalsAndSession();
+  setup.SetStreams(writing.Get(), command.m_JoinErrors ? writing.Get() : errorPipe.m_Writing.Get());
   std::vector<std::string> words = command.m_Words;
   std::vector<std::string> environment = MergeEnvironment(environ, command.m_Environment);
   const std::vector<char*> wordPointers = Pointers(words);
@@ -160,6 +192,7 @@ int CChild::Start(const CCommand& command, CDescriptor& output, ERunKind kind) {
   m_Pid = pid;
   m_EndDescriptor = CDescriptor(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
   output = std::move(reading);
+  if (errors != nullptr) *errors = std::move(errorPipe.m_Reading);
   return 0;
 }
 

@@ -31,9 +31,9 @@ class CDescriptor {
   int m_Descriptor = -1;
 };
 
-// A child process, the leader of its own process group. Whatever happens to the caller, the child
-// is killed (when it still runs) and reaped, at the latest in the destructor. [one thread at a
-// time]
+// A child process, the leader of its own session and process group. Whatever happens to the caller,
+// the child is killed (when it still runs) and reaped, at the latest in the destructor. [one thread
+// at a time]
 class CChild {
  public:
   CChild() = default;
@@ -42,9 +42,13 @@ class CChild {
   CChild& operator=(const CChild&) = delete;
 
   // Starts the command: standard input from /dev/null, default signal mask and dispositions, no
-  // descriptor of ours but 0 to 2. output becomes the reading end of what it prints. Returns 0 or
-  // the error number; nothing is left of a start that failed. Call once.
-  int Start(const CCommand& command, CDescriptor& output, ERunKind kind = ERunKind::Query);
+  // descriptor of ours but 0 to 2, no terminal. output becomes the reading end of what it prints.
+  // errors, when given, becomes that of its standard error, not blocking; it stays closed where the
+  // command joins the two and where there is no descriptor left, and standard error is then the
+  // process's own. Returns 0 or the error number; nothing is left of a start that failed. Call
+  // once.
+  int Start(const CCommand& command, CDescriptor& output, CDescriptor* errors = nullptr,
+            ERunKind kind = ERunKind::Query);
 
   // Polls readable once the child has ended; -1 when the kernel gives none: ask HasEnded instead.
   int EndDescriptor() const { return m_EndDescriptor.Get(); }

@@ -76,12 +76,15 @@ CRunStatistics& CRunHistory::StatisticsOf(const std::string& arguments) {
 }
 
 void CRunHistory::Count(const std::string& arguments, const CRunResult& result,
-                        std::chrono::nanoseconds duration, bool repeated,
+                        std::chrono::nanoseconds duration, const std::string& firstFailure,
                         const std::string& failure) {
   const std::lock_guard guard(m_Mutex);
   CRunStatistics& counters = StatisticsOf(arguments);
   ++counters.m_Runs;
-  if (repeated) ++counters.m_Repeats;
+  if (!firstFailure.empty()) {
+    ++counters.m_Repeats;
+    counters.m_LastRepeat = firstFailure;
+  }
   if (result.RanOutOfTime()) ++counters.m_Timeouts;
   counters.m_TotalTime += duration;
   counters.m_LongestTime = std::max(counters.m_LongestTime, duration);

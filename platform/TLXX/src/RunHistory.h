@@ -28,9 +28,11 @@ class CRunHistory {
   void NoteQuery(const std::string& arguments, const CRunResult& result,
                  std::chrono::milliseconds timeout);
 
-  // Counts a call. failure: why it failed, empty when it did not.
+  // Counts a call. firstFailure: why it was run a second time, empty when it was not. failure: why
+  // it failed, empty when it did not.
   void Count(const std::string& arguments, const CRunResult& result,
-             std::chrono::nanoseconds duration, bool repeated, const std::string& failure);
+             std::chrono::nanoseconds duration, const std::string& firstFailure,
+             const std::string& failure);
   std::map<std::string, CRunStatistics> Statistics() const;
 
  private:

@@ -66,13 +66,15 @@ class CCollector {
  public:
   explicit CCollector(const CRunBounds& bounds)
       : m_Bounds(bounds),
+        m_ErrorLines(bounds.m_ErrorSink),
         m_StopDescriptor(bounds.m_Kind == ERunKind::Query ? RunStopDescriptor() : -1),
         m_Start(Clock::now()),
         m_Deadline(After(m_Start, bounds.m_Timeout)) {}
 
   CRunResult Run(const CCommand& command) {
     if (IsToEnd()) return std::move(m_Result);
-    m_Result.m_Code = m_Child.Start(command, m_Pipe, m_Bounds.m_Kind);
+    m_Result.m_Code = m_Child.Start(command, m_Pipe, m_ErrorLines.IsWanted() ? &m_Errors : nullptr,
+                                    m_Bounds.m_Kind);
     if (m_Result.m_Code == 0) {
       if (Collect()) {
         TakeStatus();
@@ -81,6 +83,10 @@ class CCollector {
       }
     }
     m_Pipe.Close();
+    // A pipe holds no more than one reading takes.
+    if (m_Errors.IsOpen()) ReadErrors();
+    m_ErrorLines.End();
+    m_Errors.Close();
     m_Result.m_Duration = Clock::now() - m_Start;
     return std::move(m_Result);
   }
@@ -118,7 +124,8 @@ class CCollector {
   // Waits for output, the end of the child, a cancellation, a stop or a deadline; whether there is
   // output.
   bool WaitForNews() {
-    std::array<pollfd, 4> polled{{{m_Pipe.Get(), POLLIN, 0},
+    std::array<pollfd, 5> polled{{{m_Pipe.Get(), POLLIN, 0},
+                                  {m_Errors.Get(), POLLIN, 0},
                                   {m_Ended ? -1 : m_Child.EndDescriptor(), POLLIN, 0},
                                   {CCancellation::WakeDescriptor(), POLLIN, 0},
                                   {m_StopDescriptor, POLLIN, 0}}};
@@ -127,7 +134,17 @@ class CCollector {
       const int slice = static_cast<int>(ASKING_INTERVAL.count());
       time = time < 0 ? slice : std::min(time, slice);
     }
-    return poll(polled.data(), polled.size(), time) > 0 && polled[0].revents != 0;
+    if (poll(polled.data(), polled.size(), time) <= 0) return false;
+    if (polled[1].revents != 0) ReadErrors();
+    return polled[0].revents != 0;
+  }
+
+  // Hands on what is there of standard error. What goes wrong with it does not concern the run.
+  void ReadErrors() {
+    std::array<char, READ_SIZE> chunk;
+    const ssize_t count = read(m_Errors.Get(), chunk.data(), chunk.size());
+    if (count > 0) m_ErrorLines.Take({chunk.data(), static_cast<std::size_t>(count)});
+    if (count == 0 || (count < 0 && errno != EINTR && errno != EAGAIN)) m_Errors.Close();
   }
 
   // Takes what is there. False when the run ends by it.
@@ -174,12 +191,14 @@ class CCollector {
   }
 
   const CRunBounds& m_Bounds;
+  CErrorLines m_ErrorLines;
   const int m_StopDescriptor;
   const Clock::time_point m_Start;
   const Clock::time_point m_Deadline;
   Clock::time_point m_LingerDeadline = Clock::time_point::max();
   CRunResult m_Result;
   CDescriptor m_Pipe;
+  CDescriptor m_Errors;
   CChild m_Child;
   bool m_Ended = false;
 };

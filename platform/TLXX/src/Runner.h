@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CommandText.h"
+#include "ErrorLines.h"
 #include "RunningChildren.h"
 
 #include <chrono>
@@ -15,6 +16,8 @@ struct CRunBounds {
   std::chrono::milliseconds m_Linger{0};
   std::size_t m_MaxOutput = 0;
   ERunKind m_Kind = ERunKind::Query;
+  // Who is handed the lines of standard error; null: they go to the process's own.
+  CErrorLines::CSink m_ErrorSink;
 };
 
 // How a run came to its end.

@@ -54,6 +54,30 @@ class CObserver {
   CSystem::CRunObserver m_Function;
 };
 
+// Who gets the programs' standard error.
+class CErrorSink {
+ public:
+  // The one of the process. Never destroyed: threads may still run commands while it ends.
+  static CErrorSink& Instance() {
+    static auto* const sink = new CErrorSink;
+    return *sink;
+  }
+
+  void Set(CSystem::CErrorSink function) {
+    const std::lock_guard guard(m_Mutex);
+    m_Function = std::move(function);
+  }
+
+  CSystem::CErrorSink Get() const {
+    const std::lock_guard guard(m_Mutex);
+    return m_Function;
+  }
+
+ private:
+  mutable std::mutex m_Mutex;
+  CSystem::CErrorSink m_Function;
+};
+
 // One call of ExecuteCommand.
 class CCall {
  public:
@@ -69,7 +93,7 @@ class CCall {
       m_Trace.Steps("once more: %s: %s", m_Text,
                     [&] { return Explain(result, m_Command, m_Bounds); });
       if (Pause(limits.m_RepeatPause)) {
-        m_Repeated = true;
+        m_FirstFailure = Explain(result, m_Command, m_Bounds);
         result = RunQuery(limits);
       } else {
         result.m_End = CCancellation::Requested() ? ERunEnd::Cancelled : ERunEnd::Stopped;
@@ -83,7 +107,7 @@ class CCall {
     if (!Split()) return false;
     const CRunLimits limits = CRunHistory::Instance().Limits();
     m_Bounds = {limits.m_LinesTimeout, limits.m_LingerTimeout, limits.m_MaxInventoryOutput,
-                ERunKind::Change};
+                ERunKind::Change, CErrorSink::Instance().Get()};
     return Finish(RunOnce(m_Command, m_Bounds));
   }
 
@@ -100,7 +124,8 @@ class CCall {
 
   CRunResult RunQuery(const CRunLimits& limits) {
     CRunHistory& history = CRunHistory::Instance();
-    m_Bounds = {history.QueryTimeout(m_Arguments), limits.m_LingerTimeout, MaxOutput(limits)};
+    m_Bounds = {history.QueryTimeout(m_Arguments), limits.m_LingerTimeout, MaxOutput(limits),
+                ERunKind::Query, CErrorSink::Instance().Get()};
     CRunResult result = RunOnce(m_Command, m_Bounds);
     history.NoteQuery(m_Arguments, result, m_Bounds.m_Timeout);
     return result;
@@ -119,7 +144,7 @@ class CCall {
 
   void Count(const CRunResult& result, const std::string& failure) {
     const auto duration = std::chrono::steady_clock::now() - m_Start;
-    CRunHistory::Instance().Count(m_Arguments, result, duration, m_Repeated, failure);
+    CRunHistory::Instance().Count(m_Arguments, result, duration, m_FirstFailure, failure);
     CObserver::Instance().Tell(m_Arguments, failure);
     if (failure.empty()) {
       m_Trace.Tool("collected %d bytes", result.m_Output.size());
@@ -134,7 +159,7 @@ class CCall {
   const std::chrono::steady_clock::time_point m_Start = std::chrono::steady_clock::now();
   CCommand m_Command;
   CRunBounds m_Bounds;
-  bool m_Repeated = false;
+  std::string m_FirstFailure;  // why it was run a second time; empty when it was not
   std::string m_Output;
 };
 
@@ -229,6 +254,10 @@ CRunLimits CSystem::RunLimits() {
 
 std::map<std::string, CRunStatistics> CSystem::RunStatistics() {
   return CRunHistory::Instance().Statistics();
+}
+
+void CSystem::SetErrorSink(CErrorSink sink) {
+  TLXX::CErrorSink::Instance().Set(std::move(sink));
 }
 
 void CSystem::SetRunObserver(CRunObserver observer) {

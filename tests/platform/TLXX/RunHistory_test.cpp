@@ -107,12 +107,12 @@ TEST(RunHistoryTest, Timeout_OfEverMoreQueriesThatHang_IsShortenedForSomeOfThem)
 TEST(RunHistoryTest, Statistics_OfEverMoreCommands_AreBounded) {
   CRunHistory history;
   for (int index = 0; index < 1000; ++index) {
-    history.Count("a" + std::to_string(index), Ended(ERunEnd::Exited), 1ns, false, "");
+    history.Count("a" + std::to_string(index), Ended(ERunEnd::Exited), 1ns, "", "");
   }
   auto statistics = history.Statistics();
   EXPECT_EQ(statistics.size(), 257U);
   EXPECT_EQ(statistics["(other)"].m_Runs, 744U);
-  history.Count("a0", Ended(ERunEnd::Exited), 1ns, false, "");
+  history.Count("a0", Ended(ERunEnd::Exited), 1ns, "", "");
   EXPECT_EQ(history.Statistics()["a0"].m_Runs, 2U);
 }
 

@@ -62,6 +62,8 @@ TEST_F(SystemRepeatTest, Query_ThatFailsSilentlyOnce_IsRunOnceMore) {
   EXPECT_EQ(Counters().m_Runs, 1U);
   EXPECT_EQ(Counters().m_Repeats, 1U);
   EXPECT_EQ(Counters().m_Failures, 0U);
+  EXPECT_THAT(Counters().m_LastRepeat, HasSubstr("ended with status 3 and printed nothing"));
+  EXPECT_EQ(Counters().m_LastFailure, "");
 }
 
 TEST_F(SystemRepeatTest, Query_ThatFailsSilentlyTwice_ReturnsItsEmptyOutputAndCountsAsFailed) {

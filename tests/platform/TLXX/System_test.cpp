@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <filesystem>
 #include <sstream>
 #include <thread>
 
@@ -122,6 +123,62 @@ TEST_F(SystemTest, Run_WithoutRedirection_SendsErrorsToTheOwnStandardError) {
   EXPECT_EQ(vxtest::ReadFile(file), "err\n");
 }
 
+// Collects what programs write to their standard error.
+class ErrorCapture {
+ public:
+  ErrorCapture() {
+    CSystem::SetErrorSink([this](const std::string& line) { lines_.push_back(line); });
+  }
+  ~ErrorCapture() { CSystem::SetErrorSink(nullptr); }
+  ErrorCapture(const ErrorCapture&) = delete;
+  ErrorCapture& operator=(const ErrorCapture&) = delete;
+
+  std::vector<std::string> lines_;
+};
+
+TEST_F(SystemTest, Run_WithAnErrorSink_HandsItEachLineOfStandardError) {
+  const ErrorCapture errors;
+  const std::string tool = scripts_.Add("tool", "echo one >&2; echo out; printf 'two\nthree' >&2");
+  EXPECT_EQ(Run(tool), 1);
+  EXPECT_EQ(output_, "out\n");
+  EXPECT_THAT(errors.lines_, ElementsAre("one", "two", "three"));
+  EXPECT_EQ(Run(tool, "2>&1"), 1);
+  EXPECT_EQ(output_, "one\nout\ntwo\nthree");
+  EXPECT_EQ(errors.lines_.size(), 3U);
+  std::vector<std::string> lines;
+  EXPECT_EQ(CSystem::ExecuteCommand(tool, "", lines), 1);
+  EXPECT_THAT(lines, ElementsAre("out"));
+  EXPECT_EQ(errors.lines_.size(), 6U);
+}
+
+TEST_F(SystemTest, Run_ThatComplainsWithoutEnd_IsHandedOnUpToTheCap) {
+  const ErrorCapture errors;
+  const std::string tool = scripts_.Add("tool", "yes 1234567 | head -c 800000 >&2; echo out");
+  EXPECT_EQ(Run(tool), 1);
+  EXPECT_EQ(output_, "out\n");
+  ASSERT_EQ(errors.lines_.size(), 8193U);
+  EXPECT_EQ(errors.lines_.back(), "(734464 more bytes are not shown)");
+}
+
+TEST_F(SystemTest, Run_ThatIsKilledAtTheLimit_HasHandedOnWhatItSaid) {
+  Limit(500ms);
+  const ErrorCapture errors;
+  EXPECT_EQ(Run(scripts_.Add("tool", "echo why >&2; sleep 600"), "says why"), 0);
+  EXPECT_THAT(errors.lines_, ElementsAre("why"));
+}
+
+// Standard error in the hands of something that the program left running delays nothing.
+TEST_F(SystemTest, Run_ThatLeavesAChildHoldingItsErrors_EndsWithTheProgram) {
+  const ErrorCapture errors;
+  LifeLine line(scripts_.Path("line"));
+  const std::string tool =
+      scripts_.Add("tool", line.Hold() + "(exec sleep 600 >/dev/null) & echo why >&2; echo $!");
+  EXPECT_EQ(Run(tool), 1);
+  EXPECT_THAT(errors.lines_, ElementsAre("why"));
+  kill(std::stoi(output_), SIGKILL);
+  EXPECT_TRUE(line.WaitUntilReleased());
+}
+
 TEST_F(SystemTest, Run_OfANameWithoutSlash_IsFoundAlongThePath) {
   EXPECT_EQ(Run("echo", "hello"), 1);
   EXPECT_EQ(output_, "hello\n");
@@ -134,6 +191,15 @@ TEST_F(SystemTest, Run_GivesTheChildAnEmptyStandardInput) {
 
 TEST_F(SystemTest, Run_GivesTheChildItsOwnProcessGroup) {
   EXPECT_EQ(Run(scripts_.Add("tool", "[ \"$(cut -d' ' -f5 /proc/$$/stat)\" = $$ ] && echo own")),
+            1);
+  EXPECT_EQ(output_, "own\n");
+}
+
+// So that no terminal's job control can stop it when it speaks.
+TEST_F(SystemTest, Run_GivesTheChildASessionOfItsOwnWithoutTerminal) {
+  EXPECT_EQ(Run(scripts_.Add("tool",
+                             "set -- $(cut -d' ' -f6,7 /proc/$$/stat)\n"
+                             "[ $1 = $$ ] && [ $2 = 0 ] && echo own")),
             1);
   EXPECT_EQ(output_, "own\n");
 }
@@ -491,6 +557,22 @@ TEST_F(SystemTest, Run_InAProcessThatIgnoresTheEndOfChildren_Works) {
   EXPECT_EQ(Run(scripts_.Add("tool", "echo text; exit 3"), "ignored"), 1);
   std::signal(SIGCHLD, before);
   EXPECT_EQ(output_, "text\n");
+}
+
+// The inner part of the next test: run by it, in a process that inherited the disposition.
+TEST_F(SystemTest, DISABLED_InheritedIgnoredEndOfChildren) {
+  ASSERT_EQ(std::signal(SIGCHLD, SIG_IGN), SIG_IGN);
+  EXPECT_EQ(Run(scripts_.Add("tool", "exit 3"), "silent"), 1);
+  EXPECT_THAT(LastFailure("silent"), HasSubstr("ended with status 3"));
+}
+
+TEST_F(SystemTest, Run_InAProcessThatInheritedIgnoredEndsOfChildren_KnowsHowItEnded) {
+  const std::string self = std::filesystem::read_symlink("/proc/self/exe").string();
+  EXPECT_EQ(Run("env", "--ignore-signal=CHLD " + self +
+                           " --gtest_also_run_disabled_tests"
+                           " --gtest_filter=*DISABLED_InheritedIgnoredEndOfChildren"),
+            1);
+  EXPECT_THAT(output_, HasSubstr("[  PASSED  ] 1 test."));
 }
 
 TEST_F(SystemTest, Run_ManyTimesInEveryWay_LeavesNothingBehind) {

@@ -54,9 +54,12 @@ struct CRunStatistics {
   unsigned long m_Runs = 0;  // calls; one that was repeated counts once
   // Calls that returned 0, and those whose program ended with a failure and printed nothing.
   unsigned long m_Failures = 0;
-  unsigned long m_Timeouts = 0;             // calls that ran into a limit of time; failures as well
-  unsigned long m_Repeats = 0;              // calls whose program was run a second time
-  std::chrono::nanoseconds m_TotalTime{0};  // of all calls, with repeats and their pauses
+  unsigned long m_Timeouts = 0;  // calls that ran into a limit of time; failures as well
+  // Calls whose program was run a second time. One that succeeded then is no failure, but is told
+  // from one that never failed by this count.
+  unsigned long m_Repeats = 0;
+  std::string m_LastRepeat;  // why the last of them was run again; empty when none was
+  std::chrono::nanoseconds m_TotalTime{0};    // of all calls, with repeats and their pauses
   std::chrono::nanoseconds m_LongestTime{0};  // of one call
   std::string m_LastFailure;  // why the last failed call failed; empty when none did
 };
@@ -65,7 +68,8 @@ class VX_EXPORT CSystem {
  public:
   // Runs "command arguments" without a shell and collects what it prints: leading NAME=VALUE words
   // are its environment (beside the process's own), the rest is split at blanks, one trailing
-  // "2>&1" joins its standard error to the output (otherwise it goes to the process's own). Nothing
+  // "2>&1" joins its standard error to the output (otherwise it goes to the sink of SetErrorSink,
+  // or to the process's own). Nothing
   // else is interpreted. A program named without "/" is looked for along the process's own PATH.
   // Standard input is /dev/null. Returns 1 when the program started and its output was collected
   // whole, whatever its exit status; 0 when it is missing or not executable, outlived the time
@@ -74,12 +78,14 @@ class VX_EXPORT CSystem {
   // not die within 2 s of being killed (it waits for a dead drive in the kernel) is reaped by a
   // later call.
   //
-  // A query that within 5 s ended with a non-zero status or by a signal and printed nothing, or
-  // that could not be started for a passing reason (no memory, no process, no descriptor, the
-  // program is being written), is run once more after CRunLimits::m_RepeatPause; the second run
-  // alone decides. When that one also ends badly without a word the result is still 1 with empty
-  // output: the program ran and all it printed, nothing, was collected. Such a call counts as
-  // failed in the statistics.
+  // A tool that is asked at a bad moment can fail without a word, and its callers take an empty
+  // answer for a machine without drives, so that a healthy drive would be told as gone and back.
+  // Therefore a query that within 5 s ended with a non-zero status or by a signal and printed
+  // nothing, or that could not be started for a passing reason (no memory, no process, no
+  // descriptor, the program is being written), is run once more after CRunLimits::m_RepeatPause;
+  // the second run alone decides. It is one call of the statistics, with a repeat. When that one
+  // also ends badly without a word the result is still 1 with empty output: the program ran and all
+  // it printed, nothing, was collected. Such a call counts as failed in the statistics.
   //
   // Delivers a pending cancellation of the calling thread after it has killed and reaped the
   // program and closed all descriptors. On a thread that a cancellation has struck nothing is
@@ -103,6 +109,15 @@ class VX_EXPORT CSystem {
 
   // Snapshot of the counters, by command. [any thread]
   static std::map<std::string, CRunStatistics> RunStatistics();
+
+  // Is given each line that a program writes to its standard error, without its line feed and
+  // otherwise as it stands: escape it before it reaches a terminal. The first 64 KiB of a run are
+  // handed on, then how much was left out is said in one more line. Called while the program runs,
+  // on the thread that made the call; must be quick and must not throw or run commands.
+  using CErrorSink = std::function<void(const std::string& line)>;
+  // Puts a sink in place for the calls that begin from now on, or none (null, as at first): the
+  // programs then have the process's own standard error. [any thread]
+  static void SetErrorSink(CErrorSink sink);
 
   // Is told of every finished call: its arguments and why it failed, empty when it did not (as
   // m_Failures counts). Called on the thread that made the call, before that returns; must be quick
