@@ -1,6 +1,5 @@
 #include "Commands.h"
 
-#include "Child.h"
 #include "Database.h"
 #include "Json.h"
 #include "Rpc.h"
@@ -12,6 +11,8 @@
 
 #include <fmt/format.h>
 #include <unistd.h>
+
+#include <TLXX/System.h>
 
 namespace vxhost {
 
@@ -106,9 +107,9 @@ int RunSimulate(Host& host) {
   if (edit.empty()) words.emplace_back("--help");
   // So that its help names what the user has typed.
   ::setenv("VXSIM_CALLED_AS", "vxhost simulate", 1);
-  const ChildResult result = RunChild(words);
+  const TLXX::CProgramResult result = TLXX::CSystem::RunProgram(words);
   if (result.m_Status != 0) {
-    Say(WithoutLineEnd(result.m_Output));
+    Say(result.Complaint());
     return result.m_Status > 0 ? result.m_Status : EXIT_FAILED;
   }
   host.Out().Write(result.m_Output);

@@ -14,6 +14,7 @@
 #include <TLX/Misc/Application.h>
 #include <TLX/Misc/Clock.h>
 #include <TLX/Misc/ModuleInfo.h>
+#include <TLX/Misc/Text.h>
 #include <TLXX/ConfigManager.h>
 #include <TLXX/System.h>
 
@@ -65,6 +66,8 @@ Host::Host(const Options& options, Output& output, SignalWatch& signals)
   TLXX::CRunLimits limits = TLXX::CSystem::RunLimits();
   limits.m_QueryTimeout = ToTimeout(options_.m_ToolTimeout);
   TLXX::CSystem::SetRunLimits(limits);
+  TLXX::CSystem::SetErrorSink(
+      [](const std::string& line) { Say("tool: " + TLX::Misc::Printable(line)); });
   TLX::Misc::CClock::SetTimeScale(options_.m_TimeScale);
 }
 

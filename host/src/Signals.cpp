@@ -1,6 +1,6 @@
 #include "Signals.h"
 
-#include "Child.h"
+#include "Output.h"
 
 #include <array>
 #include <cerrno>
@@ -11,6 +11,8 @@
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
+
+#include <TLXX/System.h>
 
 namespace vxhost {
 
@@ -74,7 +76,9 @@ void SignalWatch::SetCleanUp(std::function<void()> cleanUp) {
 }
 
 void SignalWatch::EndBy(int signal) {
-  EndChildren();
+  for (const std::string& command : TLXX::CSystem::EndQueries()) {
+    Say("this goes on, since it changes a drive: " + command);
+  }
   const std::lock_guard lock(cleanUpMutex_);
   if (cleanUp_) cleanUp_();
   std::signal(signal, SIG_DFL);

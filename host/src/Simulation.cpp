@@ -1,6 +1,5 @@
 #include "Simulation.h"
 
-#include "Child.h"
 #include "Failure.h"
 #include "FleetUnion.h"
 #include "Output.h"
@@ -24,6 +23,7 @@
 
 #include <TLX/Misc/Application.h>
 #include <TLXX/ConfigManager.h>
+#include <TLXX/System.h>
 
 namespace vxhost {
 
@@ -178,7 +178,7 @@ std::string Simulation::CheckedTool(const std::filesystem::path& home) {
   std::string tool = (HomeOfStandIn(home) / "bin" / "isdct").string();
   // Its file first: not even a question is put to a tool that may be the vendor's.
   if (HoldsIdentity(tool)) {
-    const ChildResult identity = RunChild({tool, "simulator", "identify"});
+    const auto identity = TLXX::CSystem::RunProgram({tool, "simulator", "identify"});
     if (identity.m_Status == 0 && identity.m_Output.starts_with(IDENTITY)) return tool;
   }
   throw Failure(EXIT_FAILED,
@@ -277,9 +277,9 @@ bool Simulation::RunOn(const std::string& text, std::vector<std::string> command
   if (!Publish(draft, text, problem)) return false;
   command.insert(command.begin(), {tool_, "simulator"});
   command.push_back(draft);
-  const ChildResult result = RunChild(command);
+  const TLXX::CProgramResult result = TLXX::CSystem::RunProgram(command);
   if (result.m_Status == 0) return true;
-  problem = WithoutLineEnd(result.m_Output);
+  problem = result.Complaint();
   if (const auto at = problem.find(draft); at != std::string::npos) {
     problem.replace(at, draft.size(), fleet_.string());
   }

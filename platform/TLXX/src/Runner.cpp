@@ -262,20 +262,23 @@ bool Pause(std::chrono::milliseconds pause) {
   return false;
 }
 
+std::string ExplainEnd(const CRunResult& result, const CCommand& command) {
+  const std::string& program = command.m_Words.front();
+  if (result.m_End == ERunEnd::Signalled) return program + " " + ExplainSignal(result.m_Code);
+  if (result.m_End == ERunEnd::StatusTaken) return program + " ended in a way that is not known";
+  return program + " ended with status " + std::to_string(result.m_Code);
+}
+
 std::string Explain(const CRunResult& result, const CCommand& command, const CRunBounds& bounds) {
   const std::string& program = command.m_Words.front();
   switch (result.m_End) {
     case ERunEnd::NotStarted:
       return ExplainStart(result.m_Code, program);
     case ERunEnd::Exited:
-      if (!result.FailedSilently()) return {};
-      return program + " ended with status " + std::to_string(result.m_Code) +
-             " and printed nothing";
     case ERunEnd::Signalled:
-      if (!result.FailedSilently()) return {};
-      return program + " " + ExplainSignal(result.m_Code) + " and printed nothing";
     case ERunEnd::StatusTaken:
-      break;
+      if (!result.FailedSilently()) return {};
+      return ExplainEnd(result, command) + " and printed nothing";
     case ERunEnd::TimedOut:
       return program + " did not end within " + Milliseconds(bounds.m_Timeout) + " and was killed";
     case ERunEnd::TooMuch:

@@ -59,6 +59,9 @@ CRunResult RunOnce(const CCommand& command, const CRunBounds& bounds);
 // [any thread]
 bool Pause(std::chrono::milliseconds pause);
 
+// How a collected run ended, for people.
+std::string ExplainEnd(const CRunResult& result, const CCommand& command);
+
 // Why the run failed or was bad, for people; empty for a good one.
 std::string Explain(const CRunResult& result, const CCommand& command, const CRunBounds& bounds);
 

@@ -202,6 +202,22 @@ int RunChange(const std::string& command, const std::string& arguments,
   return collected ? COLLECTED : FAILED;
 }
 
+CProgramResult RunOwn(const CCommand& command) {
+  const CRunLimits limits = CRunHistory::Instance().Limits();
+  CRunBounds bounds;
+  bounds.m_Linger = limits.m_LingerTimeout;
+  bounds.m_MaxOutput = limits.m_MaxInventoryOutput;
+  CRunResult run = RunOnce(command, bounds);
+  CProgramResult result;
+  if (run.m_End == ERunEnd::Exited) {
+    result.m_Status = run.m_Code;
+  } else {
+    result.m_Failure = run.Collected() ? ExplainEnd(run, command) : Explain(run, command, bounds);
+  }
+  result.m_Output = std::move(run.m_Output);
+  return result;
+}
+
 // Whether the calling thread may still run something. Throws on one that a cancellation has struck;
 // in a destructor while its stack unwinds the call fails instead.
 bool MayRun() {
@@ -231,6 +247,17 @@ int CSystem::ExecuteCommand(const std::string& command, const std::string& argum
     return runner->Execute(command, arguments, lines);
   }
   const int result = RunChange(command, arguments, lines);
+  CCancellation::Deliver();
+  return result;
+}
+
+std::string CProgramResult::Complaint() const {
+  return m_Status < 0 ? m_Failure : m_Output.substr(0, m_Output.find_last_not_of("\r\n ") + 1);
+}
+
+CProgramResult CSystem::RunProgram(const std::vector<std::string>& words) {
+  CProgramResult result;
+  if (MayRun()) result = RunOwn({.m_Environment = {}, .m_Words = words, .m_JoinErrors = true});
   CCancellation::Deliver();
   return result;
 }

@@ -559,6 +559,39 @@ TEST_F(SystemTest, Run_InAProcessThatIgnoresTheEndOfChildren_Works) {
   EXPECT_EQ(output_, "text\n");
 }
 
+TEST_F(SystemTest, Program_IsGivenItsArgumentsAsTheyAre) {
+  const std::string tool = scripts_.Add("tool", "printf '[%s]' \"$@\"");
+  const auto result = CSystem::RunProgram({tool, "a b", "", "C=d", "2>&1"});
+  EXPECT_EQ(result.m_Status, 0);
+  EXPECT_EQ(result.m_Output, "[a b][][C=d][2>&1]");
+  EXPECT_EQ(result.m_Failure, "");
+}
+
+TEST_F(SystemTest, Program_GivesStatusAndBothStreamsInTheOrderWritten) {
+  const auto result = CSystem::RunProgram({"sh", "-c", "echo a; echo b >&2; echo 'c '; exit 7"});
+  EXPECT_EQ(result.m_Status, 7);
+  EXPECT_EQ(result.m_Output, "a\nb\nc \n");
+  EXPECT_EQ(result.Complaint(), "a\nb\nc");
+}
+
+TEST_F(SystemTest, Program_ThatCannotBeStartedOrDiesBySignal_HasAReasonForStatus) {
+  const auto missing = CSystem::RunProgram({"/nowhere/tool"});
+  EXPECT_EQ(missing.m_Status, -1);
+  EXPECT_EQ(missing.Complaint(), "cannot start /nowhere/tool: No such file or directory");
+  const auto killed = CSystem::RunProgram({"/bin/sh", "-c", "echo text; kill -KILL $$"});
+  EXPECT_EQ(killed.m_Status, -1);
+  EXPECT_EQ(killed.m_Output, "text\n");
+  EXPECT_EQ(killed.Complaint(), "/bin/sh ended by signal 9 (Killed)");
+}
+
+TEST_F(SystemTest, Program_IsNeitherRepeatedNorCountedNorLimited) {
+  Limit(1ms);
+  const std::string tool = scripts_.Add("own", "echo >> $DIR/runs; sleep 0.1; exit 3");
+  EXPECT_EQ(CSystem::RunProgram({tool, "own"}).m_Status, 3);
+  EXPECT_EQ(scripts_.Lines("runs"), 1);
+  EXPECT_EQ(CSystem::RunStatistics().count("own"), 0U);
+}
+
 // The inner part of the next test: run by it, in a process that inherited the disposition.
 TEST_F(SystemTest, DISABLED_InheritedIgnoredEndOfChildren) {
   ASSERT_EQ(std::signal(SIGCHLD, SIG_IGN), SIG_IGN);

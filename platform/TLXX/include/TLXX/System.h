@@ -64,6 +64,17 @@ struct CRunStatistics {
   std::string m_LastFailure;  // why the last failed call failed; empty when none did
 };
 
+// How a program ended that was run for the host itself.
+struct VX_EXPORT CProgramResult {
+  int m_Status = -1;      // exit status; -1 when it was not started, or was ended by a signal
+  std::string m_Output;   // standard output and standard error together, as they were written
+  std::string m_Failure;  // why there is no exit status, in one line; empty when there is one
+
+  // What to tell people of a program that failed: what it printed, without blanks and line ends at
+  // its end, or why there is no exit status.
+  [[nodiscard]] std::string Complaint() const;
+};
+
 class VX_EXPORT CSystem {
  public:
   // Runs "command arguments" without a shell and collects what it prints: leading NAME=VALUE words
@@ -98,6 +109,12 @@ class VX_EXPORT CSystem {
   // The same, one element a line without its line feed. Never repeated.
   static int ExecuteCommand(const std::string& command, const std::string& arguments,
                             std::vector<std::string>& lines);
+
+  // Runs a program of the host's own, named by a path or along PATH, with these arguments as they
+  // are, and waits for its end. Everything else is as in ExecuteCommand for a query, but that there
+  // is no time limit, no repeat, no place in the statistics, no observer and no other runner in its
+  // place. Not for the drive tool. words must not be empty. [any thread]
+  [[nodiscard]] static CProgramResult RunProgram(const std::vector<std::string>& words);
 
   // Version of a kernel module: the text of module/<name>/version under the sysfs root, without its
   // line end; empty when there is none. [any thread]
