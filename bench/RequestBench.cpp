@@ -8,11 +8,11 @@
 
 #include <benchmark/benchmark.h>
 
+#include <PI/Catalogue.h>
+
 namespace {
 
 using namespace NAMESPACE_piTorvex;
-
-constexpr unsigned int PROPERTY_NAME = 30007;
 
 struct Served {
   explicit Served(int drives) : tool(vxbench::FleetAnswers(drives, 30)) {
@@ -40,7 +40,7 @@ void PropertyOurs(benchmark::State& state) {
   Served served(static_cast<int>(state.range(0)));
   const unsigned long last = served.plugin.m_Adapters.back().m_ID;
   for (auto _ : state) {
-    PI::CProperty property(static_cast<PI::_PROPERTY_ID>(PROPERTY_NAME), false);
+    PI::CProperty property(PI::PROPERTY_NAME, false);
     if (served.plugin.Execute(PI::COMMAND_GET_PROPERTY, last, &property) != 0) {
       state.SkipWithError("the property was not answered");
       return;
@@ -53,7 +53,8 @@ void PropertyYardstick(benchmark::State& state) {
   Served served(static_cast<int>(state.range(0)));
   std::vector<PI::CProperty> properties;
   for (auto _ : state) {
-    served.plugin.GetAdapterProperties(served.plugin.m_Adapters.back(), properties, PROPERTY_NAME);
+    served.plugin.GetAdapterProperties(served.plugin.m_Adapters.back(), properties,
+                                       PI::PROPERTY_NAME);
     benchmark::DoNotOptimize(properties.data());
   }
 }

@@ -8,6 +8,7 @@
 
 #include <sys/utsname.h>
 
+#include <PI/Catalogue.h>
 #include <PI/PluginApi.h>
 #include <PI/PluginHelper.h>
 #include <TLX/Misc/ModuleInfo.h>
@@ -20,14 +21,6 @@ constexpr auto MODULE_ID = static_cast<TLX::Misc::Qora_MODULE_IDs>(400);
 
 // The record through which the host identifies the module and switches its trace.
 TLX::Misc::CModuleInfo moduleInfo(MODULE_ID, "minimal", "P:1.0.0 F:1.0.0", nullptr, nullptr);
-
-constexpr unsigned int SUCCESS = 0;
-constexpr unsigned int ERR_GENERAL_FAILURE = 20000;
-constexpr unsigned int ERR_UNKNOWN_COMMAND = 20002;
-constexpr unsigned int ERR_PROPERTY_NOT_SETTABLE = 20004;
-constexpr unsigned int ERR_OPERATION_NOT_SUPPORTED = 20005;
-constexpr unsigned int ERR_OUT_OF_MEMORY = 20007;
-constexpr unsigned int ERR_OBJECT_NOT_FOUND = 20008;
 
 // One row a property: what the host shows it as, and how it is read from the object.
 struct Row {
@@ -44,11 +37,11 @@ std::string Vendor(const PI::CObject&) {
   return "Example";
 }
 
-constexpr PI::_PROPERTY_DESCRIPTION Text(unsigned int id) {
-  return {static_cast<PI::_PROPERTY_ID>(id), 1, 1, 1, 0, PI::KIND_STRING, PI::UNIT_NONE, 1};
+constexpr PI::_PROPERTY_DESCRIPTION Text(PI::_PROPERTY_ID id) {
+  return {id, 1, 1, 1, 0, PI::KIND_STRING, PI::UNIT_NONE, 1};
 }
 
-constexpr Row ROWS[] = {{Text(30007), HostName}, {Text(30003), Vendor}};
+constexpr Row ROWS[] = {{Text(PI::PROPERTY_NAME), HostName}, {Text(PI::PROPERTY_VENDOR), Vendor}};
 
 class MinimalPlugin : public IPLUGINAPI {
  public:
@@ -59,23 +52,23 @@ class MinimalPlugin : public IPLUGINAPI {
     try {
       return Dispatch(command, objectId, data);
     } catch (const std::exception&) {
-      return ERR_GENERAL_FAILURE;
+      return PI::ERR_GENERAL_FAILURE;
     }
   }
 
  private:
   unsigned int Dispatch(PI::_COMMAND command, unsigned long objectId, void* data) {
-    if (command == PI::COMMAND_DEINITIALIZE) return SUCCESS;  // no thread to stop
+    if (command == PI::COMMAND_DEINITIALIZE) return PI::SUCCESS;  // no thread to stop
     if (command < PI::COMMAND_INITIALIZE || command > PI::COMMAND_EXECUTE_OPERATION) {
-      return ERR_UNKNOWN_COMMAND;
+      return PI::ERR_UNKNOWN_COMMAND;
     }
-    if (data == nullptr) return ERR_GENERAL_FAILURE;
+    if (data == nullptr) return PI::ERR_GENERAL_FAILURE;
     const TLX::Threading::Native_OS::CFastMutexGuard guard(lock_);
     switch (command) {
       case PI::COMMAND_INITIALIZE:
         return Initialize(*static_cast<std::vector<PI::CAdapterID>*>(data));
       case PI::COMMAND_SET_ADAPTER_IDS:
-        return SUCCESS;
+        return PI::SUCCESS;
       case PI::COMMAND_GET_TOPOLOGY:
         return Topology(*static_cast<std::vector<PI::CObject>*>(data));
       default:
@@ -93,14 +86,14 @@ class MinimalPlugin : public IPLUGINAPI {
     PI::CAdapterID id;  // the host answers with its number in SetAdapterIDs
     id.m_AdapterIndex = 1;
     out.push_back(id);
-    return SUCCESS;
+    return PI::SUCCESS;
   }
 
   // The whole tree, plug-in object first, each object with its properties and operations.
   unsigned int Topology(std::vector<PI::CObject>& out) {
     out.assign({plugin_, machine_});
     for (PI::CObject& object : out) object.m_Properties = Properties(object, PI::PROPERTY_ALL);
-    return SUCCESS;
+    return PI::SUCCESS;
   }
 
   unsigned int OnObject(PI::_COMMAND command, unsigned long objectId, void* data) {
@@ -109,26 +102,26 @@ class MinimalPlugin : public IPLUGINAPI {
       case PI::COMMAND_GET_PROPERTIES: {
         auto& out = *static_cast<std::vector<PI::CProperty>*>(data);
         out.clear();
-        if (object == nullptr) return ERR_OBJECT_NOT_FOUND;
+        if (object == nullptr) return PI::ERR_OBJECT_NOT_FOUND;
         out = Properties(*object, PI::PROPERTY_ALL);
-        return SUCCESS;
+        return PI::SUCCESS;
       }
       case PI::COMMAND_GET_PROPERTY: {
-        if (object == nullptr) return ERR_OBJECT_NOT_FOUND;
+        if (object == nullptr) return PI::ERR_OBJECT_NOT_FOUND;
         auto& property = *static_cast<PI::CProperty*>(data);
         ++object->m_ReadCounter;
         const auto found = Properties(*object, property.m_PropertyID);
-        if (found.empty()) return ERR_GENERAL_FAILURE;
+        if (found.empty()) return PI::ERR_GENERAL_FAILURE;
         property = found.front();
-        return SUCCESS;
+        return PI::SUCCESS;
       }
       case PI::COMMAND_GET_OPERATIONS:
         static_cast<std::vector<PI::COperation>*>(data)->clear();
-        return object == nullptr ? ERR_OBJECT_NOT_FOUND : SUCCESS;
+        return object == nullptr ? PI::ERR_OBJECT_NOT_FOUND : PI::SUCCESS;
       case PI::COMMAND_SET_PROPERTY:
-        return object == nullptr ? ERR_OBJECT_NOT_FOUND : ERR_PROPERTY_NOT_SETTABLE;
+        return object == nullptr ? PI::ERR_OBJECT_NOT_FOUND : PI::ERR_PROPERTY_NOT_SETTABLE;
       default:
-        return object == nullptr ? ERR_OBJECT_NOT_FOUND : ERR_OPERATION_NOT_SUPPORTED;
+        return object == nullptr ? PI::ERR_OBJECT_NOT_FOUND : PI::ERR_OPERATION_NOT_SUPPORTED;
     }
   }
 
@@ -160,15 +153,15 @@ class MinimalPlugin : public IPLUGINAPI {
 extern "C" {
 
 VX_EXPORT unsigned int createIf(IPLUGINAPI** out) {
-  if (out == nullptr) return ERR_OUT_OF_MEMORY;
+  if (out == nullptr) return PI::ERR_OUT_OF_MEMORY;
   try {
     *out = new (std::nothrow) MinimalPlugin();
   } catch (const std::exception&) {
     *out = nullptr;
   }
-  if (*out == nullptr) return ERR_OUT_OF_MEMORY;
+  if (*out == nullptr) return PI::ERR_OUT_OF_MEMORY;
   (*out)->m_ModuleID = moduleInfo.Id();
-  return SUCCESS;
+  return PI::SUCCESS;
 }
 
 VX_EXPORT void releaseIf(IPLUGINAPI** in) {

@@ -24,6 +24,7 @@
 #include <rapidjson/document.h>
 #include <unistd.h>
 
+#include <PI/Catalogue.h>
 #include <PI/PluginApi.h>
 #include <TLX/Misc/ModuleInfo.h>
 
@@ -80,9 +81,9 @@ class FixturePlugin : public IPLUGINAPI {
     if (script.HasMember("answers") && script["answers"].HasMember(key.c_str())) {
       return script["answers"][key.c_str()].GetUint();
     }
-    if (command == 0 || command > PI::COMMAND_EXECUTE_OPERATION) return 20002;
+    if (command == 0 || command > PI::COMMAND_EXECUTE_OPERATION) return PI::ERR_UNKNOWN_COMMAND;
     if (command == PI::COMMAND_DEINITIALIZE) return 0;
-    return data == nullptr ? 20000 : Answer(command, object, data, script);
+    return data == nullptr ? PI::ERR_GENERAL_FAILURE : Answer(command, object, data, script);
   }
 
  private:
@@ -129,7 +130,7 @@ class FixturePlugin : public IPLUGINAPI {
       return 0;
     }
     out.clear();
-    return 20008;
+    return PI::ERR_OBJECT_NOT_FOUND;
   }
 
   static unsigned int Property(unsigned long id, PI::CProperty& out,
@@ -142,7 +143,7 @@ class FixturePlugin : public IPLUGINAPI {
       out = property;
       return 0;
     }
-    return 20000;
+    return PI::ERR_GENERAL_FAILURE;
   }
 
   static unsigned int Events(PI::COperation& operation, const rapidjson::Value& script) {

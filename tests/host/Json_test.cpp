@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <PI/Catalogue.h>
+
 namespace {
 
 using vxhost::JsonText;
@@ -138,7 +140,7 @@ TEST(RecordReader, KindWithoutValue_GivesTheEmptyValueOfTheKind) {
 TEST(RecordReader, PropertyWithIdAlone_IsAsConstructed) {
   const auto property = FromJson<PI::CProperty>(R"({"id":30005})");
   const PI::CProperty fresh;
-  EXPECT_EQ(property.m_PropertyID, 30005U);
+  EXPECT_EQ(property.m_PropertyID, PI::PROPERTY_POLL_INTERVAL);
   EXPECT_EQ(property.m_Value.which(), fresh.m_Value.which());
   EXPECT_EQ(property.m_LabelID, fresh.m_LabelID);
   EXPECT_EQ(property.m_Unit, fresh.m_Unit);

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <PI/Catalogue.h>
 #include <PI/Codes.h>
 
 namespace {
@@ -117,7 +118,7 @@ TEST(RpcRequest, GivenData_IsRead) {
   const auto properties = std::get<3>(Good(R"({"command":5,"data":[{"id":1},{"id":2}]})").m_Data);
   EXPECT_EQ(properties.size(), 2U);
   const auto operation = std::get<6>(Good(R"({"command":10,"data":{"id":50002}})").m_Data);
-  EXPECT_EQ(operation.OperationID(), 50002U);
+  EXPECT_EQ(operation.OperationID(), PI::OPERATION_FETCH_EVENTS);
 }
 
 TEST(RpcRequest, NumberBeyond64Bits_IsReadAsTheNearestFloat) {

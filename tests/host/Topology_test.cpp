@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <PI/Catalogue.h>
+
 namespace {
 
 using vxhost::Topology;
@@ -45,26 +47,35 @@ std::string Object(unsigned long id, int type, std::string properties) {
 }
 
 const std::string VALUES =
-    R"({"id":30442,"unit":21000,"kind":"float","value":36},)" + Number(30498, 1549, 21005) +
-    Number(30490, 18492023) +
+    R"({"id":30442,"unit":21000,"kind":"float","value":36},)" +
+    Number(PI::PROPERTY_POWER_ON_HOURS, 1549, PI::UNIT_HOURS) +
+    Number(PI::PROPERTY_DATA_WRITTEN, 18492023) +
     R"({"id":30494,"unit":21010,"value":{"value":98,"min":0,"max":100,"step":1}},)";
 
 std::string Adapter(unsigned long id, const std::string& name, const std::string& serial, int bus,
                     int health, const std::string& more) {
-  return Object(id, 19038,
-                Text(30007, name) + Text(30063, "MODEL") + Choice(30017, health) +
-                    Number(30479, 0) + Number(30037, bus) + Number(30038, 0) + Number(30039, 0) +
-                    Text(30137, "PCI:Bus=" + std::to_string(bus)) + Text(30022, serial) +
-                    Text(30247, "/dev/nvme" + std::to_string(bus)) + more);
+  return Object(id, PI::OBJECT_TYPE_ADAPTER,
+                Text(PI::PROPERTY_NAME, name) + Text(PI::PROPERTY_MODEL, "MODEL") +
+                    Choice(PI::PROPERTY_HEALTH, health) + Number(PI::PROPERTY_PCI_SEGMENT, 0) +
+                    Number(PI::PROPERTY_PCI_BUS, bus) + Number(PI::PROPERTY_PCI_DEVICE, 0) +
+                    Number(PI::PROPERTY_PCI_FUNCTION, 0) +
+                    Text(PI::PROPERTY_LOCATION, "PCI:Bus=" + std::to_string(bus)) +
+                    Text(PI::PROPERTY_SERIAL_NUMBER, serial) +
+                    Text(PI::PROPERTY_DEVICE_PATH, "/dev/nvme" + std::to_string(bus)) + more);
 }
 
 std::string Drive(unsigned long id, const std::string& serial, int state) {
-  return Object(id, 19018,
-                Text(30007, "DRIVE " + serial) + Number(30059, 1526186, 21002) +
-                    Choice(30017, state) + Number(30460, 4096, 21025) + Text(30022, serial));
+  return Object(id, PI::OBJECT_TYPE_PHYSICAL_DRIVE,
+                Text(PI::PROPERTY_NAME, "DRIVE " + serial) +
+                    Number(PI::PROPERTY_PHYSICAL_SIZE, 1526186, PI::UNIT_MIB) +
+                    Choice(PI::PROPERTY_HEALTH, state) +
+                    Number(PI::PROPERTY_SECTOR_SIZE, 4096, PI::UNIT_BYTES_PER_SECTOR) +
+                    Text(PI::PROPERTY_SERIAL_NUMBER, serial));
 }
 
-const std::string PLUGIN = Object(100, 19006, Text(30007, "Fixture") + Text(30099, "1.2"));
+const std::string PLUGIN =
+    Object(100, PI::OBJECT_TYPE_PLUGIN,
+           Text(PI::PROPERTY_NAME, "Fixture") + Text(PI::PROPERTY_VERSION, "1.2"));
 
 Topology Make(const std::vector<std::string>& objects) {
   std::string list;
@@ -75,10 +86,12 @@ Topology Make(const std::vector<std::string>& objects) {
 }
 
 Topology TwoAdapters() {
-  return Make({PLUGIN, Adapter(1, "SSD A (1)", "SER-A", 3, 40024, VALUES),
-               Adapter(2, "", "SER-LONG", 4, 40150,
+  return Make({PLUGIN, Adapter(1, "SSD A (1)", "SER-A", 3, PI::CHOICE_HEALTH_GOOD, VALUES),
+               Adapter(2, "", "SER-LONG", 4, PI::CHOICE_HEALTH_DEGRADED,
                        VALUES + R"({"id":30165,"value":{"selected":[40459],"choices":[]}},)"),
-               Drive(11, "SER-A", 40099), Drive(12, "SER-LONG", 40099), Drive(13, "OTHER", 40095)});
+               Drive(11, "SER-A", PI::CHOICE_DRIVE_WORKING),
+               Drive(12, "SER-LONG", PI::CHOICE_DRIVE_WORKING),
+               Drive(13, "OTHER", PI::CHOICE_HEALTH_CRITICAL)});
 }
 
 TEST(TreeView, Tree_IsAlignedWithHealthFirst) {
@@ -94,22 +107,23 @@ TEST(TreeView, Tree_IsAlignedWithHealthFirst) {
 }
 
 TEST(TreeView, Colour_IsOnTheHealthAlone) {
-  const std::string tree =
-      vxhost::RenderTree(Make({PLUGIN, Adapter(1, "A", "S", 3, 40095, VALUES)}), "fixture", true);
+  const std::string tree = vxhost::RenderTree(
+      Make({PLUGIN, Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_CRITICAL, VALUES)}), "fixture", true);
   EXPECT_NE(tree.find("└─ \x1b[31mcritical\x1b[0m  1  A"), std::string::npos) << tree;
 }
 
 TEST(TreeView, WhatIsNotSeenAsItself_DoesNotReachTheTerminal) {
   const std::string tree = vxhost::RenderTree(
-      Make({PLUGIN, Adapter(1, "A\\u009b31m", "S\\u202e\\u200b", 3, 40095, VALUES)}), "fixture",
-      false);
+      Make({PLUGIN,
+            Adapter(1, "A\\u009b31m", "S\\u202e\\u200b", 3, PI::CHOICE_HEALTH_CRITICAL, VALUES)}),
+      "fixture", false);
   EXPECT_NE(tree.find("A\\u{009b}31m"), std::string::npos) << tree;
   EXPECT_NE(tree.find("S\\u{202e}\\u{200b}"), std::string::npos) << tree;
 }
 
 TEST(Topology, AdapterWithoutValues_IsNotAnsweringWhateverItsState) {
-  const Topology topology =
-      Make({PLUGIN, Adapter(1, "A", "S", 3, 40024, ""), Drive(2, "S", 40099)});
+  const Topology topology = Make({PLUGIN, Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, ""),
+                                  Drive(2, "S", PI::CHOICE_DRIVE_WORKING)});
   EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object), "not answering");
   const std::string tree = vxhost::RenderTree(topology, "fixture", false);
   EXPECT_NE(tree.find("└─ not answering     1  A"), std::string::npos) << tree;
@@ -117,39 +131,44 @@ TEST(Topology, AdapterWithoutValues_IsNotAnsweringWhateverItsState) {
 }
 
 TEST(Topology, OneValueAlone_MeansThatTheDriveAnswers) {
-  for (const int id : {30498, 30489, 30490}) {
-    const Topology topology = Make({Adapter(1, "A", "S", 3, 40024, Number(id, 0))});
+  for (const int id :
+       {PI::PROPERTY_POWER_ON_HOURS, PI::PROPERTY_DATA_READ, PI::PROPERTY_DATA_WRITTEN}) {
+    const Topology topology =
+        Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, Number(id, 0))});
     EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object), "good") << id;
   }
 }
 
 TEST(Topology, AdaptersThatAreNoPciFunctions_GoByTheirPlace) {
-  const std::string plain = Object(1, 19038, Text(30007, "host a"));
-  const std::string bare = Object(0x0190000000000002UL, 19038, "");
+  const std::string plain = Object(1, PI::OBJECT_TYPE_ADAPTER, Text(PI::PROPERTY_NAME, "host a"));
+  const std::string bare = Object(0x0190000000000002UL, PI::OBJECT_TYPE_ADAPTER, "");
   EXPECT_EQ(vxhost::RenderTree(Make({PLUGIN, plain, bare}), "fixture", false),
             "Fixture 1.2, 2 adapters\n"
             "├─ not reported   1  host a\n"
             "└─ not reported  12  0x0190000000000002\n");
   // With one more than the plug-in has listed, nobody can tell which is which.
-  const Topology more = Make({PLUGIN, plain, bare, Object(3, 19038, "")});
+  const Topology more = Make({PLUGIN, plain, bare, Object(3, PI::OBJECT_TYPE_ADAPTER, "")});
   for (const auto& adapter : more.Adapters()) EXPECT_EQ(adapter.m_HostNumber, -1);
 }
 
 TEST(EventLines, AdapterThatReportsNoHealth_IsNotCalledSilent) {
   const Topology before = Make({PLUGIN});
-  const Topology after = Make({PLUGIN, Object(1, 19038, Text(30007, "host a"))});
+  const Topology after =
+      Make({PLUGIN, Object(1, PI::OBJECT_TYPE_ADAPTER, Text(PI::PROPERTY_NAME, "host a"))});
   EXPECT_TRUE(vxhost::MakeReports({}, before, after, "").empty());
 }
 
 TEST(Topology, AdapterAtAnAddressThatWasNotListed_HasNoNumber) {
-  const Topology topology =
-      Make({Adapter(1, "A", "S", 3, 40024, ""), Adapter(2, "B", "T", 9, 40024, "")});
+  const Topology topology = Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, ""),
+                                  Adapter(2, "B", "T", 9, PI::CHOICE_HEALTH_GOOD, "")});
   EXPECT_EQ(topology.Adapters()[0].m_HostNumber, 1);
   EXPECT_EQ(topology.Adapters()[1].m_HostNumber, -1);
 }
 
 TEST(Topology, DegradedWithoutReason_NamesTheAttribute) {
-  const Topology topology = Make({Adapter(1, "A", "S", 3, 40150, VALUES + Choice(30468, 40410))});
+  const Topology topology =
+      Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_DEGRADED,
+                    VALUES + Choice(PI::PROPERTY_LIFE_STATE, PI::CHOICE_LIFE_BELOW_NEW))});
   EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object),
             "degraded (normalized attribute EA below 100)");
 }
@@ -169,10 +188,11 @@ TEST(Topology, Lookup_KnowsIdSerialPathAndHostNumber) {
 }
 
 TEST(Topology, Links_WinOverSerialNumbers) {
-  std::string drive = Drive(11, "SER-A", 40099);
+  std::string drive = Drive(11, "SER-A", PI::CHOICE_DRIVE_WORKING);
   drive.insert(drive.size() - 1, R"(,"parents":[2])");
-  const Topology topology = Make({Adapter(1, "A", "SER-A", 3, 40024, VALUES),
-                                  Adapter(2, "B", "SER-B", 4, 40024, VALUES), drive});
+  const Topology topology =
+      Make({Adapter(1, "A", "SER-A", 3, PI::CHOICE_HEALTH_GOOD, VALUES),
+            Adapter(2, "B", "SER-B", 4, PI::CHOICE_HEALTH_GOOD, VALUES), drive});
   EXPECT_TRUE(topology.Adapters()[0].m_Drives.empty());
   EXPECT_EQ(topology.Adapters()[1].m_Drives.size(), 1U);
 }
@@ -186,29 +206,34 @@ PI::CEvent Event(unsigned int id, unsigned long object, const std::string& first
 }
 
 TEST(EventLines, NewcomerWithoutName_IsFoundByTheIdsNotKnownBefore) {
-  const Topology before = Make({Adapter(1, "A", "SER-A", 3, 40024, VALUES)});
-  const Topology after = Make(
-      {Adapter(1, "A", "SER-A", 3, 40024, VALUES), Adapter(2, "", "SER-NEW", 9, 40024, VALUES)});
-  const auto reports = vxhost::MakeReports({Event(11093, 19002, "", " ")}, before, after, "");
+  const Topology before = Make({Adapter(1, "A", "SER-A", 3, PI::CHOICE_HEALTH_GOOD, VALUES)});
+  const Topology after = Make({Adapter(1, "A", "SER-A", 3, PI::CHOICE_HEALTH_GOOD, VALUES),
+                               Adapter(2, "", "SER-NEW", 9, PI::CHOICE_HEALTH_GOOD, VALUES)});
+  const auto reports = vxhost::MakeReports(
+      {Event(PI::EVENT_ADAPTER_ADDED, PI::EVENT_OBJECT_ADAPTERS, "", " ")}, before, after, "");
   ASSERT_EQ(reports.size(), 1U);
   EXPECT_EQ(reports[0].m_Text, "Adapter added: SER-NEW at PCI:Bus=9");
   EXPECT_EQ(reports[0].m_Serial, "SER-NEW");
 }
 
 TEST(EventLines, RemovalWhileTheToolFailed_IsShownWithThatReason) {
-  const Topology before = Make({Adapter(1, "A", "SER-A", 3, 40024, VALUES)});
+  const Topology before = Make({Adapter(1, "A", "SER-A", 3, PI::CHOICE_HEALTH_GOOD, VALUES)});
   const Topology after = Make({PLUGIN});
-  const auto good = vxhost::MakeReports({Event(11094, 19002, "A", " ")}, before, after, "");
+  const auto good = vxhost::MakeReports(
+      {Event(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_OBJECT_ADAPTERS, "A", " ")}, before, after, "");
   EXPECT_EQ(good.at(0).m_Remark, "");
   EXPECT_EQ(good.at(0).m_Serial, "SER-A");
-  const auto failed = vxhost::MakeReports({Event(11094, 19002, "A", " ")}, before, after, "gone");
+  const auto failed =
+      vxhost::MakeReports({Event(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_OBJECT_ADAPTERS, "A", " ")},
+                          before, after, "gone");
   EXPECT_EQ(failed.at(0).m_Remark, "in a scan in which the drive tool failed: gone");
 }
 
 TEST(EventLines, SilenceAndReturn_AreReportedThoughNoEventTells) {
-  const Topology answering = Make({Adapter(1, "A", "S", 3, 40024, VALUES)});
-  const Topology silent = Make({Adapter(1, "A", "S", 3, 40024, "")});
-  const auto lost = vxhost::MakeReports({Event(10980, 1, "A", "")}, answering, silent, "");
+  const Topology answering = Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, VALUES)});
+  const Topology silent = Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, "")});
+  const auto lost =
+      vxhost::MakeReports({Event(PI::EVENT_ALL_CLEAR, 1, "A", "")}, answering, silent, "");
   ASSERT_EQ(lost.size(), 2U);
   EXPECT_EQ(lost[0].m_Remark, "not answering");
   EXPECT_EQ(lost[1].m_Text, "Drive not answering: A");
@@ -220,8 +245,9 @@ TEST(EventLines, SilenceAndReturn_AreReportedThoughNoEventTells) {
 }
 
 TEST(EventLines, Json_HasTheEventAndWhatTheHostKnows) {
-  const Topology topology = Make({Adapter(1, "A", "S", 3, 40024, VALUES)});
-  const auto reports = vxhost::MakeReports({Event(10967, 1, "A", "")}, topology, topology, "");
+  const Topology topology = Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, VALUES)});
+  const auto reports = vxhost::MakeReports({Event(PI::EVENT_TEMPERATURE_WARNING, 1, "A", "")},
+                                           topology, topology, "");
   EXPECT_EQ(vxhost::ReportJson(reports.at(0), "fixture"),
             R"({"plugin":"fixture","id":10967,"severity":3,"object":"0x0000000000000001","time":0,)"
             R"("name":"A","placeholder1":"A","placeholder2":"",)"
@@ -230,8 +256,9 @@ TEST(EventLines, Json_HasTheEventAndWhatTheHostKnows) {
 }
 
 TEST(EventLines, Line_HasTimeSeverityTextAndDrive) {
-  const Topology topology = Make({Adapter(1, "A", "S", 3, 40024, VALUES)});
-  const auto reports = vxhost::MakeReports({Event(10967, 1, "A", "")}, topology, topology, "");
+  const Topology topology = Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, VALUES)});
+  const auto reports = vxhost::MakeReports({Event(PI::EVENT_TEMPERATURE_WARNING, 1, "A", "")},
+                                           topology, topology, "");
   const std::string line = vxhost::ReportLine(reports.at(0), false);
   EXPECT_NE(line.find(" warning      Temperature is close to its limit, 78 or 79 °C: A  "
                       "[S, PCI:Bus=3]"),
@@ -242,9 +269,9 @@ TEST(EventLines, Line_HasTimeSeverityTextAndDrive) {
 }
 
 TEST(EventLines, Line_StaysOneLineWhateverTheDriveIsCalled) {
-  const Topology topology = Make({Adapter(1, "A", "S\\n1", 3, 40024, VALUES)});
-  const auto reports =
-      vxhost::MakeReports({Event(10967, 1, "A\x1b[31m\xff", "")}, topology, topology, "");
+  const Topology topology = Make({Adapter(1, "A", "S\\n1", 3, PI::CHOICE_HEALTH_GOOD, VALUES)});
+  const auto reports = vxhost::MakeReports(
+      {Event(PI::EVENT_TEMPERATURE_WARNING, 1, "A\x1b[31m\xff", "")}, topology, topology, "");
   const std::string line = vxhost::ReportLine(reports.at(0), false);
   EXPECT_NE(line.find("A\\x1b[31m\uFFFD  [S\\x0a1, PCI:Bus=3]"), std::string::npos) << line;
 }

@@ -17,6 +17,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <PI/Catalogue.h>
 #include <PI/ConfigFile.h>
 
 namespace {
@@ -26,7 +27,7 @@ using PI::CConfigFile;
 using vxtest::ReadFile;
 using vxtest::WriteFile;
 
-constexpr unsigned int FAILED = 20000;
+constexpr unsigned int FAILED = PI::ERR_GENERAL_FAILURE;
 const char* const UNTOUCHED = "untouched";
 
 class ConfigFile : public ::testing::Test {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <PI/Catalogue.h>
 #include <PI/PluginHelper.h>
 
 namespace {
@@ -204,16 +205,17 @@ TEST(LifeTimeData, EveryRow_IsAKnownRatingAndReachable) {
 // ---- PropertyValueToString ----
 
 TEST(ValueTexts, HealthStates_ReadAsWords) {
-  EXPECT_EQ(PI::PropertyValueToString(40024), "good");
-  EXPECT_EQ(PI::PropertyValueToString(40150), "degraded");
-  EXPECT_EQ(PI::PropertyValueToString(40095), "critical");
-  EXPECT_EQ(PI::PropertyValueToString(40099), "working");
+  EXPECT_EQ(PI::PropertyValueToString(PI::CHOICE_HEALTH_GOOD), "good");
+  EXPECT_EQ(PI::PropertyValueToString(PI::CHOICE_HEALTH_DEGRADED), "degraded");
+  EXPECT_EQ(PI::PropertyValueToString(PI::CHOICE_HEALTH_CRITICAL), "critical");
+  EXPECT_EQ(PI::PropertyValueToString(PI::CHOICE_DRIVE_WORKING), "working");
 }
 
 TEST(ValueTexts, EveryCodeThatOccurs_HasItsOwnText) {
   std::set<std::string> texts;
-  const int codes[] = {40024, 40095, 40099, 40150, 40200, 40252, 40410, 40411,
-                       40449, 40452, 40459, 40460, 40473, 40480, 40487, 40488};
+#define PI_NUMBER(name, number, ...) number,
+  const int codes[] = {PI_CATALOGUE_CHOICES(PI_NUMBER)};
+#undef PI_NUMBER
   for (const int code : codes) {
     EXPECT_NE(PI::PropertyValueToString(code), "") << code;
     texts.insert(PI::PropertyValueToString(code));

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <PI/Catalogue.h>
 #include <PI/PluginHelper.h>
 #include <PI/Property.h>
 
@@ -38,8 +39,8 @@ TEST(Property, New_AsksForAllAndIsNotSettable) {
 }
 
 TEST(Property, Constructor_TakesIdAndSettable) {
-  const CProperty property(static_cast<PI::_PROPERTY_ID>(30005), true);
-  EXPECT_EQ(property.m_PropertyID, 30005U);
+  const CProperty property(PI::PROPERTY_POLL_INTERVAL, true);
+  EXPECT_EQ(property.m_PropertyID, PI::PROPERTY_POLL_INTERVAL);
   EXPECT_TRUE(property.m_Settable);
   EXPECT_EQ(property.m_LabelID, 1U);
 }
@@ -83,22 +84,26 @@ TEST(Property, SetRange_SelectsRange) {
 
 TEST(Property, SetChoice_SelectsChoice) {
   CProperty property;
-  const std::vector<int> choices{40024, 40150, 40095};
-  property.SetValue(40150, choices);
-  EXPECT_EQ(As<PI::CChoiceData>(property).m_Selected, 40150);
+  const std::vector<int> choices{PI::CHOICE_HEALTH_GOOD, PI::CHOICE_HEALTH_DEGRADED,
+                                 PI::CHOICE_HEALTH_CRITICAL};
+  property.SetValue(PI::CHOICE_HEALTH_DEGRADED, choices);
+  EXPECT_EQ(As<PI::CChoiceData>(property).m_Selected, PI::CHOICE_HEALTH_DEGRADED);
   EXPECT_EQ(As<PI::CChoiceData>(property).m_Choices, choices);
 }
 
 TEST(Property, SetMultipleChoice_CopiesAndLeavesTheListsAlone) {
   CProperty property;
-  std::vector<int> selected{40460, 40459};
-  std::vector<int> choices{40459, 40460, 40449};
+  std::vector<int> selected{PI::CHOICE_REASON_TEMPERATURE, PI::CHOICE_REASON_SPARE};
+  std::vector<int> choices{PI::CHOICE_REASON_SPARE, PI::CHOICE_REASON_TEMPERATURE,
+                           PI::CHOICE_REASON_RELIABILITY};
   property.SetValue(selected, choices);
-  EXPECT_EQ(selected, (std::vector<int>{40460, 40459}));
-  EXPECT_EQ(choices, (std::vector<int>{40459, 40460, 40449}));
+  EXPECT_EQ(selected, (std::vector<int>{PI::CHOICE_REASON_TEMPERATURE, PI::CHOICE_REASON_SPARE}));
+  EXPECT_EQ(choices, (std::vector<int>{PI::CHOICE_REASON_SPARE, PI::CHOICE_REASON_TEMPERATURE,
+                                       PI::CHOICE_REASON_RELIABILITY}));
   selected.clear();
   choices.clear();
-  EXPECT_EQ(As<PI::CMultiValueData>(property).m_Selected, (std::vector<int>{40460, 40459}));
+  EXPECT_EQ(As<PI::CMultiValueData>(property).m_Selected,
+            (std::vector<int>{PI::CHOICE_REASON_TEMPERATURE, PI::CHOICE_REASON_SPARE}));
   EXPECT_EQ(As<PI::CMultiValueData>(property).m_Choices.size(), 3U);
 }
 
@@ -141,7 +146,7 @@ void ExpectSame(const CProperty& left, const CProperty& right) {
 }
 
 TEST(Property, CopyAndAssignment_KeepEveryField) {
-  CProperty property(static_cast<PI::_PROPERTY_ID>(30022), true);
+  CProperty property(PI::PROPERTY_SERIAL_NUMBER, true);
   property.m_LabelID = 23327;
   property.m_Kind = PI::KIND_NUMBER_WITH_UNIT;
   property.m_Unit = PI::UNIT_HOURS;
@@ -162,13 +167,13 @@ TEST(Property, CopyAndAssignment_KeepEveryField) {
 // ---- GenerateCProperty ----
 
 PI::_PROPERTY_DESCRIPTION Row(PI::_DATA_KIND kind) {
-  return {static_cast<PI::_PROPERTY_ID>(30442), 23024, 1, 1, -1, kind, PI::UNIT_CELSIUS, 0};
+  return {PI::PROPERTY_TEMPERATURE, 23024, 1, 1, -1, kind, PI::UNIT_CELSIUS, 0};
 }
 
 TEST(GenerateCProperty, TakesTheDescriptionOver) {
   CProperty property(static_cast<PI::_PROPERTY_ID>(1), true);
   PI::CPluginHelper::GenerateCProperty(Row(PI::KIND_UNSIGNED), property);
-  EXPECT_EQ(property.m_PropertyID, 30442U);
+  EXPECT_EQ(property.m_PropertyID, PI::PROPERTY_TEMPERATURE);
   EXPECT_EQ(property.m_LabelID, 23024U);
   EXPECT_EQ(property.m_Kind, PI::KIND_UNSIGNED);
   EXPECT_EQ(property.m_Unit, PI::UNIT_CELSIUS);

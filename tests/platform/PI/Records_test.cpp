@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <PI/Catalogue.h>
 #include <PI/PluginApi.h>
 
 namespace {
@@ -24,23 +25,23 @@ CObject FilledObject() {
   object.m_ChildIDs = {3};
   object.m_ReadCounter = 9;
   object.m_LockFlag = true;
-  object.m_Properties.emplace_back(static_cast<PI::_PROPERTY_ID>(30007), true);
-  object.m_Operations.emplace_back().SetOperationID(50002);
+  object.m_Properties.emplace_back(PI::PROPERTY_NAME, true);
+  object.m_Operations.emplace_back().SetOperationID(PI::OPERATION_FETCH_EVENTS);
   object.m_Unused = 77;
   return object;
 }
 
 void ExpectFilled(const CObject& object) {
   EXPECT_EQ(object.m_ID, 0x0135000000000007UL);
-  EXPECT_EQ(object.m_Type, 19038U);
+  EXPECT_EQ(object.m_Type, PI::OBJECT_TYPE_ADAPTER);
   EXPECT_EQ(object.m_ParentIDs, (std::vector<unsigned long>{1, 2}));
   EXPECT_EQ(object.m_ChildIDs, (std::vector<unsigned long>{3}));
   EXPECT_EQ(object.m_ReadCounter, 9UL);
   EXPECT_TRUE(object.m_LockFlag);
   ASSERT_EQ(object.m_Properties.size(), 1U);
-  EXPECT_EQ(object.m_Properties[0].m_PropertyID, 30007U);
+  EXPECT_EQ(object.m_Properties[0].m_PropertyID, PI::PROPERTY_NAME);
   ASSERT_EQ(object.m_Operations.size(), 1U);
-  EXPECT_EQ(object.m_Operations[0].OperationID(), 50002U);
+  EXPECT_EQ(object.m_Operations[0].OperationID(), PI::OPERATION_FETCH_EVENTS);
   EXPECT_EQ(object.m_Unused, 77UL);
 }
 
@@ -91,17 +92,18 @@ TEST(Object, LockFlag_IsOneByte) {
 
 TEST(Operation, Id_IsFirstOfNineNumbers) {
   COperation operation;
-  operation.SetOperationID(50026);
+  operation.SetOperationID(PI::OPERATION_DRIVE);
   EXPECT_EQ(operation.m_Numbers.size(), 9U);
-  EXPECT_EQ(operation.m_Numbers[0], 50026);
-  EXPECT_EQ(operation.OperationID(), 50026U);
+  EXPECT_EQ(operation.m_Numbers[0], PI::OPERATION_DRIVE);
+  EXPECT_EQ(operation.OperationID(), PI::OPERATION_DRIVE);
 }
 
 TEST(Operation, Copy_KeepsNumbersFlagAndEvents) {
   COperation operation;
   operation.m_Numbers = {1, 2, 3, 4, 5, 6, 7, 8, 9};
   operation.m_Flag = true;
-  operation.m_Events.emplace_back(11093U, PI::SEVERITY_INFORMATION, 19002UL, 5UL, "drive");
+  operation.m_Events.emplace_back(PI::EVENT_ADAPTER_ADDED, PI::SEVERITY_INFORMATION,
+                                  PI::EVENT_OBJECT_ADAPTERS, 5UL, "drive");
   const COperation copy(operation);
   COperation assigned;
   assigned = operation;
@@ -124,8 +126,8 @@ void ExpectSame(const CEvent& left, const CEvent& right) {
 }
 
 TEST(Event, Constructor_FillsAllButPlaceHolders) {
-  const CEvent event(10985, PI::SEVERITY_WARNING, 42, 1234567890123UL, "SSD (3)");
-  EXPECT_EQ(event.m_EventID, 10985U);
+  const CEvent event(PI::EVENT_DRIVE_CHANGED, PI::SEVERITY_WARNING, 42, 1234567890123UL, "SSD (3)");
+  EXPECT_EQ(event.m_EventID, PI::EVENT_DRIVE_CHANGED);
   EXPECT_EQ(event.m_Severity, 3U);
   EXPECT_EQ(event.m_ObjectID, 42UL);
   EXPECT_EQ(event.m_Time, 1234567890123UL);
@@ -135,7 +137,7 @@ TEST(Event, Constructor_FillsAllButPlaceHolders) {
 }
 
 TEST(Event, CopyAndAssignment_KeepEveryField) {
-  CEvent event(10985, PI::SEVERITY_ERROR, 42, 7, "name");
+  CEvent event(PI::EVENT_DRIVE_CHANGED, PI::SEVERITY_ERROR, 42, 7, "name");
   event.SetPlaceHolder1("first");
   event.SetPlaceHolder2("second");
   EXPECT_EQ(event.m_PlaceHolder1, "first");
