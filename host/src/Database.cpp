@@ -4,6 +4,8 @@
 
 #include <fmt/format.h>
 
+#include <PI/Catalogue.h>
+
 namespace vxhost {
 
 namespace {
@@ -39,6 +41,11 @@ MirrorDatabase::MirrorDatabase(const Host& host, Default otherwise) {
   if (path.empty()) return;
   Schema::CMirrorOptions options;
   options.MakesDirectory = host.Settings().m_Database.empty();
+  options.Database.Choices = {
+#define VX_CHOICE(name, number, text) {number, text},
+      PI_CATALOGUE_CHOICES(VX_CHOICE)
+#undef VX_CHOICE
+  };
   options.Say = [](const std::string& line) { Say(line); };
   mirror_ = std::make_unique<Schema::CMirror>(path, std::move(options));
 }

@@ -1,4 +1,5 @@
 #include "TableDao.h"
+#include "Views.h"
 
 #include <algorithm>
 #include <exception>
@@ -81,7 +82,12 @@ std::unique_ptr<CDatabase> CDatabase::Open(const std::string& path, const COptio
   if (!readOnly) RefuseOfOthers(path, engineOptions, schema);
   auto engine = std::make_shared<CSqliteDatabase>(path, engineOptions);
   try {
-    readOnly ? RequireLatest(*engine, schema) : Upgrade(*engine, schema);
+    if (readOnly) {
+      RequireLatest(*engine, schema);
+    } else {
+      Upgrade(*engine, schema);
+      MakeExtras(*engine, Extras(schema, options.Choices));
+    }
   } catch (const DatabaseException& failure) {
     throw DatabaseException(Named(engine->Path(), failure.what()));
   }

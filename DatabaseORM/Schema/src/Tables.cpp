@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <mutex>
+#include <string_view>
 
 #include <Schema/Tables.h>
 
@@ -28,12 +29,15 @@ struct CField {
   const char* Null;
   const char* Meaning;
   const char* Source;
-  unsigned int Property;  // that it mirrors; 0: none
+  unsigned int Property = 0;  // that it mirrors; 0: none
+  bool IsChoice = false;      // of the property's kind
 };
 
 template <class Record>
-constexpr CField<Record> Mirrors(CField<Record> field, unsigned int property) {
+constexpr CField<Record> Mirrors(CField<Record> field, unsigned int property,
+                                 std::string_view kind) {
   field.Property = property;
+  field.IsChoice = kind.ends_with("CHOICE");
   return field;
 }
 
@@ -51,13 +55,13 @@ consteval auto ColumnsOf(MakeRows) {
 #define PROPERTY(name, number) constexpr unsigned int PROPERTY_##name = number;
 #include <Facts/Fields.def>
 
-#define VX_COLUMN(kind, name, unit, null, meaning, source)  \
-  CField<VX_RECORD> {                                       \
-    &VX_RECORD::name, #name, unit, null, meaning, source, 0 \
+#define VX_COLUMN(kind, name, unit, null, meaning, source) \
+  CField<VX_RECORD> {                                      \
+    &VX_RECORD::name, #name, unit, null, meaning, source   \
   }
 #define VX_COLUMN_ROW(...) VX_COLUMN(__VA_ARGS__),
 #define VX_PROPERTY_ROW(name, label, text, preset, kind, unit, last, value, column) \
-  Mirrors<VX_RECORD>(column, PROPERTY_##name),
+  Mirrors<VX_RECORD>(column, PROPERTY_##name, #kind),
 #define STORED VX_COLUMN
 #define NOT_STORED \
   {}
@@ -127,7 +131,8 @@ CTable Describe(const CTableFacts& facts, const std::array<CField<Record>, Size>
   CTable table{facts.Name, facts.Meaning, {}};
   for (const auto& field : fields) {
     table.Columns.push_back({field.Name, KindOf<Record>(field.Field), field.Unit, field.Null,
-                             field.Meaning, SourceOf(field.Source, field.Property)});
+                             field.Meaning, SourceOf(field.Source, field.Property),
+                             field.IsChoice});
   }
   return table;
 }

@@ -1,3 +1,5 @@
+#include "InTransaction.h"
+
 #include <algorithm>
 
 #include <Schema/Versions.h>
@@ -68,19 +70,10 @@ int KnownVersion(DatabaseDAO& database, const CSchema& schema) {
 }
 
 void Take(DatabaseDAO& database, const CStep& step) {
-  database.query("BEGIN IMMEDIATE");
-  try {
+  InTransaction(database, [&] {
     for (const std::string& statement : step.Statements) database.query(statement);
     database.query("PRAGMA user_version = " + std::to_string(step.Version));
-    database.query("COMMIT");
-  } catch (const DatabaseException& failure) {
-    const std::string cause = failure.what();
-    try {
-      database.query("ROLLBACK");
-    } catch (const DatabaseException&) {  // rolled back already
-    }
-    throw DatabaseException(cause);
-  }
+  });
 }
 
 // --- the shape of tables

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <DB/Database.h>
@@ -16,6 +17,9 @@
 // A file with our tables, opened. What a host does with it over time is CMirror's (Mirror.h).
 namespace Schema {
 
+// The numbers of choices and what they are called.
+using CChoices = std::vector<std::pair<int, std::string>>;
+
 struct COptions {
   // How long a statement waits for a file that another program has locked. Real time.
   std::chrono::milliseconds BusyTimeout{1000};
@@ -23,6 +27,8 @@ struct COptions {
   std::chrono::milliseconds PauseAfterBusy{10000};
   // Whose adapter rows are those of an earlier run.
   std::string Host = "localhost";
+  // What the views show in place of the numbers of choices; a number without a word stays one.
+  CChoices Choices;
   // The schema that the file is brought to; null: Latest(). It must outlive the database.
   const CSchema* Schema = nullptr;
   // Makes the storage object over the database; empty: MakeStorage.
@@ -91,7 +97,8 @@ struct [[nodiscard]] COpened {
   std::string Error;
 };
 
-// Opens or makes the file and brings it to the latest schema; its rows stay as they are. One writer
+// Opens or makes the file, brings it to the latest schema and lays the views around the tables; its
+// rows stay as they are. One writer
 // at a time: a second one gets an error that names the first (program and process number). A file
 // that is refused stays as it is.
 // path: a file in an existing directory, or DatabaseWrapper::IN_MEMORY.

@@ -17,10 +17,11 @@ enum class CKind { Integer, Unsigned, Text, Real, List };
 struct CColumn {
   std::string Name;
   CKind Kind;
-  std::string Unit;     // empty: none
-  std::string Null;     // when the column is null: "never", "no", or the case in words
-  std::string Meaning;  // what it holds, in one sentence
-  std::string Source;   // the property that it mirrors, and where the value comes from
+  std::string Unit;       // empty: none
+  std::string Null;       // when the column is null: "never", "no", or the case in words
+  std::string Meaning;    // what it holds, in one sentence
+  std::string Source;     // the property that it mirrors, and where the value comes from
+  bool IsChoice = false;  // the number of a choice, or a list of them
 };
 
 struct CTable {
