@@ -19,7 +19,6 @@ using RaidDataModels::Plugin;
 using Schema::OpenForWriting;
 using Schema::OpenReadOnly;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using vxtest::RawSqlite;
 
 Adapter AdapterOf(const std::string& host, int number) {
@@ -275,24 +274,6 @@ TEST(SchemaDatabase, Items_SplitsAListCell) {
   EXPECT_THAT(Schema::Items(""), ElementsAre());
   EXPECT_THAT(Schema::Items("1"), ElementsAre("1"));
   EXPECT_THAT(Schema::Items("1||2|"), ElementsAre("1", "", "2", ""));
-}
-
-// The description for people names every table and column with its unit.
-TEST(SchemaTables, EveryColumnIsDocumented) {
-  const std::string text = vxtest::ReadFile(std::string(VX_SOURCE_DIR) + "/docs/database.md");
-  for (const auto& table : Schema::Tables()) {
-    const auto heading = text.find("## " + table.Name + ":");
-    ASSERT_NE(heading, std::string::npos) << table.Name;
-    const std::string section = text.substr(heading, text.find("\n## ", heading) - heading);
-    std::size_t at = 0;
-    for (const auto& column : table.Columns) {
-      const std::size_t row = section.find("\n| `" + column.Name + "` |", at);
-      ASSERT_NE(row, std::string::npos) << table.Name << "." << column.Name << ", or out of order";
-      const std::string line = section.substr(row + 1, section.find('\n', row + 1) - row - 1);
-      EXPECT_THAT(line, HasSubstr("| " + (column.Unit.empty() ? "-" : column.Unit) + " |"));
-      at = row + 1;
-    }
-  }
 }
 
 }  // namespace
