@@ -1,7 +1,7 @@
 #include "Simulation.h"
 
 #include "Failure.h"
-#include "FleetUnion.h"
+#include "JsonMemory.h"
 #include "Output.h"
 
 #include <array>
@@ -17,6 +17,8 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <poll.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <unistd.h>
@@ -80,6 +82,14 @@ bool ReadFile(const std::filesystem::path& path, std::string& text, std::string&
             : errno != 0                               ? std::strerror(errno)
                                                        : "empty";
   return false;
+}
+
+// Whether the text is JSON; one that is not may be half written.
+bool IsJson(const std::string& text) {
+  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory> reader;
+  rapidjson::BaseReaderHandler<> nothing;
+  rapidjson::MemoryStream bytes(text.data(), text.size());
+  return !reader.Parse<rapidjson::kParseIterativeFlag>(bytes, nothing).IsError();
 }
 
 // The file's text. One that is no JSON is looked at again for a while: editors write in place.
@@ -256,14 +266,15 @@ bool Simulation::Update(std::string& problem) {
 }
 
 // Drives that come are in sysfs before the stand-in lists them; drives that leave stay there until
-// it has ceased to. A union that cannot be laid is done without.
+// it has ceased to. A step in between that cannot be laid is done without.
 bool Simulation::TakeOver(const std::string& text, std::string& problem) {
   if (!RunOn(text, {"check"}, problem)) return false;
-  const std::vector<std::string> lay = {"sysfs", "--root", (directory_ / "sys").string(),
-                                        "--fleet"};
+  const std::string root = (directory_ / "sys").string();
+  const std::vector<std::string> lay = {"sysfs", "--root", root, "--fleet"};
   std::string unused;
-  const auto both = UnionOfFleets(published_, text);
-  const bool stepwise = both && RunOn(*both, lay, unused);
+  const bool stepwise =
+      !published_.empty() &&
+      RunOn(text, {"sysfs", "--root", root, "--keep", snapshot_.string(), "--fleet"}, unused);
   if (!stepwise && !RunOn(text, lay, problem)) return false;
   if (!Publish(snapshot_, text, problem)) return false;
   published_ = text;

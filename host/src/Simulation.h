@@ -39,9 +39,10 @@ class Simulation {
   void StopFollowing();
   void Follow();
   void Remove();
-  bool Update(std::string& problem);
-  bool TakeOver(const std::string& text, std::string& problem);
-  bool RunOn(const std::string& text, std::vector<std::string> command, std::string& problem);
+  [[nodiscard]] bool Update(std::string& problem);
+  [[nodiscard]] bool TakeOver(const std::string& text, std::string& problem);
+  [[nodiscard]] bool RunOn(const std::string& text, std::vector<std::string> command,
+                           std::string& problem);
 
   const std::string tool_;
   const std::filesystem::path fleet_;
