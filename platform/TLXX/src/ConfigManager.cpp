@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <tuple>
 
 #include <dirent.h>
 
@@ -67,6 +68,57 @@ std::optional<std::string> FindDevice(const std::string& name) {
   return std::nullopt;
 }
 
+struct CCloseDirectory {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+// The names in a directory that fit, in no order; none when it cannot be read.
+template <class Fits>
+std::vector<std::string> NamesIn(const std::string& directory, Fits fits) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, CCloseDirectory> listing(opendir(directory.c_str()));
+  if (!listing) return names;
+  while (const dirent* const entry = readdir(listing.get())) {
+    if (fits(std::string_view(entry->d_name))) names.emplace_back(entry->d_name);
+  }
+  return names;
+}
+
+// "nvme0", but not "nvme0n1".
+bool IsControllerName(std::string_view name) {
+  constexpr std::string_view PREFIX = "nvme";
+  return name.size() > PREFIX.size() && name.starts_with(PREFIX) &&
+         name.find_first_not_of("0123456789", PREFIX.size()) == std::string_view::npos;
+}
+
+// The subsystem directory that a resolved path leads through.
+std::optional<std::string> SubsystemAlong(const std::string& path) {
+  constexpr std::string_view PARENT = "/nvme-subsystem/";
+  const std::size_t parent = path.rfind(PARENT);
+  if (parent == std::string::npos) return std::nullopt;
+  return path.substr(0, path.find('/', parent + PARENT.size()));
+}
+
+// The PCI functions of the controllers of the subsystem that a resolved path leads through. Under
+// native multipath the kernel puts namespaces there, below no controller; the one with the lowest
+// number comes first.
+std::vector<CPciFunction> FunctionsOfSubsystem(const std::string& path, const std::string& root) {
+  const auto subsystem = SubsystemAlong(path);
+  if (!subsystem) return {};
+  std::vector<std::string> names = NamesIn(*subsystem, IsControllerName);
+  std::sort(names.begin(), names.end(), [](const std::string& left, const std::string& right) {
+    return std::tuple(left.size(), left) < std::tuple(right.size(), right);
+  });
+  std::vector<CPciFunction> functions;
+  for (const std::string& name : names) {
+    const auto controller = Resolve(*subsystem + "/" + name);
+    if (!controller) continue;
+    const std::vector<CPciFunction> along = FunctionsAlong(*controller, root);
+    functions.insert(functions.end(), along.begin(), along.end());
+  }
+  return functions;
+}
+
 // The PCI functions that the device hangs from, its own first; empty when there is none.
 std::vector<CPciFunction> FunctionsOf(const std::string& path) {
   if (!path.starts_with(DEVICE_DIRECTORY)) return {};
@@ -76,27 +128,20 @@ std::vector<CPciFunction> FunctionsOf(const std::string& path) {
   auto directory = FindDevice(name);
   for (int hop = 0; directory && hop < MAX_HOPS; ++hop) {
     std::vector<CPciFunction> functions = FunctionsAlong(*directory, *root);
+    if (functions.empty()) functions = FunctionsOfSubsystem(*directory, *root);
     if (!functions.empty()) return functions;
     directory = Resolve(*directory + "/device");
   }
   return {};
 }
 
-struct CCloseDirectory {
-  void operator()(DIR* directory) const { closedir(directory); }
-};
-
 // All PCI functions of the machine in the order of their addresses.
 std::vector<CPciFunction> AllFunctions() {
   const std::string directory = SysfsRootPath() + "/bus/pci/devices";
   std::vector<CPciFunction> functions;
-  const std::unique_ptr<DIR, CCloseDirectory> listing(opendir(directory.c_str()));
-  if (!listing) return functions;
-  while (const dirent* const entry = readdir(listing.get())) {
-    const std::string_view name(entry->d_name);
-    if (const auto address = ParsePciAddress(name)) {
-      functions.push_back({*address, directory + "/" + std::string(name)});
-    }
+  const auto isAddress = [](std::string_view name) { return ParsePciAddress(name).has_value(); };
+  for (const std::string& name : NamesIn(directory, isAddress)) {
+    functions.push_back({*ParsePciAddress(name), directory + "/" + name});
   }
   std::sort(functions.begin(), functions.end(),
             [](const auto& left, const auto& right) { return left.m_Address < right.m_Address; });

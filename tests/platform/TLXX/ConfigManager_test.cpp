@@ -122,9 +122,41 @@ TEST_F(ConfigManagerTest, Location_OfANameThatIsTooLong_IsNotFound) {
   }
 }
 
-TEST_F(ConfigManagerTest, Location_OfAMultipathHead_IsNotFound) {
-  sysfs_.File("devices/virtual/nvme-subsystem/nvme-subsys2/model", "P4500\n");
-  sysfs_.Block("devices/virtual/nvme-subsystem/nvme-subsys2", "nvme2n1");
+// Under native multipath the kernel puts namespaces below the subsystem, and links to its
+// controllers beside them.
+constexpr const char* SUBSYSTEM = "devices/virtual/nvme-subsystem/nvme-subsys2";
+
+TEST_F(ConfigManagerTest, Location_OfAMultipathHead_IsThatOfItsController) {
+  const std::string head = sysfs_.Block(SUBSYSTEM, "nvme2n1");
+  sysfs_.Partition(head, "nvme2n1p1");
+  sysfs_.Link(std::string(SUBSYSTEM) + "/nvme0", controller_);
+  EXPECT_EQ(Of("/dev/nvme2n1"), (Location{0, 1, 0, 0}));
+  EXPECT_EQ(Of("/dev/nvme2n1p1"), (Location{0, 1, 0, 0}));
+  EXPECT_FALSE(BehindVolumeController("/dev/nvme2n1"));
+}
+
+TEST_F(ConfigManagerTest, Location_OfAMultipathHeadBehindAVolumeController_IsServed) {
+  sysfs_.Block(SUBSYSTEM, "nvme2n1");
+  sysfs_.Link(std::string(SUBSYSTEM) + "/nvme1", managed_ + "/nvme/nvme1");
+  EXPECT_EQ(Of("/dev/nvme2n1"), Of("/dev/nvme1"));
+  EXPECT_TRUE(BehindVolumeController("/dev/nvme2n1"));
+}
+
+TEST_F(ConfigManagerTest, Location_OfAHeadWithSeveralControllers_IsThatOfTheLowestNumber) {
+  sysfs_.Block(SUBSYSTEM, "nvme2n1");
+  const std::string other = sysfs_.Pci("pci0000:00/0000:00:03.0/0000:05:00.0", "0x8086", "0x0a54");
+  sysfs_.Link(std::string(SUBSYSTEM) + "/nvme10", controller_);
+  sysfs_.Link(std::string(SUBSYSTEM) + "/nvme9", sysfs_.Controller(other, "nvme9"));
+  EXPECT_EQ(Of("/dev/nvme2n1"), (Location{0, 5, 0, 0}));
+}
+
+TEST_F(ConfigManagerTest, Location_OfAHeadWithoutPciController_IsNotFound) {
+  sysfs_.File(std::string(SUBSYSTEM) + "/model", "P4500\n");
+  sysfs_.Block(SUBSYSTEM, "nvme2n1");
+  EXPECT_EQ(Of("/dev/nvme2n1"), std::nullopt);
+  sysfs_.File("devices/virtual/nvme-fabrics/ctl/nvme3/transport", "tcp\n");
+  sysfs_.Link(std::string(SUBSYSTEM) + "/nvme3", "devices/virtual/nvme-fabrics/ctl/nvme3");
+  sysfs_.Link(std::string(SUBSYSTEM) + "/nvme4", "devices/pci0000:00/gone");
   EXPECT_EQ(Of("/dev/nvme2n1"), std::nullopt);
   EXPECT_FALSE(BehindVolumeController("/dev/nvme2n1"));
 }

@@ -21,13 +21,14 @@ class VX_EXPORT CConfigManager {
 
   // The PCI function that a device path such as /dev/nvme0, /dev/nvme0n1 or /dev/nvme0n1p1 leads
   // to. True when found; the outputs are untouched otherwise (also for a path with no PCI function
-  // behind it, such as a multipath head or NVMe over fabrics). The segment is the whole PCI domain,
+  // behind it, such as NVMe over fabrics). A multipath head (a namespace below its subsystem) leads
+  // to the subsystem's controller with the lowest number. The segment is the whole PCI domain,
   // above 0xFFFF for domains of volume-management controllers.
   static bool GetLocation(unsigned long& segment, unsigned long& bus, unsigned long& device,
                           unsigned long& function, const std::string& path);
 
   // Whether the PCI function behind the device path, or one of the devices above it up to the root,
-  // is one of those (vendor, device).
+  // is one of those (vendor, device). Of a multipath head every controller counts.
   static bool IsDiskConnectedThroughOneOfDevices(
       const std::string& path, const std::vector<std::pair<std::string, std::string>>& devices);
 
