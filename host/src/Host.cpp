@@ -75,7 +75,8 @@ void Host::SetUpTrace() {
   std::shared_ptr<TLX::Internals::ITraceSink> sink = std::make_shared<StandardErrorSink>();
   if (!options_.m_TraceFile.empty()) {
     std::string error;
-    sink = TLX::Internals::MakeFileTraceSink(options_.m_TraceFile, error);
+    sink = TLX::Internals::MakeFileTraceSink(options_.m_TraceFile, error, {},
+                                             [](const std::string& line) { Say(line); });
     if (sink == nullptr) throw Failure(EXIT_FAILED, "--trace-file: " + error);
   }
   TLX::Internals::SetTraceSink(std::move(sink));

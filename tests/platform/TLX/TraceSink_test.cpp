@@ -11,8 +11,10 @@
 #include <string>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <TLX/Internals/TraceSink.h>
 #include <TLX/Internals/TraceStreamBuffer.h>
@@ -254,6 +256,81 @@ TEST_F(FileTraceSink, OnAFullDisk_LosesLinesAndNothingElse) {
   Open(path);
   Trace(2, "kept");
   EXPECT_EQ(Content(path), "T\t2\tfolder/File\tFunction\t77\t<kept>\n");
+}
+
+TEST_F(FileTraceSink, ThatCannotBeWritten_SaysSoOnceAndOnceWhenItCan) {
+  std::vector<std::string> said;
+  std::string error;
+  const std::string path = dir_ / "trace";
+  SetTraceSink(MakeFileTraceSink(path, error, {},
+                                 [&said](const std::string& line) { said.push_back(line); }));
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  const rlimit none = {.rlim_cur = 0, .rlim_max = before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
+  for (int line = 0; line < 5; ++line) Trace(2, "lost");
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_EQ(said, std::vector<std::string>{"trace lines are lost: Failed writing to file " + path +
+                                           ": File too large"});
+  Trace(2, "kept");
+  Trace(2, "kept too");
+  ASSERT_EQ(said.size(), 2U);
+  EXPECT_EQ(said[1], "the trace file \"" + path + "\" is written again; 5 lines were lost");
+  EXPECT_EQ(Content(path),
+            "T\t2\tfolder/File\tFunction\t77\t<kept>\n"
+            "T\t2\tfolder/File\tFunction\t77\t<kept too>\n");
+}
+
+TEST_F(FileTraceSink, ThatIsFull_IsMovedAwayWholeAndTheOldestGoes) {
+  const std::string line = "2026-03-01T12:34:56.789Z\t2\tfolder/File\tFunction\t77\t<0>\n";
+  std::string error;
+  SetTraceSink(MakeFileTraceSink(dir_ / "trace.log", error,
+                                 {.m_Bytes = 2 * line.size(), .m_OlderFiles = 2}));
+  for (int number = 0; number < 9; ++number) Trace(2, std::to_string(number));
+  const auto lines = [](const std::string& first, const std::string& second) {
+    return "T\t2\tfolder/File\tFunction\t77\t<" + first + ">\nT\t2\tfolder/File\tFunction\t77\t<" +
+           second + ">\n";
+  };
+  EXPECT_EQ(Content(dir_ / "trace.log"), "T\t2\tfolder/File\tFunction\t77\t<8>\n");
+  EXPECT_EQ(Content(dir_ / "trace.1.log"), lines("6", "7"));
+  EXPECT_EQ(Content(dir_ / "trace.2.log"), lines("4", "5"));
+  EXPECT_FALSE(std::filesystem::exists(dir_ / "trace.3.log"));
+}
+
+// While the directory is gone, the file cannot be opened anew; spdlog must not be left with none.
+TEST_F(FileTraceSink, WhoseDirectoryGoesAsItIsMovedAway_LosesLinesAndNothingElse) {
+  const std::filesystem::path directory = dir_ / "logs";
+  std::filesystem::create_directory(directory);
+  std::vector<std::string> said;
+  std::string error;
+  SetTraceSink(MakeFileTraceSink(directory / "trace", error, {.m_Bytes = 100, .m_OlderFiles = 1},
+                                 [&said](const std::string& line) { said.push_back(line); }));
+  Trace(2, "there");
+  std::filesystem::remove_all(directory);
+  vxtest::WriteFile(directory, "in its place");
+  for (int line = 0; line < 5; ++line) Trace(2, "lost " + std::string(100, 'x'));
+  for (int line = 0; line < 5; ++line) Trace(2, "lost");
+  ASSERT_EQ(said.size(), 1U);
+  EXPECT_EQ(said[0].substr(0, 21), "trace lines are lost:");
+}
+
+TEST_F(FileTraceSink, NamedBelowDev_IsNeverMovedAway) {
+  const auto path = dir_ / "trace";
+  vxtest::WriteFile(path, "");
+  const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC);
+  ASSERT_GE(file, 0);
+  std::string error;
+  SetTraceSink(MakeFileTraceSink("/dev/fd/" + std::to_string(file), error,
+                                 {.m_Bytes = 1, .m_OlderFiles = 1}));
+  Trace(2, "one");
+  Trace(2, "two");
+  SetTraceSink(nullptr);
+  close(file);
+  EXPECT_EQ(Content(path),
+            "T\t2\tfolder/File\tFunction\t77\t<one>\n"
+            "T\t2\tfolder/File\tFunction\t77\t<two>\n");
 }
 
 // The size limit of the process stands for a disk that fills up in the middle of a line.

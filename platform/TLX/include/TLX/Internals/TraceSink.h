@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -33,12 +35,27 @@ class VX_EXPORT ITraceSink {
 // it returns the old sink is out of use. [any thread]
 VX_EXPORT void SetTraceSink(std::shared_ptr<ITraceSink> sink);
 
+// How large a trace file grows, in bytes, before it is moved away, and how many of those are kept:
+// "trace.log" becomes "trace.1.log", that "trace.2.log", and so on; the oldest goes.
+struct CTraceFileLimits {
+  std::size_t m_Bytes = std::size_t{16} << 20U;
+  std::size_t m_OlderFiles = 3;
+};
+
+// Is told, in one line each, when lines begin to be lost, with the reason, and when the file can be
+// written again. Called where the line is traced: must be quick, must not throw, and what it traces
+// itself is dropped.
+using CTraceFileSay = std::function<void(const std::string& line)>;
+
 // A sink that appends lines to a file, made if it is not there: time (UTC, such as
 // 2026-03-01T12:34:56.789Z), level as a decimal number, file, function, line number and message,
-// separated by tabs, the message as Misc::Printable shows it. Each line is written at once. On a
-// full disk lines are lost and nothing else happens. Returns null, and says in error what is wrong
-// with which file, when the file cannot be opened; error is untouched otherwise.
-VX_EXPORT std::shared_ptr<ITraceSink> MakeFileTraceSink(const std::string& path,
-                                                        std::string& error);
+// separated by tabs; the message as Misc::Printable shows it. Each line is written at once. While
+// the file cannot be written, as on a full disk, lines are lost, which say is told, and nothing
+// else happens. A file that is no regular one, or named below /dev or /proc, is never moved away.
+// Returns null, and says in error what is wrong with which file, when the file cannot be opened;
+// error is untouched otherwise. [any thread]
+[[nodiscard]] VX_EXPORT std::shared_ptr<ITraceSink> MakeFileTraceSink(
+    const std::string& path, std::string& error, const CTraceFileLimits& limits = {},
+    CTraceFileSay say = {});
 
 }  // namespace TLX::Internals
