@@ -3,9 +3,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace vxhost {
@@ -27,8 +29,14 @@ bool WriteAll(int descriptor, std::string_view text) {
 
 int DuplicateAside(int descriptor) {
   const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, LOWEST_DESCRIPTOR);
-  if (copy < 0) throw std::system_error(errno, std::generic_category(), "standard output");
-  return copy;
+  if (copy >= 0) return copy;
+  const int reason = errno;
+  rlimit limit{};
+  if ((reason == EINVAL || reason == EMFILE) && ::getrlimit(RLIMIT_NOFILE, &limit) == 0) {
+    throw std::runtime_error("only " + std::to_string(limit.rlim_cur) +
+                             " files may be open at once (ulimit -n), which is too few: allow 64");
+  }
+  throw std::system_error(reason, std::generic_category(), "standard output");
 }
 
 }  // namespace

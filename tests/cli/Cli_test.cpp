@@ -271,6 +271,16 @@ TEST_F(Cli, OutputOnAFullDisk_IsSaidAndStatus1) {
   }
 }
 
+TEST_F(Cli, TooFewDescriptors_AreNamedWithTheLimit) {
+  vxtest::WriteFile(
+      directory_ / "few",
+      "#!/bin/sh\nulimit -n 10\nexec '" + vxtest::HostProcess::Program().string() + "' \"$@\"\n",
+      true);
+  const auto run = vxtest::RunHost({"tree"}, "", {}, directory_ / "few");
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("only 10 files may be open at once (ulimit -n)"));
+}
+
 TEST_F(Cli, CopiedTree_RunsItsOwnPlugins) {
   const auto program = CopyTree("elsewhere", {VXTEST_PLUGIN});
   vxtest::WriteFile(directory_ / "script", "{" + FIXTURE_OBJECTS + "}");
