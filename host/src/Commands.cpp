@@ -79,23 +79,28 @@ int RunTree(Host& host) {
 
 int RunRpc(Host& host) {
   const PluginLibrary plugin = LoadTheOne(host);
-  StopRequest stop(host.Signals());
+  host.Out().MoveToBackground(true);
+  StopRequest stop(host.Signals(), nullptr, [&host] { host.Out().Hurry(); });
   bool served = false;
   {
     MirrorDatabase database(host, MirrorDatabase::Default::None);
     try {
-      RpcServer server(plugin, host.Out(), database, stop, host.Settings().m_TimeScale);
+      RpcServer server(plugin, host.Out(), database, stop);
       served = server.Run(STDIN_FILENO);
     } catch (const PluginError& error) {
       throw Failure(EXIT_NOTHING, error.what());
     }
   }
   // All is in order: now the signal has its own effect, so that whoever sent it sees that.
-  if (stop.Signal() != 0) host.Signals().EndBy(stop.Signal());
+  if (stop.Signal() != 0) {
+    host.Out().Finish();
+    host.Signals().EndBy(stop.Signal());
+  }
   return served ? EXIT_DONE : EXIT_FAILED;
 }
 
 int RunService(Host& host) {
+  host.Out().MoveToBackground(host.Settings().m_Json);
   Service service(host);
   return service.Run();
 }

@@ -1,12 +1,18 @@
 #include "Output.h"
 
+#include "LineWriter.h"
+
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
 
 #include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -16,6 +22,9 @@ namespace {
 
 // Above the standard descriptors, and closed in the programs that are run.
 constexpr int LOWEST_DESCRIPTOR = 10;
+
+// How long a command that ends waits for the readers of its lines.
+constexpr std::chrono::milliseconds PATIENCE{2'000};
 
 bool WriteAll(int descriptor, std::string_view text) {
   while (!text.empty()) {
@@ -39,6 +48,48 @@ int DuplicateAside(int descriptor) {
   throw std::system_error(reason, std::generic_category(), "standard output");
 }
 
+std::string LineOf(std::string_view text) {
+  std::string line(text);
+  line += '\n';
+  return line;
+}
+
+std::string SaidLine(std::string_view text) {
+  return fmt::format("vxhost: {}\n", text);
+}
+
+std::string GapText(unsigned long count) {
+  return count == 1 ? "1 line was not shown" : fmt::format("{} lines were not shown", count);
+}
+
+std::string GapJson(unsigned long count) {
+  return fmt::format("{{\"text\":\"{}\",\"not_shown\":{}}}\n", GapText(count), count);
+}
+
+// Who writes standard error in the background, or nobody. Threads of a plug-in that could not be
+// ended may speak until the process has ended.
+class Speaker {
+ public:
+  static Speaker& Instance() {
+    static auto* const speaker = new Speaker;
+    return *speaker;
+  }
+
+  void Set(std::shared_ptr<LineWriter> writer) {
+    const std::lock_guard lock(mutex_);
+    writer_ = std::move(writer);
+  }
+
+  std::shared_ptr<LineWriter> Get() {
+    const std::lock_guard lock(mutex_);
+    return writer_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::shared_ptr<LineWriter> writer_;
+};
+
 }  // namespace
 
 Output::Output() : descriptor_(DuplicateAside(STDOUT_FILENO)) {
@@ -46,25 +97,72 @@ Output::Output() : descriptor_(DuplicateAside(STDOUT_FILENO)) {
 }
 
 Output::~Output() {
+  Finish();
+  writer_.reset();
   std::fflush(stdout);
   ::dup2(descriptor_, STDOUT_FILENO);
   ::close(descriptor_);
 }
 
+void Output::MoveToBackground(bool json) {
+  const auto gapLine = [json](unsigned long count) {
+    return json ? GapJson(count) : LineOf(GapText(count));
+  };
+  writer_ =
+      std::make_unique<LineWriter>(descriptor_, gapLine, [this](int error) { NoteError(error); });
+  Speaker::Instance().Set(std::make_shared<LineWriter>(
+      STDERR_FILENO, [](unsigned long count) { return SaidLine(GapText(count)); }, [](int) {}));
+}
+
+void Output::NoteError(int error) {
+  if (failed_.exchange(true)) return;
+  Say(std::string("standard output cannot be written: ") + std::strerror(error));
+}
+
 bool Output::Write(std::string_view text) {
+  if (writer_ != nullptr) {
+    AwaitSaid();
+    return writer_->Write(std::string(text));
+  }
   const std::lock_guard lock(mutex_);
   if (WriteAll(descriptor_, text)) return true;
-  const int reason = errno;
-  if (!failed_.exchange(true)) {
-    Say(std::string("standard output cannot be written: ") + std::strerror(reason));
-  }
+  NoteError(errno);
   return false;
 }
 
+// Whoever reads an answer finds on standard error what was said on the way to it.
+void Output::AwaitSaid() {
+  const auto speaker = Speaker::Instance().Get();
+  if (speaker != nullptr && !saidIsStuck_) saidIsStuck_ = !speaker->WaitUntilIdle(PATIENCE);
+}
+
 bool Output::WriteLine(std::string_view text) {
-  std::string line(text);
-  line += '\n';
-  return Write(line);
+  return Write(LineOf(text));
+}
+
+void Output::PostLine(std::string_view text) {
+  writer_->Post(LineOf(text));
+}
+
+void Output::Hurry() {
+  if (writer_ != nullptr) writer_->Hurry(PATIENCE);
+}
+
+void Output::Finish() {
+  if (writer_ == nullptr || finished_) return;
+  finished_ = true;
+  const auto begin = std::chrono::steady_clock::now();
+  writer_->Finish(PATIENCE);
+  const auto speaker = Speaker::Instance().Get();
+  const auto waited = std::chrono::steady_clock::now() - begin;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(PATIENCE - waited);
+  speaker->Finish(std::max(left, std::chrono::milliseconds(0)));
+  saidWasLost_ = speaker->HasLost();
+  Speaker::Instance().Set(nullptr);
+}
+
+bool Output::HasFailed() const {
+  return failed_ || saidWasLost_ || (writer_ != nullptr && writer_->HasLost());
 }
 
 bool Output::IsTerminal() const {
@@ -72,9 +170,14 @@ bool Output::IsTerminal() const {
 }
 
 void Say(std::string_view text) {
-  std::string line = "vxhost: ";
-  line.append(text).push_back('\n');
-  WriteAll(STDERR_FILENO, line);
+  const auto speaker = Speaker::Instance().Get();
+  if (speaker != nullptr) return speaker->Post(SaidLine(text));
+  WriteAll(STDERR_FILENO, SaidLine(text));
+}
+
+void SayOrDrop(std::string_view text) {
+  pollfd errors{STDERR_FILENO, POLLOUT, 0};
+  if (::poll(&errors, 1, 0) > 0) WriteAll(STDERR_FILENO, SaidLine(text));
 }
 
 }  // namespace vxhost

@@ -1,6 +1,7 @@
 #include "Plugin.h"
 
 #include <algorithm>
+#include <optional>
 
 #include <dlfcn.h>
 #include <fmt/format.h>
@@ -34,6 +35,18 @@ Function Symbol(void* library, const char* name, const std::filesystem::path& fi
   }
   return reinterpret_cast<Function>(address);
 }
+
+// The clock at real time while it lives.
+class RealTime {
+ public:
+  RealTime() : before_(TLX::Misc::CClock::TimeScale()) { TLX::Misc::CClock::SetTimeScale(1); }
+  ~RealTime() { TLX::Misc::CClock::SetTimeScale(before_); }
+  RealTime(const RealTime&) = delete;
+  RealTime& operator=(const RealTime&) = delete;
+
+ private:
+  const double before_;
+};
 
 }  // namespace
 
@@ -75,7 +88,8 @@ std::vector<std::filesystem::path> PluginFiles(const std::filesystem::path& dire
 
 unsigned int ExecuteCommand(IPLUGINAPI& interface, unsigned int command, unsigned long object,
                             void* data) {
-  if (command == PI::COMMAND_DEINITIALIZE) TLX::Misc::CClock::SetTimeScale(1);
+  std::optional<RealTime> realTime;
+  if (command == PI::COMMAND_DEINITIALIZE) realTime.emplace();
   return interface.Execute(static_cast<PI::_COMMAND>(command), object, data);
 }
 

@@ -27,7 +27,7 @@ class PluginLibrary {
   const std::string& Name() const { return name_; }
 
   // createIf: its result. An object of another interface is released again: throws PluginError.
-  unsigned int Create(IPLUGINAPI** out) const;
+  [[nodiscard]] unsigned int Create(IPLUGINAPI** out) const;
   void Release(IPLUGINAPI** in) const { release_(in); }
 
  private:
@@ -57,7 +57,7 @@ class Notifier : public TLX::Delegates_and_Calls::CDelegateTarget {
 };
 
 // Calls Execute, and command 3 with the clock at real time: how long it waits for the worker is a
-// matter of real time.
+// matter of real time. The time scale is afterwards as it was.
 unsigned int ExecuteCommand(IPLUGINAPI& interface, unsigned int command, unsigned long object,
                             void* data);
 

@@ -9,7 +9,6 @@
 #include <fmt/format.h>
 #include <poll.h>
 
-#include <TLX/Misc/Clock.h>
 #include <TLX/Misc/ModuleInfo.h>
 
 namespace vxhost {
@@ -56,13 +55,10 @@ std::string Answer(const RpcRequest& request, unsigned int result) {
 }  // namespace
 
 RpcServer::RpcServer(const PluginLibrary& plugin, Output& output, MirrorDatabase& database,
-                     const StopRequest& stop, double timeScale)
-    : plugin_(plugin),
-      output_(output),
-      database_(database),
-      stop_(stop),
-      timeScale_(timeScale),
-      notifier_([this] { WriteNotification(); }) {
+                     const StopRequest& stop)
+    : plugin_(plugin), output_(output), database_(database), stop_(stop), notifier_([this] {
+        WriteNotification();
+      }) {
   const unsigned int result = Create();
   if (interface_ == nullptr) {
     Say(fmt::format("plug-in {}: createIf failed with {}", plugin_.Name(), result));
@@ -99,8 +95,7 @@ bool RpcServer::Serve(std::string_view line) {
 std::string RpcServer::Perform(RpcRequest& request) {
   switch (request.m_Kind) {
     case RpcKind::Release:
-      Release();
-      return Answer(request, 0);
+      return ReleaseIfEnded(request);
     case RpcKind::Create:
       return CreateAnew(request);
     case RpcKind::Sleep:
@@ -119,8 +114,6 @@ std::string RpcServer::Call(RpcRequest& request) {
   if (interface_ == nullptr) {
     return ProblemAnswer({request.m_Id, "no interface object lives: create one first"});
   }
-  // What an earlier command 3 has set back. Setting it wakes every wait, so only where it differs.
-  if (TLX::Misc::CClock::TimeScale() != timeScale_) TLX::Misc::CClock::SetTimeScale(timeScale_);
   if (request.m_Command == PI::COMMAND_SET_ADAPTER_IDS) workerMayRun_ = true;
   const unsigned int result = ExecuteCommand(*interface_, request.m_Command, request.m_Object,
                                              std::visit(DataPointer{}, request.m_Data));
@@ -139,6 +132,15 @@ std::string RpcServer::CreateAnew(const RpcRequest& request) {
   }
 }
 
+std::string RpcServer::ReleaseIfEnded(const RpcRequest& request) {
+  if (workerMayRun_) {
+    return ProblemAnswer(
+        {request.m_Id, "the object may still be at work since command 2: send command 3 first"});
+  }
+  Release();
+  return Answer(request, 0);
+}
+
 // Real time, whatever the clock of the platform shows; ends early when asked to stop.
 void RpcServer::Sleep(std::chrono::milliseconds time) const {
   using Clock = std::chrono::steady_clock;
@@ -152,7 +154,6 @@ void RpcServer::Sleep(std::chrono::milliseconds time) const {
 }
 
 unsigned int RpcServer::Create() {
-  TLX::Misc::CClock::SetTimeScale(timeScale_);
   {
     const std::lock_guard lock(notifying_);
     notifications_ = 0;
@@ -175,7 +176,7 @@ void RpcServer::WriteNotification() {
   const std::lock_guard lock(notifying_);
   JsonText json;
   json.StartObject().Key("notify").Unsigned(++notifications_).EndObject();
-  output_.WriteLine(json.Take());
+  output_.PostLine(json.Take());
 }
 
 }  // namespace vxhost

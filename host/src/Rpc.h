@@ -18,23 +18,24 @@ namespace vxhost {
 class RpcServer {
  public:
   // Creates the interface object and sets its callback. Throws PluginError for an object of another
-  // interface.
+  // interface. Call after Output::MoveToBackground.
   RpcServer(const PluginLibrary& plugin, Output& output, MirrorDatabase& database,
-            const StopRequest& stop, double timeScale);
+            const StopRequest& stop);
   ~RpcServer();  // command 3 if command 2 was called and 3 was not, then releaseIf
   RpcServer(const RpcServer&) = delete;
   RpcServer& operator=(const RpcServer&) = delete;
 
   // Serves until the end of input or until asked to stop. False when the answers could not be
   // written.
-  bool Run(int input);
+  [[nodiscard]] bool Run(int input);
 
  private:
-  bool Serve(std::string_view line);
+  [[nodiscard]] bool Serve(std::string_view line);
   std::string Perform(RpcRequest& request);
   std::string Call(RpcRequest& request);
   std::string CreateAnew(const RpcRequest& request);
-  unsigned int Create();
+  std::string ReleaseIfEnded(const RpcRequest& request);
+  [[nodiscard]] unsigned int Create();
   void Release();
   void Sleep(std::chrono::milliseconds time) const;
   void WriteNotification();
@@ -43,7 +44,6 @@ class RpcServer {
   Output& output_;
   MirrorDatabase& database_;
   const StopRequest& stop_;
-  const double timeScale_;
   Notifier notifier_;
   std::mutex notifying_;
   unsigned long notifications_ = 0;  // since createIf, guarded by notifying_

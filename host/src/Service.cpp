@@ -5,9 +5,8 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <climits>
-#include <limits>
+#include <cerrno>
+#include <future>
 
 #include <fmt/format.h>
 #include <poll.h>
@@ -20,12 +19,23 @@ namespace {
 
 constexpr unsigned long FIRST_PAUSE = 5'000;  // milliseconds
 constexpr unsigned long LONGEST_PAUSE = 60'000;
-constexpr unsigned long NEVER = std::numeric_limits<unsigned long>::max();
 
 // What may be different at the next try: the tool answers, a drive is there.
 bool IsWorthAnotherTry(unsigned int result) {
   return result == PI::ERR_NO_SUPPORTED_HARDWARE || result == PI::ERR_API_INITIALIZATION_FAILED;
 }
+
+// Sets an event when it goes.
+class SetAtEnd {
+ public:
+  explicit SetAtEnd(const WakeEvent& event) : event_(event) {}
+  ~SetAtEnd() { event_.Set(); }
+  SetAtEnd(const SetAtEnd&) = delete;
+  SetAtEnd& operator=(const SetAtEnd&) = delete;
+
+ private:
+  const WakeEvent& event_;
+};
 
 }  // namespace
 
@@ -37,29 +47,30 @@ ServedPlugin::ServedPlugin(std::unique_ptr<PluginLibrary> library, HostNumbers& 
       json_(json),
       colour_(colour) {}
 
-unsigned int ServedPlugin::Start(MirrorDatabase& database, bool alone) {
+std::optional<unsigned int> ServedPlugin::Start(MirrorDatabase& database, bool alone,
+                                                const Session::StopQuestion& isToEnd) {
   // Rows of another plug-in that runs must neither go nor wait for this one's start.
-  CStarted started = StartSession(alone ? database.BeginStart() : nullptr);
-  if (started.m_Result == 0 && !started.m_RowsKept) {
+  Started started = StartSession(alone ? database.BeginStart() : nullptr, isToEnd);
+  if (started.m_Result == 0U && !started.m_RowsKept) {
     // The plug-in takes the lost rows for written and would never write them again. Without a
     // transaction it learns of each row that cannot be written, and writes it when there is room.
     Stop();
-    started = StartSession(nullptr);
+    started = StartSession(nullptr, isToEnd);
   }
   // A start that failed is undone: nobody serves the drives of the run before any more.
-  if (started.m_Result != 0 && alone) database.RemoveEarlierRun();
+  if (started.m_Result.value_or(0) != 0 && alone) database.RemoveEarlierRun();
   return started.m_Result;
 }
 
-ServedPlugin::CStarted ServedPlugin::StartSession(
-    std::unique_ptr<MirrorDatabase::Bracket> transaction) {
+ServedPlugin::Started ServedPlugin::StartSession(
+    std::unique_ptr<MirrorDatabase::Bracket> transaction, const Session::StopQuestion& isToEnd) {
   session_ = std::make_unique<Session>(*library_, numbers_, [this] { OnNotify(); });
-  CStarted started{0, true};
+  Started started;
   try {
     // Held over the start, so that a notification of the new object waits for what was known first.
     const std::lock_guard lock(mutex_);
-    started.m_Result = session_->Start();
-    if (started.m_Result == 0) {
+    started.m_Result = session_->Start(isToEnd);
+    if (started.m_Result == 0U) {
       started.m_RowsKept = transaction == nullptr || transaction->Commit();
       known_ = Topology(session_->GetTopology(), session_->Adapters());
     }
@@ -67,7 +78,7 @@ ServedPlugin::CStarted ServedPlugin::StartSession(
     session_.reset();
     throw;
   }
-  if (started.m_Result != 0) session_.reset();
+  if (started.m_Result != 0U) session_.reset();
   return started;
 }
 
@@ -97,7 +108,7 @@ void ServedPlugin::Report() {
   const auto reports =
       MakeReports(session_->FetchEvents(), known_, now, ToolWatch::LastFailureOfThisThread());
   for (const auto& report : reports) {
-    output_.WriteLine(json_ ? ReportJson(report, Name()) : ReportLine(report, colour_));
+    output_.PostLine(json_ ? ReportJson(report, Name()) : ReportLine(report, colour_));
   }
   known_ = std::move(now);
 }
@@ -124,19 +135,50 @@ void Service::Load() {
 }
 
 int Service::Run() {
-  do {
-    for (Entry& entry : entries_) {
-      if (stop_.Signal() != 0) break;
-      if (!entry.m_GivenUp && !entry.m_Plugin->Runs()) Try(entry);
-    }
-    if (std::all_of(entries_.begin(), entries_.end(), [](const Entry& e) { return e.m_GivenUp; })) {
-      break;
-    }
-  } while (!WaitForStop());
+  auto starts = std::async(std::launch::async, [this] { KeepStarting(); });
+  WaitForEnd();
+  EndStarts();
+  starts.get();
   for (Entry& entry : entries_) entry.m_Plugin->Stop();
   const std::string statistics = RenderRunStatistics();
   if (!statistics.empty()) Say("tool runs:\n" + statistics);
   return Status();
+}
+
+// Until all run, none can, or the service is to end. A thread of its own, since a start takes as
+// long as the tool does.
+void Service::KeepStarting() {
+  const SetAtEnd over(startsAreOver_);
+  const TLXX::CRunStop::CScope scope(startRuns_);
+  const auto isGivenUp = [](const Entry& entry) { return entry.m_GivenUp; };
+  while (!ends_) {
+    for (Entry& entry : entries_) {
+      if (!ends_ && !entry.m_GivenUp && !entry.m_Plugin->Runs()) Try(entry);
+    }
+    if (std::all_of(entries_.begin(), entries_.end(), isGivenUp)) return;
+    PauseStarts();
+  }
+}
+
+// Until the next try of a start, or until the service is to end.
+void Service::PauseStarts() {
+  std::unique_lock lock(endsMutex_);
+  const auto ends = [this] { return ends_.load(); };
+  const auto next = NextTry();
+  if (!next) return endsChanged_.wait(lock, ends);
+  const unsigned long now = TLX::Misc::now();
+  endsChanged_.wait_for(lock, TLX::Misc::CClock::ToRealTime(*next > now ? *next - now : 0), ends);
+}
+
+// A start is not unwound: its tool runs fail from now on, and it ends by its own paths.
+void Service::EndStarts() {
+  toolWatch_.Quiet();
+  {
+    const std::lock_guard lock(endsMutex_);
+    ends_ = true;
+  }
+  endsChanged_.notify_all();
+  startRuns_.Request();
 }
 
 // The status when nothing ever ran: of the last result. A service that was stopped is done.
@@ -154,10 +196,9 @@ void Service::Try(Entry& entry) {
   const bool alone = std::none_of(entries_.begin(), entries_.end(),
                                   [](const Entry& other) { return other.m_Plugin->Runs(); });
   try {
-    // What command 3 of another plug-in may have set back.
-    TLX::Misc::CClock::SetTimeScale(host_.Settings().m_TimeScale);
-    const unsigned int result = plugin.Start(database_, alone);
-    if (result != 0) return NoteFailedStart(entry, result);
+    const auto result = plugin.Start(database_, alone, [this] { return ends_.load(); });
+    if (!result) return Say(fmt::format("plug-in {}: its start was broken off", plugin.Name()));
+    if (*result != 0) return NoteFailedStart(entry, *result);
     const std::size_t count = plugin.AdapterCount();
     Say(fmt::format("plug-in {}: running with {} {}", plugin.Name(), count,
                     count == 1 ? "adapter" : "adapters"));
@@ -177,32 +218,25 @@ void Service::NoteFailedStart(Entry& entry, unsigned int result) {
   entry.m_NextTry = TLX::Misc::now() + entry.m_Pause;
 }
 
-unsigned long Service::NextTry() const {
-  unsigned long next = NEVER;
+std::optional<unsigned long> Service::NextTry() const {
+  std::optional<unsigned long> next;
   for (const Entry& entry : entries_) {
-    if (!entry.m_GivenUp && !entry.m_Plugin->Runs()) next = std::min(next, entry.m_NextTry);
+    if (entry.m_GivenUp || entry.m_Plugin->Runs()) continue;
+    next = std::min(next.value_or(entry.m_NextTry), entry.m_NextTry);
   }
   return next;
 }
 
-// Real milliseconds, as poll takes them: -1 for never, rounded up.
-int Service::TimeToNextTry() const {
-  const unsigned long next = NextTry();
-  if (next == NEVER) return -1;
-  const unsigned long now = TLX::Misc::now();
-  const auto time = std::chrono::ceil<std::chrono::milliseconds>(
-      TLX::Misc::CClock::ToRealTime(next > now ? next - now : 0));
-  return static_cast<int>(std::min<long>(time.count(), INT_MAX));
-}
-
-// Until the next try of a start, or until the service is to stop; true when it is.
-bool Service::WaitForStop() {
-  std::array<pollfd, 2> waits = {
-      {{stop_.Descriptor(), POLLIN, 0}, {host_.Out().Descriptor(), 0, 0}}};
-  if (::poll(waits.data(), waits.size(), TimeToNextTry()) <= 0) return false;
-  readerHasGone_ = waits[1].revents != 0;
+// Until the service is to end: a signal asks for it, nobody reads its lines any more, or there is
+// nothing that could ever run.
+void Service::WaitForEnd() {
+  std::array<pollfd, 3> waits = {{{stop_.Descriptor(), POLLIN, 0},
+                                  {startsAreOver_.Descriptor(), POLLIN, 0},
+                                  {host_.Out().Descriptor(), 0, 0}}};
+  while (::poll(waits.data(), waits.size(), -1) < 0 && errno == EINTR) {
+  }
+  readerHasGone_ = waits[2].revents != 0;
   if (readerHasGone_) Say("nobody reads standard output any more: the service ends");
-  return true;
 }
 
 }  // namespace vxhost

@@ -6,11 +6,17 @@
 #include "Signals.h"
 #include "ToolWatch.h"
 #include "Topology.h"
+#include "WakeEvent.h"
 
+#include <atomic>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
+
+#include <TLXX/RunStop.h>
 
 namespace vxhost {
 
@@ -21,21 +27,23 @@ class ServedPlugin {
                bool json, bool colour);
 
   // Starts a fresh interface object, and once more when the database lost what the first start
-  // wrote. alone: no other plug-in runs. Returns its result; throws PluginError. [one thread at a
-  // time]
-  unsigned int Start(MirrorDatabase& database, bool alone);
+  // wrote. alone: no other plug-in runs. Returns as Session::Start, with the database as it was
+  // unless that is 0; throws PluginError. [one thread at a time]
+  [[nodiscard]] std::optional<unsigned int> Start(MirrorDatabase& database, bool alone,
+                                                  const Session::StopQuestion& isToEnd);
   void Stop();
 
-  bool Runs() const { return session_ != nullptr; }
+  [[nodiscard]] bool Runs() const { return session_ != nullptr; }
   const std::string& Name() const { return library_->Name(); }
-  std::size_t AdapterCount();
+  [[nodiscard]] std::size_t AdapterCount();
 
  private:
-  struct CStarted {
-    unsigned int m_Result;
-    bool m_RowsKept;
+  struct Started {
+    std::optional<unsigned int> m_Result;
+    bool m_RowsKept = true;
   };
-  CStarted StartSession(std::unique_ptr<MirrorDatabase::Bracket> transaction);
+  [[nodiscard]] Started StartSession(std::unique_ptr<MirrorDatabase::Bracket> transaction,
+                                     const Session::StopQuestion& isToEnd);
   void OnNotify();
   void Report();
 
@@ -50,15 +58,15 @@ class ServedPlugin {
 };
 
 // The host as a service in the foreground: all plug-ins, their events line by line, until a signal
-// comes or nobody reads the lines any more.
+// comes or nobody reads the lines any more. Call after Output::MoveToBackground.
 class Service {
  public:
   explicit Service(Host& host);
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
-  // Returns the exit status.
-  int Run();
+  // Returns the exit status. [main thread]
+  [[nodiscard]] int Run();
 
  private:
   struct Entry {
@@ -70,19 +78,26 @@ class Service {
   };
 
   void Load();
+  void KeepStarting();
   void Try(Entry& entry);
   void NoteFailedStart(Entry& entry, unsigned int result);
-  bool WaitForStop();
-  unsigned long NextTry() const;
-  int TimeToNextTry() const;
-  int Status() const;
+  void PauseStarts();
+  void EndStarts();
+  void WaitForEnd();
+  [[nodiscard]] std::optional<unsigned long> NextTry() const;
+  [[nodiscard]] int Status() const;
 
   Host& host_;
   MirrorDatabase database_;
   ToolWatch toolWatch_;
   HostNumbers numbers_;
-  std::vector<Entry> entries_;
+  std::vector<Entry> entries_;  // the starts thread's while it runs, else the main thread's
   bool readerHasGone_ = false;
+  WakeEvent startsAreOver_;         // the starts thread has nothing left to start
+  TLXX::CRunStop startRuns_;        // ends the tool runs of a start
+  std::atomic<bool> ends_ = false;  // the service is to end
+  std::mutex endsMutex_;            // held while ends_ is set
+  std::condition_variable endsChanged_;
   StopRequest stop_;  // goes first: a signal during the end of the rest has its own effect
 };
 

@@ -22,10 +22,10 @@ Session::~Session() {
   Stop();
 }
 
-unsigned int Session::Start() {
-  unsigned int result = Create();
-  if (result == 0) result = Initialize();
-  if (result != 0) Stop();
+std::optional<unsigned int> Session::Start(const StopQuestion& isToEnd) {
+  std::optional<unsigned int> result = Create();
+  if (result == 0U) result = Initialize(isToEnd);
+  if (result != 0U) Stop();
   return result;
 }
 
@@ -37,9 +37,10 @@ unsigned int Session::Create() {
   return 0;
 }
 
-unsigned int Session::Initialize() {
+std::optional<unsigned int> Session::Initialize(const StopQuestion& isToEnd) {
   adapters_.clear();
   const unsigned int result = ExecuteCommand(*interface_, PI::COMMAND_INITIALIZE, 0, &adapters_);
+  if (isToEnd && isToEnd()) return std::nullopt;  // whatever came of it: its tool runs were ended
   if (result != 0) return result;
   for (PI::CAdapterID& adapter : adapters_) {
     adapter.m_HostNumber = numbers_.NumberOf(plugin_.Name(), adapter);

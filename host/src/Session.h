@@ -37,18 +37,23 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  // Makes the object and takes it through command 2. Returns 0 or the code that stopped it; the
-  // object is then released again. Throws PluginError for an object of another interface.
-  unsigned int Start();
+  // Asked whether the host is to end, on the thread that starts.
+  using StopQuestion = std::function<bool()>;
+
+  // Makes the object and takes it through command 2. Returns 0 or the code that stopped it; nothing
+  // when it was broken off after command 1, because the host is to end. Unless it is 0 the object
+  // is released again. Throws PluginError for an object of another interface.
+  [[nodiscard]] std::optional<unsigned int> Start(const StopQuestion& isToEnd = nullptr);
 
   // Command 3 where command 2 was called, then releaseIf. Does nothing when there is no object.
   void Stop();
 
   // Requests to the running object. Each returns the plug-in's code.
   std::vector<PI::CObject> GetTopology();
-  unsigned int GetProperty(unsigned long object, PI::CProperty& property);
-  unsigned int SetProperty(unsigned long object, PI::CProperty& property);
-  unsigned int GetOperations(unsigned long object, std::vector<PI::COperation>& operations);
+  [[nodiscard]] unsigned int GetProperty(unsigned long object, PI::CProperty& property);
+  [[nodiscard]] unsigned int SetProperty(unsigned long object, PI::CProperty& property);
+  [[nodiscard]] unsigned int GetOperations(unsigned long object,
+                                           std::vector<PI::COperation>& operations);
   std::vector<PI::CEvent> FetchEvents();
 
   const PluginLibrary& Plugin() const { return plugin_; }
@@ -56,8 +61,8 @@ class Session {
   const std::vector<PI::CAdapterID>& Adapters() const { return adapters_; }
 
  private:
-  unsigned int Create();
-  unsigned int Initialize();
+  [[nodiscard]] unsigned int Create();
+  [[nodiscard]] std::optional<unsigned int> Initialize(const StopQuestion& isToEnd);
 
   const PluginLibrary& plugin_;
   HostNumbers& numbers_;

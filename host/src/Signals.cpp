@@ -4,11 +4,9 @@
 
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <system_error>
 
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -37,32 +35,20 @@ int Checked(int descriptor, const char* what) {
   return descriptor;
 }
 
-int NewEvent() {
-  return Checked(::eventfd(0, EFD_CLOEXEC), "descriptor for signals");
-}
-
-void Set(int event) {
-  const std::uint64_t one = 1;
-  const ssize_t written = ::write(event, &one, sizeof one);
-  static_cast<void>(written);  // fails only when it is set many times over
-}
-
 }  // namespace
 
 SignalWatch::SignalWatch() {
   const sigset_t taken = Taken();
-  end_ = NewEvent();
   signals_ = Checked(::signalfd(-1, &taken, SFD_CLOEXEC), "descriptor for signals");
   ::pthread_sigmask(SIG_BLOCK, &taken, &before_);
   thread_ = std::thread([this] { Watch(); });
 }
 
 SignalWatch::~SignalWatch() {
-  Set(end_);
+  end_.Set();
   thread_.join();
   ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
   ::close(signals_);
-  ::close(end_);
 }
 
 void SignalWatch::SetAction(std::function<void(int)> action) {
@@ -77,7 +63,7 @@ void SignalWatch::SetCleanUp(std::function<void()> cleanUp) {
 
 void SignalWatch::EndBy(int signal) {
   for (const std::string& command : TLXX::CSystem::EndQueries()) {
-    Say("this goes on, since it changes a drive: " + command);
+    SayOrDrop("this goes on, since it changes a drive: " + command);
   }
   const std::lock_guard lock(cleanUpMutex_);
   if (cleanUp_) cleanUp_();
@@ -91,7 +77,7 @@ void SignalWatch::EndBy(int signal) {
 }
 
 void SignalWatch::Watch() {
-  std::array<pollfd, 2> waits = {{{signals_, POLLIN, 0}, {end_, POLLIN, 0}}};
+  std::array<pollfd, 2> waits = {{{signals_, POLLIN, 0}, {end_.Descriptor(), POLLIN, 0}}};
   while (::poll(waits.data(), waits.size(), -1) >= 0 || errno == EINTR) {
     if ((waits[1].revents & POLLIN) != 0) return;
     signalfd_siginfo info{};
@@ -100,26 +86,33 @@ void SignalWatch::Watch() {
     }
     const auto signal = static_cast<int>(info.ssi_signo);
     const std::lock_guard lock(actionMutex_);
-    if (!action_) EndBy(signal);
-    action_(signal);
+    if (action_) {
+      action_(signal);
+    } else if (signal != SIGUSR1) {
+      EndBy(signal);
+    }
   }
 }
 
-StopRequest::StopRequest(SignalWatch& signals, std::function<void()> onUser)
-    : signals_(signals), onUser_(std::move(onUser)), descriptor_(NewEvent()) {
+StopRequest::StopRequest(SignalWatch& signals, std::function<void()> onUser,
+                         std::function<void()> onStop)
+    : signals_(signals), onUser_(std::move(onUser)), onStop_(std::move(onStop)) {
   signals_.SetAction([this](int signal) { OnSignal(signal); });
 }
 
 StopRequest::~StopRequest() {
   signals_.SetAction(nullptr);
-  ::close(descriptor_);
 }
 
 void StopRequest::OnSignal(int signal) {
-  if (signal == SIGUSR1 && onUser_) return onUser_();
+  if (signal == SIGUSR1) {
+    if (onUser_) onUser_();
+    return;
+  }
   if (signal_ != 0) signals_.EndBy(signal);
   signal_ = signal;
-  Set(descriptor_);
+  request_.Set();
+  if (onStop_) onStop_();
 }
 
 }  // namespace vxhost

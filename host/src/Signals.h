@@ -1,5 +1,7 @@
 #pragma once
 
+#include "WakeEvent.h"
+
 #include <atomic>
 #include <csignal>
 #include <functional>
@@ -19,7 +21,8 @@ class SignalWatch {
   SignalWatch(const SignalWatch&) = delete;
   SignalWatch& operator=(const SignalWatch&) = delete;
 
-  // What a signal does from now on. Without a function: the clean-up, then the signal's own effect.
+  // What a signal does from now on. Without a function: the clean-up, then the signal's own effect;
+  // SIGUSR1, which is a question and no order to end, is dropped.
   // Returns when an earlier function that is at work has returned; not to be called by one.
   void SetAction(std::function<void(int signal)> action);
 
@@ -27,8 +30,8 @@ class SignalWatch {
   // work, which is until the process has ended.
   void SetCleanUp(std::function<void()> cleanUp);
 
-  // Ends the programs that are run for the host itself, does the clean-up and lets the signal end
-  // the process. [any thread]
+  // Ends the programs that the runner runs, does the clean-up and lets the signal end the process.
+  // Commands that change drives go on, which is said. [any thread]
   [[noreturn]] void EndBy(int signal);
 
  private:
@@ -36,7 +39,7 @@ class SignalWatch {
 
   sigset_t before_{};
   int signals_ = -1;
-  int end_ = -1;
+  WakeEvent end_;
   std::mutex actionMutex_;  // held while the action runs
   std::function<void(int)> action_;
   std::mutex cleanUpMutex_;  // held while the clean-up runs
@@ -62,24 +65,27 @@ class CleanUpOnSignal {
 // stop, the second ends the process at once.
 class StopRequest {
  public:
-  // onUser: what SIGUSR1 does; without it, it asks to stop as the others do.
-  explicit StopRequest(SignalWatch& signals, std::function<void()> onUser = nullptr);
+  // onUser: what SIGUSR1 does; without it, nothing. onStop: what is done when the first of the
+  // others comes. Both run on the signals' thread.
+  explicit StopRequest(SignalWatch& signals, std::function<void()> onUser = nullptr,
+                       std::function<void()> onStop = nullptr);
   ~StopRequest();
   StopRequest(const StopRequest&) = delete;
   StopRequest& operator=(const StopRequest&) = delete;
 
   // Becomes readable with the request and stays so; for poll. [any thread]
-  int Descriptor() const { return descriptor_; }
+  [[nodiscard]] int Descriptor() const { return request_.Descriptor(); }
 
   // The signal that has asked, or 0. [any thread]
-  int Signal() const { return signal_; }
+  [[nodiscard]] int Signal() const { return signal_; }
 
  private:
   void OnSignal(int signal);
 
   SignalWatch& signals_;
   const std::function<void()> onUser_;
-  int descriptor_ = -1;
+  const std::function<void()> onStop_;
+  WakeEvent request_;
   std::atomic<int> signal_ = 0;
 };
 

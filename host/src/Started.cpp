@@ -17,7 +17,7 @@ void Start(StartedPlugin& plugin, const std::filesystem::path& file, HostNumbers
   plugin.m_Library = std::make_unique<PluginLibrary>(file);
   plugin.m_Name = plugin.m_Library->Name();
   auto session = std::make_unique<Session>(*plugin.m_Library, numbers, nullptr);
-  plugin.m_Result = session->Start();
+  plugin.m_Result = session->Start().value();  // nobody breaks it off
   if (plugin.m_Result != 0) {
     plugin.m_Problem = StartProblem(plugin.m_Name, plugin.m_Result);
     return;

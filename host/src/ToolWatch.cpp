@@ -42,8 +42,14 @@ const std::string& ToolWatch::LastFailureOfThisThread() {
   return t_lastFailure;
 }
 
+void ToolWatch::Quiet() {
+  const std::lock_guard lock(mutex_);
+  quiet_ = true;
+}
+
 void ToolWatch::Note(const std::string& arguments, const std::string& failure) {
   const std::lock_guard lock(mutex_);
+  if (quiet_) return;
   const unsigned long now = TLX::Misc::now();
   const bool failed = !failing_.empty();
   DropOld(now);

@@ -15,9 +15,12 @@ class ToolWatch {
   ToolWatch(const ToolWatch&) = delete;
   ToolWatch& operator=(const ToolWatch&) = delete;
 
+  // From now on nothing is said: the host ends, and with it runs of the tool. [any thread]
+  void Quiet();
+
   // Why the last run of the calling thread failed; empty when it did not, or ran none. A plug-in
   // notifies on the thread that has read the inventory just before.
-  static const std::string& LastFailureOfThisThread();
+  [[nodiscard]] static const std::string& LastFailureOfThisThread();
 
  private:
   struct Failing {
@@ -31,6 +34,7 @@ class ToolWatch {
   std::mutex mutex_;
   std::map<std::string, Failing> failing_;  // by arguments, guarded by mutex_
   unsigned long failures_ = 0;              // since they started
+  bool quiet_ = false;
 };
 
 // The runner's counters as a table for people; empty when nothing ran.

@@ -38,6 +38,7 @@ int RunCommand(const vxhost::Options& options, vxhost::SignalWatch& signals) {
   vxhost::Output output;
   vxhost::Host host(options, output, signals);
   const int status = command->m_Run(host);
+  output.Finish();
   return status == vxhost::EXIT_DONE && output.HasFailed() ? vxhost::EXIT_FAILED : status;
 }
 

@@ -2,13 +2,18 @@
 #include "support/Files.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -348,6 +353,73 @@ TEST_F(Cli, Service_EndsInOrderWhenNobodyReadsItAnyMore) {
   EXPECT_THAT(host.Errors(), HasSubstr("nobody reads standard output any more: the service ends"));
   EXPECT_TRUE(vxtest::ReadFile(directory_ / "log")
                   .ends_with("command 3 object 0 data false\nreleaseIf object\n"));
+}
+
+// More than the pipe holds, and more than may wait in memory.
+std::string ManyEvents() {
+  std::string events;
+  for (int i = 0; i < 200; ++i) {
+    events += (i == 0 ? "" : ",");
+    events +=
+        R"({"id":10968,"severity":4,"object":2,"name":")" + std::string(10'000, 'n') + R"("})";
+  }
+  return "\"events\":[" + events + "]";
+}
+
+// Until the fixture has been asked for its events.
+void WaitForFetch(const std::filesystem::path& log) {
+  while (!std::filesystem::exists(log) ||
+         vxtest::ReadFile(log).find("command 10 ") == std::string::npos) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
+
+TEST_F(Cli, OutputThatNobodyTakes_HoldsUpNeitherThePluginNorTheStopAndIsStatus1) {
+  vxtest::WriteFile(directory_ / "script",
+                    "{\"notify\":1," + ManyEvents() + "," + FIXTURE_OBJECTS + "}");
+  vxtest::HostProcess host({"run", "--json", "--db", "none", "--plugin", VXTEST_PLUGIN},
+                           {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()},
+                            {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}});
+  WaitForFetch(directory_ / "log");
+  host.Signal(SIGTERM);
+  EXPECT_TRUE(host.EndsUnread());
+  EXPECT_TRUE(vxtest::ReadFile(directory_ / "log").ends_with("releaseIf object\n"));
+  EXPECT_EQ(host.Wait(), 1);
+}
+
+// A pipe under a name that is full and that nobody reads.
+class FullPipe {
+ public:
+  explicit FullPipe(const std::filesystem::path& path) {
+    ::mkfifo(path.c_str(), 0600);
+    descriptor_ = ::open(path.c_str(), O_RDWR | O_NONBLOCK);
+    const std::string text(4096, '.');
+    while (::write(descriptor_, text.data(), text.size()) > 0) {
+    }
+  }
+  ~FullPipe() { ::close(descriptor_); }
+  FullPipe(const FullPipe&) = delete;
+  FullPipe& operator=(const FullPipe&) = delete;
+
+ private:
+  int descriptor_;
+};
+
+TEST_F(Cli, ErrorsThatNobodyTakes_DoNotHoldUpTheStop) {
+  const FullPipe pipe(directory_ / "errors");
+  vxtest::WriteFile(directory_ / "host",
+                    "#!/bin/sh\nexec '" + vxtest::HostProcess::Program().string() +
+                        "' \"$@\" 2> '" + (directory_ / "errors").string() + "'\n",
+                    true);
+  vxtest::WriteFile(directory_ / "script", "{\"notify\":1," + FIXTURE_OBJECTS + "}");
+  vxtest::HostProcess host({"run", "--db", "none", "--plugin", VXTEST_PLUGIN},
+                           {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()},
+                            {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}},
+                           directory_ / "host");
+  WaitForFetch(directory_ / "log");
+  host.Signal(SIGTERM);
+  EXPECT_EQ(host.Wait(), 1);
+  EXPECT_TRUE(vxtest::ReadFile(directory_ / "log").ends_with("releaseIf object\n"));
 }
 
 TEST_F(Cli, Service_TriesAFailedStartAgainOnAFreshObject) {

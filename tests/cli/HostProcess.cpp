@@ -127,15 +127,20 @@ std::string HostProcess::Line() {
   return line;
 }
 
+bool HostProcess::EndsUnread() const {
+  const int end = static_cast<int>(::syscall(SYS_pidfd_open, child_, 0));
+  pollfd waiting{end, POLLIN, 0};
+  const bool ended = end < 0 || ::poll(&waiting, 1, PATIENCE) != 0;
+  ::close(end);
+  return ended;
+}
+
 int HostProcess::Wait(std::string* rest) {
   while (Fill(PATIENCE)) {
   }
   if (rest != nullptr) *rest = pending_;
   // One that does not end is ended, so that the test fails instead of hanging.
-  const int end = static_cast<int>(::syscall(SYS_pidfd_open, child_, 0));
-  pollfd waiting{end, POLLIN, 0};
-  if (end >= 0 && ::poll(&waiting, 1, PATIENCE) == 0) ::kill(child_, SIGKILL);
-  ::close(end);
+  if (!EndsUnread()) ::kill(child_, SIGKILL);
   int status = 0;
   if (::waitpid(child_, &status, 0) != child_) return -1000;
   child_ = -1;

@@ -36,6 +36,9 @@ class HostProcess {
   // minus the signal.
   int Wait(std::string* rest = nullptr);
 
+  // Waits half a minute for its end without reading what it prints.
+  bool EndsUnread() const;
+
   // What it has said on standard error so far.
   std::string Errors() const;
   // Waits until it has said the text on standard error; false after half a minute.

@@ -145,10 +145,17 @@ TEST_F(Rpc, AfterRelease_CommandsAreErrorsUntilCreate) {
                           "createIf mask 0", "command 3 object 0 data false", "releaseIf object"));
 }
 
-TEST_F(Rpc, ReleaseAfterCommand2_CallsNoCommandOfItsOwn) {
-  Answers("{\"command\":2}\n{\"control\":\"release\"}\n");
-  EXPECT_THAT(Calls(), ElementsAre("createIf mask 0", "command 2 object 0 data true",
-                                   "releaseIf object", "releaseIf null"));
+TEST_F(Rpc, ReleaseWhileAWorkerMayRun_IsAnErrorUntilCommand3) {
+  const auto answers = Answers(
+      "{\"id\":1,\"command\":2}\n{\"id\":2,\"control\":\"release\"}\n"
+      "{\"id\":3,\"command\":3}\n{\"id\":4,\"control\":\"release\"}\n");
+  ASSERT_EQ(answers.size(), 4U);
+  EXPECT_EQ(answers[1], R"({"id":2,"error":"the object may still be at work since command 2: )"
+                        R"(send command 3 first"})");
+  EXPECT_EQ(answers[3], R"({"id":4,"result":0})");
+  EXPECT_THAT(Calls(),
+              ElementsAre("createIf mask 0", "command 2 object 0 data true",
+                          "command 3 object 0 data false", "releaseIf object", "releaseIf null"));
 }
 
 TEST_F(Rpc, FailedCreate_IsAnsweredWithItsResult) {
@@ -256,6 +263,17 @@ TEST_F(Rpc, SecondSignal_EndsTheServiceAtOnce) {
   host.Signal(SIGTERM);
   EXPECT_EQ(host.Wait(), -SIGTERM);
   EXPECT_EQ(Calls().back(), "command 4 object 0 data true");
+}
+
+TEST_F(Rpc, SIGUSR1_IsAQuestionAndEndsNothing) {
+  vxtest::HostProcess host(Words(), Environment());
+  for (int id = 1; id < 3; ++id) {
+    host.Send("{\"id\":" + std::to_string(id) + ",\"command\":3}\n");
+    EXPECT_EQ(host.Line(), "{\"id\":" + std::to_string(id) + ",\"result\":0}");
+    host.Signal(SIGUSR1);
+  }
+  host.EndInput();
+  EXPECT_EQ(host.Wait(), 0);
 }
 
 TEST_F(Rpc, SignalThatWasIgnoredFromTheStart_StaysIgnored) {

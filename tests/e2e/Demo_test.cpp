@@ -1,6 +1,7 @@
 // The host with the real plug-in on simulated drives.
 #include "DatabaseORM/RawSqlite.h"
 #include "HostProcess.h"
+#include "Simulated.h"
 #include "support/Files.h"
 
 #include <chrono>
@@ -17,45 +18,15 @@ namespace {
 
 using testing::HasSubstr;
 using testing::Not;
+using vxtest::HasEnded;
 using vxtest::HostProcess;
 using vxtest::RunHost;
+using vxtest::WaitForFile;
+
+using Simulated = vxtest::Simulated;
 
 const std::string FIRST = "CVFT7203005M400LGN";  // the serial numbers of the fleet
 const std::string SECOND = "CVFT7383007K400BGN";
-
-class Simulated : public testing::Test {
- protected:
-  Simulated() {
-    std::filesystem::copy(VXTEST_FLEET, fleet_);
-    vxtest::WriteFile(directory_ / "etc" / "piTorvex.ini", "PollInterval=2\n");
-    vxtest::WriteFile(directory_ / "etc" / "CustomOpOpts.ini",
-                      "IntelPCIeTopologologyRefreshRate=0\n");
-    std::filesystem::create_directory(directory_ / "tmp");
-  }
-
-  // The words with the options of the simulation, whose working directory lies in ours.
-  std::vector<std::string> Words(std::vector<std::string> words) const {
-    words.insert(words.end(),
-                 {"--simulate", fleet_.string(), "--config-dir", (directory_ / "etc").string()});
-    return words;
-  }
-  HostProcess::Environment Environment() const {
-    return {{"TMPDIR", (directory_ / "tmp").string()}};
-  }
-  vxtest::HostRun Run(const std::vector<std::string>& words) const {
-    return RunHost(Words(words), "", Environment());
-  }
-  void Edit(std::vector<std::string> words) const {
-    words.insert(words.begin(), "simulate");
-    words.insert(words.end(), {"--fleet", fleet_.string()});
-    const auto run = RunHost(words);
-    EXPECT_EQ(run.status, 0) << run.err;
-  }
-  bool NothingIsLeft() const { return std::filesystem::is_empty(directory_ / "tmp"); }
-
-  vxtest::TempDir directory_;
-  const std::filesystem::path fleet_ = directory_ / "fleet.json";
-};
 
 // The next line that is about an event. A scan that is under way while the fleet is edited may find
 // a drive silent for once, which the service tells as well.
@@ -127,25 +98,6 @@ std::filesystem::path ProgramWithHangingStandIn(const std::filesystem::path& hom
                         "' '" + (home / "pid").string() + "'\nexec sleep 600\n",
                     true);
   return home / "vxhost";
-}
-
-void WaitForFile(const std::filesystem::path& path) {
-  for (int attempt = 0; attempt < 3000 && !std::filesystem::exists(path); ++attempt) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  ASSERT_TRUE(std::filesystem::exists(path)) << path;
-}
-
-// Whether the program ends within half a minute. What is left of it may be an entry without a file,
-// until whoever has inherited it looks.
-bool HasEnded(pid_t program) {
-  const std::filesystem::path file = "/proc/" + std::to_string(program) + "/exe";
-  std::error_code error;
-  for (int attempt = 0; attempt < 3000; ++attempt) {
-    if (std::filesystem::read_symlink(file, error).empty()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return false;
 }
 
 TEST_F(Simulated, SignalWhileTheTreeIsLaid_LeavesNeitherDirectoryNorProgram) {
