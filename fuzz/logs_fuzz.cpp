@@ -1,6 +1,7 @@
 // The tool's other answers: the first byte picks the reader ('0' health log, '1' temperatures, '2'
 // attributes, '3' capacity, '4' version, '5' the text of a counter), the rest is what the tool
 // prints.
+#include "Core/Health.h"
 #include "piTorvex.h"
 
 #include <array>
@@ -38,7 +39,7 @@ void ReadLog(Reader reader, const rapidjson::Value& root) {
 
 void ReadCounter(const std::string& text) {
   try {
-    HexadecimalToNumber(text);
+    (void)HexadecimalToNumber(text);
     Require(text.find('-') == std::string::npos);
   } catch (const boost::bad_optional_access&) {
     // Not a number.

@@ -11,7 +11,7 @@ namespace vxhost {
 
 namespace {
 
-using Json = JsonValue;
+using Json = rapidjson::Value;
 
 std::string_view Name(const Json& string) {
   return {string.GetString(), string.GetStringLength()};

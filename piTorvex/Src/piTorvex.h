@@ -1,33 +1,27 @@
 #pragma once
 
+#include "Core/Mirror.h"
+#include "Core/Schedule.h"
+#include "Core/Trace.h"
 #include "piTorvexAdapter.h"
 #include "piTorvexCmdEmu.h"
 #include "piTorvexPhysicalDrive.h"
 #include "piTorvexPlugin.h"
 
-#include <array>
 #include <atomic>
-#include <initializer_list>
-#include <ios>
 #include <memory>
 #include <string>
-#include <type_traits>
-#include <variant>
 #include <vector>
 
 #include <boost/filesystem/path.hpp>
 #include <boost/function.hpp>
-#include <boost/optional.hpp>
 #include <rapidjson/fwd.h>
 
 #include <DB/Database.h>
 #include <DatabaseORM/Records.h>
+#include <PI/Catalogue.h>
 #include <PI/ConfigFile.h>
 #include <PI/PluginApi.h>
-#include <PI/PluginHelper.h>
-#include <TLX/Internals/TraceStreamBuffer.h>
-#include <TLX/Misc/ModuleInfo.h>
-#include <TLX/Output_Streams/FormatStream.h>
 #include <TLX/Threading/Annotations.h>
 #include <TLX/Threading/Event.h>
 #include <TLX/Threading/FastMutex.h>
@@ -35,214 +29,20 @@
 
 namespace NAMESPACE_piTorvex {
 
-// Result codes of the plug-in. Those that the host library names are in PI/Codes.h.
-inline constexpr unsigned int SUCCESS = 0;
-inline constexpr unsigned int ERR_GENERAL_FAILURE = 20000;
-inline constexpr unsigned int ERR_UNKNOWN_COMMAND = 20002;
-inline constexpr unsigned int ERR_TOOL_COMMAND_FAILED = 20003;
-inline constexpr unsigned int ERR_PROPERTY_NOT_SETTABLE = 20004;
-inline constexpr unsigned int ERR_OPERATION_NOT_SUPPORTED = 20005;
-inline constexpr unsigned int ERR_UNKNOWN_LOG_PAGE = 20006;
-inline constexpr unsigned int ERR_OUT_OF_MEMORY = 20007;
-inline constexpr unsigned int ERR_OBJECT_NOT_FOUND = 20008;
-inline constexpr unsigned int ERR_OPERATION_NOT_ALLOWED = 20042;
-
-// The module's identity and trace switch.
-extern TLX::Misc::CModuleInfo TLX_MODULE_INFO_piTorvex;
-
-// Feeds one argument of a trace line: numbers in the width they have, texts as they stand.
-template <class Value>
-void FeedTrace(TLX::Output_Streams::CFormatStream& stream, const Value& value) {
-  if constexpr (std::is_convertible_v<const Value&, std::string>) {
-    stream << value;
-  } else if constexpr (sizeof(Value) > sizeof(unsigned int)) {
-    stream.FormatInt(static_cast<unsigned long>(value));
-  } else {
-    stream.FormatInt(static_cast<unsigned int>(value));
-  }
-}
-
-template <class... Values>
-void WriteTrace(unsigned int level, const char* file, const char* function, unsigned int line,
-                const char* format, const Values&... values) {
-  TLX::Internals::CTraceStreamBuffer buffer(level, TLX_MODULE_INFO_piTorvex, file, function, line);
-  TLX::Output_Streams::CFormatStream stream(buffer, format);
-  (FeedTrace(stream, values), ...);
-}
-
-// Writes a trace line of the file that defines TRACE_FILE under the given function name. Nothing is
-// evaluated while the level is off.
-#define TORVEX_TRACE_IN(function, level, ...)                                                   \
-  do {                                                                                          \
-    if ((::NAMESPACE_piTorvex::TLX_MODULE_INFO_piTorvex.TraceMask() & (level)) != 0) {          \
-      ::NAMESPACE_piTorvex::WriteTrace((level), TRACE_FILE, (function), __LINE__, __VA_ARGS__); \
-    }                                                                                           \
-  } while (false)
-
-// The same under the name of the member function that it stands in. Not for lambdas.
-#define TORVEX_TRACE(level, ...) TORVEX_TRACE_IN(__func__, level, __VA_ARGS__)
-
-// Holds a lock of the interface object to the end of the scope, with the two lines of a scoped
-// guard. The release is not traced. Whether the wait succeeded is not looked at: a request proceeds
-// in any case, and the guard releases only what it got.
-#define TORVEX_SCOPED_LOCK_IN(function, guard, mutex)                               \
-  TORVEX_TRACE_IN(function, TLX::Misc::TRACE_LOCKS, "Before " #mutex ".Wait (sg)"); \
-  const TLX::Threading::Native_OS::CFastMutexGuard guard(mutex);                    \
-  TORVEX_TRACE_IN(function, TLX::Misc::TRACE_LOCKS, "After " #mutex ".Wait (sg)")
-#define TORVEX_SCOPED_LOCK(guard, mutex) TORVEX_SCOPED_LOCK_IN(__func__, guard, mutex)
-
-// Traces what a guard at one of the boundaries caught.
-void TraceStopped(const char* function, const char* what) noexcept;
-
-// --- Text, independent of the host's global locale. [any thread]
-
-using CFormatValue = std::variant<long, unsigned long, std::string>;
-
-// Fills a format text ("%s", "%d", "%02d") positionally, in the classic locale.
-std::string FormatValues(const char* format, std::initializer_list<CFormatValue> values);
-
-template <class Value>
-CFormatValue ToFormatValue(const Value& value) {
-  if constexpr (std::is_convertible_v<const Value&, std::string>) {
-    return std::string(value);
-  } else if constexpr (std::is_signed_v<Value>) {
-    return static_cast<long>(value);
-  } else {
-    return static_cast<unsigned long>(value);
-  }
-}
-
-template <class... Values>
-std::string FormatText(const char* format, const Values&... values) {
-  return FormatValues(format, {ToFormatValue(values)...});
-}
-
-// --- Property tables, shared by adapter and drive.
-
-template <class Record>
-using CRecordField =
-    std::variant<std::monostate, int Record::*, unsigned long Record::*, std::string Record::*,
-                 double Record::*, std::vector<std::string> Record::*>;
-
-// One row of a property table: what the host shows, where the value comes from, and which field of
-// the database record holds it (none: monostate).
-template <class Object, class Record>
-struct CPropertyRow {
-  PI::_PROPERTY_DESCRIPTION m_Description;
-  // Sets the value; false when the object has none and the property is left out.
-  bool (*m_Read)(const Object& object, PI::CProperty& property);
-  CRecordField<Record> m_Field;
-};
-
-template <class Rows>
-constexpr bool HasUniqueIDs(const Rows& rows) {
-  for (auto row = rows.begin(); row != rows.end(); ++row) {
-    for (auto other = rows.begin(); other != row; ++other) {
-      if (other->m_Description.m_PropertyID == row->m_Description.m_PropertyID) return false;
-    }
-  }
-  return true;
-}
-
-// Readers of a table's rows, by the member that they show.
-template <auto Member, class Object>
-bool ShowText(const Object& object, PI::CProperty& property) {
-  property.SetValue(object.*Member);
-  return true;
-}
-
-template <auto Member, class Object>
-bool ShowTextIfAny(const Object& object, PI::CProperty& property) {
-  return !(object.*Member).empty() && ShowText<Member>(object, property);
-}
-
-template <auto Member, class Object>
-bool ShowNumber(const Object& object, PI::CProperty& property) {
-  property.SetValue(static_cast<unsigned long>(object.*Member));
-  return true;
-}
-
-template <auto Member, class Object>
-bool ShowNumberIfReported(const Object& object, PI::CProperty& property) {
-  return object.*Member != NOT_REPORTED && ShowNumber<Member>(object, property);
-}
-
-template <auto Member, class Object>
-bool ShowTemperatureIfKnown(const Object& object, PI::CProperty& property) {
-  if (object.*Member == TEMPERATURE_UNKNOWN) return false;
-  property.SetValue(object.*Member);
-  return true;
-}
-
-// Choices: a constexpr array of the codes that the member may hold.
-template <auto Member, const auto& Choices, class Object>
-bool ShowChoice(const Object& object, PI::CProperty& property) {
-  property.SetValue(static_cast<int>(object.*Member),
-                    std::vector<int>(Choices.begin(), Choices.end()));
-  return true;
-}
-
-// Empties out and appends, in the order of the table, the property with the given id, or all for
-// PI::PROPERTY_ALL. An id that the table does not have appends nothing.
-template <class Rows, class Object>
-void WalkProperties(const Rows& rows, const Object& object, unsigned long propertyId,
-                    std::vector<PI::CProperty>& out) {
-  out.clear();
-  for (const auto& row : rows) {
-    if (propertyId != PI::PROPERTY_ALL && propertyId != row.m_Description.m_PropertyID) continue;
-    PI::CProperty property;
-    PI::CPluginHelper::GenerateCProperty(row.m_Description, property);
-    if (row.m_Read(object, property)) out.push_back(property);
-  }
-}
-
-// Converts a property's value to the width of a record's field: numbers saturate (unsigned ones at
-// the highest signed one, which is the database's own end; all ones stay what they are, the null)
-// and never become the null of an integer, choices and ranges give the selected value, multiple
-// choices the decimal texts of the selected codes, texts stand as they are. False, field untouched,
-// for a floating -1.0
-// ("unknown") and for a value that has no such form.
-bool StoreValue(const PI::CPropertyValue& value, int& field);
-bool StoreValue(const PI::CPropertyValue& value, unsigned long& field);
-bool StoreValue(const PI::CPropertyValue& value, std::string& field);
-bool StoreValue(const PI::CPropertyValue& value, double& field);
-bool StoreValue(const PI::CPropertyValue& value, std::vector<std::string>& field);
-
-// Copies the properties into the record's fields, row by row; what has no property or no field is
-// passed over.
-template <class Rows, class Record>
-void CopyPropertiesToRecord(const Rows& rows, const std::vector<PI::CProperty>& properties,
-                            Record& record) {
-  for (const auto& row : rows) {
-    for (const PI::CProperty& property : properties) {
-      if (property.m_PropertyID != row.m_Description.m_PropertyID) continue;
-      std::visit(
-          [&](auto field) {
-            if constexpr (!std::is_same_v<decltype(field), std::monostate>) {
-              StoreValue(property.m_Value, record.*field);
-            }
-          },
-          row.m_Field);
-      break;
-    }
-  }
-}
-
-// --- Operations.
-
-// What an operation is offered with: the nine numbers, the first of them its id, and the flag.
-struct COperationDescriptor {
-  std::array<int, 9> m_Numbers;
-  bool m_Flag;
-};
-
-PI::COperation MakeOperation(const COperationDescriptor& descriptor);
-
-// A whole text as an unsigned number, written in the base that the manipulator stands for
-// (std::dec, std::hex: an optional "0x"): leading white space is skipped, nothing may follow, and a
-// minus sign is refused. In the classic locale, whatever the host's is. [any thread]
-boost::optional<unsigned long> ParseNumber(const std::string& text,
-                                           std::ios_base& (*base)(std::ios_base&));
+// Result codes of the plug-in, by the names of the interface.
+using PI::ERR_API_INITIALIZATION_FAILED;
+using PI::ERR_GENERAL_FAILURE;
+using PI::ERR_LOCK_INITIALIZATION_FAILED;
+using PI::ERR_NO_SUPPORTED_HARDWARE;
+using PI::ERR_OBJECT_NOT_FOUND;
+using PI::ERR_OPERATION_NOT_ALLOWED;
+using PI::ERR_OPERATION_NOT_SUPPORTED;
+using PI::ERR_OUT_OF_MEMORY;
+using PI::ERR_PROPERTY_NOT_SETTABLE;
+using PI::ERR_TOOL_COMMAND_FAILED;
+using PI::ERR_UNKNOWN_COMMAND;
+using PI::ERR_UNKNOWN_LOG_PAGE;
+using PI::SUCCESS;
 
 // The object that an id names; at most one member is set.
 struct CFoundObject {
@@ -393,7 +193,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   std::vector<CTorvexAdapter> m_Adapters VX_GUARDED_BY(m_DataLock);
   std::vector<CTorvexPhysicalDrive> m_PhysicalDrives VX_GUARDED_BY(m_DataLock);
   std::vector<CCmdEmuAdapter> m_ToolRecords VX_GUARDED_BY(m_DataLock);
-  std::vector<PI::CETR> m_ETRs;  // kept and destroyed, not used
+  std::vector<PI::CETR> m_ETRs;  // at its place among the members; always empty
   std::vector<PI::CAdapterID> m_HostAdapterIDs VX_GUARDED_BY(m_DataLock);
   std::vector<PI::CEvent> m_Events VX_GUARDED_BY(m_EventsLock);
   unsigned long m_AdapterCount VX_GUARDED_BY(m_DataLock) = 0;
@@ -406,33 +206,15 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   std::string m_ToolVersion VX_GUARDED_BY(m_DataLock);
   std::shared_ptr<DatabaseWrapper::CHostDatabase> m_Database;
 
-  // Called before each tool record of a scan or a log pass; advances m_RecordPosition.
-  boost::function<void()> m_RecordCallback;
-  int m_RecordPosition VX_GUARDED_BY(m_DataLock) = -1;  // 0-based position of the tool record
-
-  // Workers of earlier SetAdapterIDs calls that still ran at the next one; command 3 ends them too.
-  std::vector<std::unique_ptr<TLX::Threading::CThread>> m_OlderWorkers;
-  std::atomic<bool> m_SeveralWorkers{false};
-
-  // What the database still has to be told at the next scan.
-  bool m_PluginRowIsMissing VX_GUARDED_BY(m_DataLock) = false;                // its insert failed
-  bool m_PluginRowIsStale VX_GUARDED_BY(m_DataLock) = false;                  // its update failed
-  std::vector<CTorvexAdapter> m_UndeletedAdapters VX_GUARDED_BY(m_DataLock);  // rows to delete
-
   // The storage object of the host's database. Throws DatabaseException when there is none.
   DatabaseORM::storage_t& Storage() const;
 
  private:
-  // What a wake-up of the worker leaves for the next one.
-  struct CWorkerState {
-    bool m_RescanDue = true;
-    unsigned long m_LastScan = 0;  // time of now()
-  };
+  friend struct CInspection;  // of tests
+
   // What the log pass asks for.
-  enum class CLogPass { Done, RescanNeeded, Stopped };
-  // What one merge finds out; numbers are positions in the new or the published lists.
-  struct CMerge;
-  enum class CRowWork { Insert, Update, Delete };
+  enum class CLogPass { Done, ScanNeeded, Stopped };
+  class CRowWriter;
 
   // --- piTorvex
   CFoundObject Find(unsigned long objectId) VX_REQUIRES(m_DataLock);
@@ -445,67 +227,63 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
                      std::type_identity_t<Args>... args);
 
   // --- piTorvexPlugin: start-up and shut-down
-  unsigned int InitializeLocks();
-  unsigned int QueryTool();
-  unsigned long FirstScan() VX_REQUIRES(m_DataLock);
+  unsigned int InitializeLocks(const CTracer& trace);
+  unsigned int QueryTool(const CTracer& trace);
+  unsigned long FirstScan(const CTracer& trace) VX_REQUIRES(m_DataLock);
+  unsigned int FailInitialize(unsigned int result);
   void WithdrawObjects() VX_REQUIRES(m_DataLock);
   void PublishAdapters(std::vector<PI::CAdapterID>& out) VX_REQUIRES(m_DataLock);
   void TakeAdapterIDs(const std::vector<PI::CAdapterID>& ids) VX_REQUIRES(m_DataLock);
   void TakeFirstAdapterIDs(const std::vector<PI::CAdapterID>& ids) VX_NO_THREAD_SAFETY_ANALYSIS;
   bool IsWorkerRunning() const;
   void StartWorker();
-  void EndWorker(TLX::Threading::CThread& worker, unsigned long since);
-  const PI::CAdapterID* FindHostRecord(const CTorvexAdapter& adapter) const VX_REQUIRES(m_DataLock);
+  void EndWorker(const CTracer& trace, TLX::Threading::CThread& worker, unsigned long since);
 
   // --- piTorvexPlugin: worker [worker thread]
-  bool HandleSignal(unsigned int signal, CWorkerState& state);
-  void OnPrivateEvent();
+  bool HandleWakeUp(const CTracer& trace, EWakeUp wakeUp, CSchedule& schedule);
+  void OnPrivateEvent(const CTracer& trace);
   void UnlockObjectsUnguarded() VX_NO_THREAD_SAFETY_ANALYSIS;
-  void Refresh(CWorkerState& state);
-  void RefreshGuarded(CWorkerState& state);
-  unsigned long FullScan() VX_REQUIRES(m_DataLock, m_EventsLock);
-  unsigned long MergeScan(std::vector<CTorvexAdapter>& adapters,
+  void Refresh(const CTracer& trace, CSchedule& schedule);
+  void RefreshGuarded(const CTracer& trace, CSchedule& schedule);
+  unsigned long FullScan(const CTracer& trace) VX_REQUIRES(m_DataLock, m_EventsLock);
+  unsigned long MergeScan(const CTracer& trace, std::vector<CTorvexAdapter>& adapters,
                           std::vector<CTorvexPhysicalDrive>& drives) VX_REQUIRES(m_DataLock);
   void Relink() VX_REQUIRES(m_DataLock);
-  CLogPass RunLogPass() VX_REQUIRES(m_DataLock);
+  CLogPass RunLogPass(const CTracer& trace) VX_REQUIRES(m_DataLock);
   bool RefreshRecord(CCmdEmuAdapter& record) VX_REQUIRES(m_DataLock);
   bool PauseBetweenRecords();
-  void NotifyHost();
+  void NotifyHost(const CTracer& trace);
 
-  // --- piTorvexPlugin: scan; holds m_DataLock
-  class CScan;
-  void BuildAdapter(CScan& scan, const CCmdEmuAdapter& record, bool healthKnown,
-                    CTorvexAdapter& adapter, CTorvexPhysicalDrive& drive) VX_REQUIRES(m_DataLock);
-  void BuildDrive(CScan& scan, CCmdEmuAdapter& record, bool healthKnown, bool freshIds,
-                  const CTorvexAdapter& adapter, CTorvexPhysicalDrive& drive)
+  // --- rows: one body for the three kinds of work on each kind of object; result codes
+  unsigned int WriteObject(ERowWork work, CTorvexPlugin& plugin, const CTracer& trace)
       VX_REQUIRES(m_DataLock);
-  void AdvanceRecordPosition() VX_REQUIRES(m_DataLock) { ++m_RecordPosition; }
+  unsigned int WriteObject(ERowWork work, CTorvexAdapter& adapter, const CTracer& trace)
+      VX_REQUIRES(m_DataLock);
+  unsigned int WriteObject(ERowWork work, CTorvexPhysicalDrive& drive, const CTracer& trace)
+      VX_REQUIRES(m_DataLock);
+  bool HasNoDatabaseToTell() const;
+  // Runs one database operation for the mirror; whatever it throws is traced. False when it has to
+  // be sent again; where there is no database nothing has.
+  template <class Object>
+  bool WriteRow(ERowWork work, Object& object) VX_REQUIRES(m_DataLock);
+
+  // --- piTorvexPlugin: scan and merge
   bool IsStopRequested() { return m_StopRequest.Wait(0) == TLX::Threading::WAIT_ACQUIRED; }
   bool QueryHealth(int index, CCmdEmuGetlog& log);
-  void DropDuplicates(std::vector<CTorvexAdapter>& adapters,
-                      std::vector<CTorvexPhysicalDrive>& drives);
+  void DropDuplicatesTraced(std::vector<CTorvexAdapter>& adapters,
+                            std::vector<CTorvexPhysicalDrive>& drives);
+  void Publish(struct CMergeResult& merged) VX_REQUIRES(m_DataLock, m_EventsLock);
+  void AdvanceRecordPosition() VX_REQUIRES(m_DataLock) { ++m_RecordPosition; }
 
-  // --- piTorvexPlugin: merge; holds m_DataLock
-  void CompareAdapters(CMerge& merge) VX_REQUIRES(m_DataLock);
-  void FindRemovedAdapters(CMerge& merge) VX_REQUIRES(m_DataLock);
-  void CompareDrives(CMerge& merge) VX_REQUIRES(m_DataLock);
-  void ReplaceLists(CMerge& merge) VX_REQUIRES(m_DataLock, m_EventsLock);
-  void KeepLists(const CMerge& merge) VX_REQUIRES(m_DataLock, m_EventsLock);
+  // Called before each tool record of a scan or a log pass; advances m_RecordPosition.
+  boost::function<void()> m_RecordCallback;
+  int m_RecordPosition VX_GUARDED_BY(m_DataLock) = -1;  // 0-based position of the tool record
 
-  // --- piTorvexPlugin: rows; holds m_DataLock
-  // Runs one database operation; whatever it throws is traced. False when it has to be sent again;
-  // where there is no database nothing has.
-  template <class Object>
-  bool WriteRow(CRowWork work, Object& object) VX_REQUIRES(m_DataLock);
-  template <class Object>
-  void InsertRow(Object& object) VX_REQUIRES(m_DataLock);
-  void InsertDriveRow(CTorvexPhysicalDrive& drive) VX_REQUIRES(m_DataLock);
-  template <class Object>
-  void UpdateRow(Object& object) VX_REQUIRES(m_DataLock);
-  void WriteMergedRows(CMerge& merge) VX_REQUIRES(m_DataLock);
-  void DeleteRows() VX_REQUIRES(m_DataLock);
-  bool IsDeletePending(unsigned int adapterNumber) const VX_REQUIRES(m_DataLock);
-  void WritePluginRow(bool changed) VX_REQUIRES(m_DataLock);
+  // Workers of earlier SetAdapterIDs calls that still ran at the next one; command 3 ends them too.
+  std::vector<std::unique_ptr<TLX::Threading::CThread>> m_OlderWorkers;
+  std::atomic<bool> m_SeveralWorkers{false};
+
+  CMirror m_Mirror VX_GUARDED_BY(m_DataLock);  // what the database still has to be told
 };
 
 }  // namespace NAMESPACE_piTorvex

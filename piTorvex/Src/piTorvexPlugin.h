@@ -1,12 +1,13 @@
 #pragma once
 
-#include <string>
+#include "Core/Names.h"
 
 #include <PI/Object.h>
 
 namespace NAMESPACE_piTorvex {
 
-// The plug-in object itself: parent of every adapter.
+// The plug-in object itself: parent of every adapter. The one there is belongs to IPLUGINAPI_IMPL.
+// [holds m_DataLock]
 class CTorvexPlugin : public PI::CObject {
  public:
   CTorvexPlugin() = default;
@@ -14,8 +15,5 @@ class CTorvexPlugin : public PI::CObject {
   CTorvexPlugin& operator=(const CTorvexPlugin&) = default;
   ~CTorvexPlugin() override = default;
 };
-
-// The marketing name that goes with a PCI subsystem device id and a PCI device id.
-std::string getAdapterName(unsigned long subsystemDeviceId, unsigned long deviceId);
 
 }  // namespace NAMESPACE_piTorvex

@@ -1,4 +1,5 @@
 // What the readers of the tool's output take over, from text alone: no command runs here.
+#include "Core/Health.h"
 #include "PluginTrace.h"
 #include "piTorvex.h"
 #include "support/Scale.h"
@@ -177,11 +178,28 @@ TEST(CmdEmuParsing, FailedParse_DropsTheEarlierDocument) {
   EXPECT_TRUE(document.IsNull());
 }
 
-TEST(CmdEmuParsing, ByteOrderMarkAndTextBehindANul_AreAccepted) {
+TEST(CmdEmuParsing, AByteOrderMark_IsAccepted) {
   rapidjson::Document document;
   EXPECT_TRUE(ParseToolOutput("\xEF\xBB\xBF{}", document));
   EXPECT_TRUE(document.IsObject());
-  EXPECT_TRUE(ParseToolOutput(std::string("{}\0junk", 7), document));
+}
+
+TEST(CmdEmuParsing, TextBehindANul_IsRefusedLikeAnyTextBehindTheDocument) {
+  rapidjson::Document document;
+  EXPECT_FALSE(ParseToolOutput(std::string("{}\0junk", 7), document));
+  EXPECT_FALSE(ParseToolOutput(std::string("{}\0\0", 4), document));
+  EXPECT_FALSE(ParseToolOutput("{}junk", document));
+  EXPECT_TRUE(ParseToolOutput(std::string("{}\0", 3), document));
+}
+
+// A few bytes of text a value: the document would take many times as much.
+TEST(CmdEmuParsing, ATextWhoseDocumentTakesTooMuchMemory_IsRefusedBeforeItIsMade) {
+  std::string text = "[0";
+  while (text.size() < (std::size_t{48} << 20U)) text += ",0";
+  rapidjson::Document document;
+  EXPECT_FALSE(ParseToolOutput(text + "]", document));
+  EXPECT_TRUE(document.IsNull());
+  EXPECT_LT(document.GetAllocator().Capacity(), std::size_t{1} << 20U);
 }
 
 TEST(CmdEmuParsing, NestingUpToTheLimitIsRead_OneMoreIsRefused) {
@@ -692,16 +710,15 @@ TEST(CmdEmuHealthLog, WithoutTheLevel_NothingIsTraced) {
 // --- Hexadecimal counters
 
 TEST(CmdEmuHexadecimal, WholeTexts_AreRead) {
-  const std::array<std::pair<const char*, unsigned long>, 10> good = {{{"1F4", 500},
-                                                                       {"1f4", 500},
-                                                                       {"500", 1280},
-                                                                       {"0x1F4", 500},
-                                                                       {"0X1f4", 500},
-                                                                       {" 1F4", 500},
-                                                                       {"\t\n 1F4", 500},
-                                                                       {"0", 0},
-                                                                       {"+5", 5},
-                                                                       {"FFFFFFFFFFFFFFFF", ~0UL}}};
+  const std::array<std::pair<const char*, unsigned long>, 9> good = {{{"1F4", 500},
+                                                                      {"1f4", 500},
+                                                                      {"500", 1280},
+                                                                      {"0x1F4", 500},
+                                                                      {"0X1f4", 500},
+                                                                      {" 1F4", 500},
+                                                                      {"\t\n 1F4", 500},
+                                                                      {"0", 0},
+                                                                      {"FFFFFFFFFFFFFFFF", ~0UL}}};
   for (const auto& [text, number] : good) EXPECT_EQ(HexadecimalToNumber(text), number) << text;
 }
 
@@ -861,7 +878,7 @@ class GlobalLocale {
 
 TEST(CmdEmuLocale, GroupingOfTheHost_ChangesNeitherReadingNorCommandLines) {
   const GlobalLocale locale(new Grouping);
-  EXPECT_THROW(HexadecimalToNumber("1,000"), boost::bad_optional_access);
+  EXPECT_THROW((void)HexadecimalToNumber("1,000"), boost::bad_optional_access);
   EXPECT_EQ(HexadecimalToNumber("123456"), 0x123456U);
   EXPECT_EQ(OneDrive(R"("MaximumLBA":1234567)").MaximumLBA, 1234567U);
   vxtest::ScriptedTool tool;

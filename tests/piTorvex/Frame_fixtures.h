@@ -20,10 +20,24 @@
 #include <PI/PluginApi.h>
 #include <TLX/Misc/Clock.h>
 
+namespace NAMESPACE_piTorvex {
+
+// What is private of the interface object, for tests that have no other way to see or to set it.
+struct CInspection {
+  static boost::function<void()>& RecordCallback(IPLUGINAPI_IMPL& plugin) {
+    return plugin.m_RecordCallback;
+  }
+  static bool HasSeveralWorkers(const IPLUGINAPI_IMPL& plugin) { return plugin.m_SeveralWorkers; }
+  static const auto& OlderWorkers(const IPLUGINAPI_IMPL& plugin) { return plugin.m_OlderWorkers; }
+};
+
+}  // namespace NAMESPACE_piTorvex
+
 // What the tests of the plug-in's frame stand on: a machine with drives, a tool that reports them,
 // and a database. Real clocks run in real time unless a test speeds them up.
 namespace frametest {
 
+using NAMESPACE_piTorvex::CInspection;
 using NAMESPACE_piTorvex::IPLUGINAPI_IMPL;
 using vxtest::FakeDrive;
 

@@ -21,7 +21,11 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using vxtest::PluginTrace;
 
-constexpr const char* TRACE_FILE = "piTorvex/Src/piTorvexPlugin";
+using NAMESPACE_piTorvex::CTracer;
+
+CTracer Tracer() {
+  return CTracer(NAMESPACE_piTorvex::TraceSource::PLUGIN, "Operation");
+}
 
 TEST(ModuleIdentity, Record_SaysWhoTheModuleIs) {
   EXPECT_EQ(TLX_MODULE_INFO_piTorvex.Id(), 309U);
@@ -56,21 +60,21 @@ TEST(ModuleIdentity, Errors_AreOneEntry) {
 TEST(Trace, WhileItsLevelIsOff_EvaluatesNothing) {
   PluginTrace trace(0);
   int evaluated = 0;
-  TORVEX_TRACE(2, "%d", ++evaluated);
+  Tracer().Steps("%d", [&evaluated] { return ++evaluated; });
   EXPECT_EQ(evaluated, 0);
   trace.SetMask(4);
-  TORVEX_TRACE(2, "%d", ++evaluated);
+  Tracer().Steps("%d", [&evaluated] { return ++evaluated; });
   EXPECT_EQ(evaluated, 0);
   trace.SetMask(2);
-  TORVEX_TRACE(2, "%d", ++evaluated);
+  Tracer().Steps("%d", [&evaluated] { return ++evaluated; });
   EXPECT_EQ(evaluated, 1);
   EXPECT_THAT(trace.Texts(), ElementsAre("1"));
 }
 
 TEST(Trace, Numbers_HaveTheWidthOfTheirType) {
   PluginTrace trace(2);
-  TORVEX_TRACE(2, "0x%x %x %d %d %d %s", 0x0135000000000001UL, 0xFFFFFFFFU, ~0UL, -1, 1UL << 40U,
-               std::string("text"));
+  Tracer().Steps("0x%x %x %d %d %d %s", 0x0135000000000001UL, 0xFFFFFFFFU, ~0UL, -1, 1UL << 40U,
+                 std::string("text"));
   EXPECT_THAT(trace.Texts(), ElementsAre("0x135000000000001 ffffffff -1 -1 1099511627776 text"));
 }
 
@@ -87,17 +91,17 @@ TEST(Trace, SaysWhereItWasWritten) {
   const auto sink = std::make_shared<LineSink>();
   TLX::Internals::SetTraceSink(sink);
   TLX_MODULE_INFO_piTorvex.SetTraceMask(2);
-  TORVEX_TRACE(2, "text");
+  Tracer().Steps("text");
   const unsigned int here = __LINE__ - 1;
   TLX_MODULE_INFO_piTorvex.SetTraceMask(0);
   TLX::Internals::SetTraceSink(nullptr);
-  EXPECT_EQ(sink->file, TRACE_FILE);
+  EXPECT_EQ(sink->file, "piTorvex/Src/piTorvexPlugin");
   EXPECT_EQ(sink->lineNumber, here);
 }
 
 TEST(Trace, OfATextThatLooksLikeAFormat_ShowsItAsItStands) {
   PluginTrace trace(2);
-  TORVEX_TRACE(2, "(%s) (%d)", std::string("%d %s %n"), 7);
+  Tracer().Steps("(%s) (%d)", std::string("%d %s %n"), 7);
   EXPECT_THAT(trace.Texts(), ElementsAre("(%d %s %n) (7)"));
 }
 

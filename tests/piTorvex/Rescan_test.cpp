@@ -264,18 +264,19 @@ TEST_F(RescanTest, DeletesThatFailed_AreForgottenAtTheNextStartUp) {
 
 TEST_F(RescanTest, AScanThatThrowsAtStartUp_EndsLikeOneWithoutAdapters) {
   vxtest::PluginTrace trace(16);
-  const boost::function<void()> callback = guest.Impl().m_RecordCallback;
-  guest.Impl().m_RecordCallback.clear();
+  boost::function<void()>& used = frametest::CInspection::RecordCallback(guest.Impl());
+  const boost::function<void()> callback = used;
+  used.clear();
   EXPECT_EQ(guest.Initialize(), 20001U);
   EXPECT_TRUE(trace.Has("ScanSystem() ret = 20000 m_PhysicalDrives=0"));
   EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin", "DELETE Plugin"));
-  guest.Impl().m_RecordCallback = callback;
+  used = callback;
   EXPECT_EQ(guest.Initialize(), 0U);
 }
 
 TEST_F(RescanTest, AScanThatThrowsHalfWay_TakesBackWhatItHadFound) {
   int records = 0;
-  guest.Impl().m_RecordCallback = [&records] {
+  frametest::CInspection::RecordCallback(guest.Impl()) = [&records] {
     if (++records == 2) throw std::runtime_error("no memory");
   };
   vxtest::PluginTrace trace(2 | 16);

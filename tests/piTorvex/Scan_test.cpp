@@ -582,7 +582,7 @@ TEST_F(ScanTest, GlobalNumbers_GrowByNewSerialNumbersOnly) {
 
 TEST_F(ScanTest, WithoutItsCallback_Throws) {
   machine.AddDrive("SERIAL");
-  plugin.m_RecordCallback.clear();
+  frametest::CInspection::RecordCallback(plugin).clear();
   try {
     Scan(true);
     FAIL() << "nothing was thrown";

@@ -392,7 +392,6 @@ TEST(Initialize, WithADatabaseThatFails_WorksWithoutIt) {
   machine.AddDrive("SERIAL");
   Guest guest;
   EXPECT_EQ(guest.Initialize(), 0U);
-  EXPECT_TRUE(guest.Impl().m_PluginRowIsMissing);
   EXPECT_TRUE(guest.Impl().m_Adapters.front().RowIsMissing);
   EXPECT_TRUE(guest.Impl().m_PhysicalDrives.front().RowIsMissing);
 }
@@ -482,10 +481,11 @@ TEST_F(SetAdapterIDs, StartsAWorkerEachTime) {
   const auto* const first = guest.Impl().m_WorkerThread.get();
   ASSERT_EQ(guest.SetAdapterIDs(), 0U);
   EXPECT_NE(guest.Impl().m_WorkerThread.get(), first);
-  ASSERT_EQ(guest.Impl().m_OlderWorkers.size(), 1U);
+  ASSERT_EQ(frametest::CInspection::OlderWorkers(guest.Impl()).size(), 1U);
   EXPECT_EQ(guest.DeInitialize(), 0U);
   EXPECT_EQ(guest.Impl().m_WorkerThread->Wait(0), TLX::Threading::WAIT_ACQUIRED);
-  EXPECT_EQ(guest.Impl().m_OlderWorkers.front()->Wait(0), TLX::Threading::WAIT_ACQUIRED);
+  EXPECT_EQ(frametest::CInspection::OlderWorkers(guest.Impl()).front()->Wait(0),
+            TLX::Threading::WAIT_ACQUIRED);
 }
 
 // --- DeInitialize
@@ -506,10 +506,11 @@ TEST(HostNumbers, SentASecondTime_LeaveTheEarlierOnes) {
     EXPECT_NE(guest.Impl().m_Adapters.front().Name, "Intel PCIe Device Adapter (7)");
   }
   EXPECT_EQ(kept.size(), 2U);
-  EXPECT_EQ(guest.Impl().m_OlderWorkers.size(), 1U);
+  EXPECT_EQ(frametest::CInspection::OlderWorkers(guest.Impl()).size(), 1U);
   EXPECT_EQ(guest.DeInitialize(), 0U);
   EXPECT_EQ(guest.Impl().m_WorkerThread->Wait(0), TLX::Threading::WAIT_ACQUIRED);
-  EXPECT_EQ(guest.Impl().m_OlderWorkers.front()->Wait(0), TLX::Threading::WAIT_ACQUIRED);
+  EXPECT_EQ(frametest::CInspection::OlderWorkers(guest.Impl()).front()->Wait(0),
+            TLX::Threading::WAIT_ACQUIRED);
 }
 
 TEST(DeInitialize, WithoutAWorkerOrTwice_IsFine) {

@@ -489,10 +489,17 @@ TEST_F(UpdateTest, ADeleteThatFailed_ComesBeforeAnythingUnderItsNumber) {
 }
 
 TEST_F(UpdateTest, ThePluginsRow_IsSentAgainToo) {
-  plugin.m_PluginRowIsMissing = true;
+  Store();
+  database.FailWhen([](const std::string& text) { return text.starts_with("UPDATE"); });
+  PI::COperation operation;
+  (void)plugin.ExecutePluginOperation(plugin.m_Plugin, operation);
+  database.FailWhen(nullptr);
+  database.ClearWrites();
   EXPECT_EQ(Update(), 20000UL);
-  EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin"));
-  EXPECT_FALSE(plugin.m_PluginRowIsMissing);
+  EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Plugin"));
+  database.ClearWrites();
+  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_THAT(database.Writes(), IsEmpty());
 }
 
 TEST_F(UpdateTest, AMarkedRow_IsWrittenThoughNothingChanged) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -118,10 +119,10 @@ class WorkerTest : public testing::Test {
   // The shortest time, by the clock, from a line with the one text to the next with the other.
   unsigned long SmallestGap(const std::string& from, const std::string& to) const {
     unsigned long smallest = ~0UL;
-    boost::optional<unsigned long> begin;
+    std::optional<unsigned long> begin;
     for (const vxtest::TraceLine& line : trace.Lines()) {
       if (line.text == to && begin) smallest = std::min(smallest, line.time - *begin);
-      if (line.text == to) begin = boost::none;
+      if (line.text == to) begin.reset();
       if (line.text == from) begin = line.time;
     }
     return smallest;
@@ -283,13 +284,14 @@ TEST_F(WorkerTest, PrivateEvent_WithSeveralWorkers_WaitsForTheLock) {
 TEST_F(WorkerTest, PrivateEvent_OfASingleWorkerAfterSeveral_NeedsNoLockEither) {
   Start();
   ASSERT_EQ(guest->SetAdapterIDs(), 0U);
-  EXPECT_TRUE(Plugin().m_SeveralWorkers);
+  EXPECT_TRUE(frametest::CInspection::HasSeveralWorkers(Plugin()));
   ASSERT_EQ(guest->DeInitialize(), 0U);
   ASSERT_EQ(guest->Initialize(), 0U);
   trace.Clear();
   Start();
-  EXPECT_FALSE(Plugin().m_SeveralWorkers);
-  EXPECT_THAT(Plugin().m_OlderWorkers, IsEmpty());  // those that have ended are not kept
+  EXPECT_FALSE(frametest::CInspection::HasSeveralWorkers(Plugin()));
+  EXPECT_THAT(frametest::CInspection::OlderWorkers(Plugin()),
+              IsEmpty());  // those that have ended are not kept
   const int before = listener.Count();
   const TLX::Threading::Native_OS::CFastMutexGuard busy(Plugin().m_DataLock);
   Plugin().m_PrivateEvent.Set();

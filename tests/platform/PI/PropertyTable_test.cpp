@@ -1,18 +1,17 @@
-#include "piTorvex.h"
-
 #include <limits>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <PI/PropertyTable.h>
+
 namespace {
 
-using NAMESPACE_piTorvex::COperationDescriptor;
-using NAMESPACE_piTorvex::CopyPropertiesToRecord;
-using NAMESPACE_piTorvex::CPropertyRow;
-using NAMESPACE_piTorvex::FormatText;
-using NAMESPACE_piTorvex::StoreValue;
-using NAMESPACE_piTorvex::WalkProperties;
+using PI::COperationDescriptor;
+using PI::CopyPropertiesToRecord;
+using PI::CPropertyRow;
+using PI::StoreValue;
+using PI::WalkProperties;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -155,62 +154,6 @@ TEST(MakeOperation, SetsTheNumbersAndTheFlag) {
   EXPECT_THAT(operation.m_Numbers, ElementsAre(1, 2, 3, 4, 5, 6, 7, -1, 9));
   EXPECT_TRUE(operation.m_Flag);
   EXPECT_THAT(operation.m_Events, IsEmpty());
-}
-
-struct Grouping : std::numpunct<char> {
-  char do_thousands_sep() const override { return ','; }
-  std::string do_grouping() const override { return "\3"; }
-};
-
-TEST(ParseNumber, TakesWholeTextsOfDigitsAlone) {
-  const auto decimal = [](const std::string& text) {
-    return NAMESPACE_piTorvex::ParseNumber(text, std::dec);
-  };
-  EXPECT_EQ(decimal("30").value(), 30UL);
-  EXPECT_EQ(decimal(" 30").value(), 30UL);
-  EXPECT_EQ(decimal("\t\n30").value(), 30UL);
-  EXPECT_EQ(decimal("+5").value(), 5UL);
-  EXPECT_EQ(decimal("010").value(), 10UL);
-  EXPECT_EQ(decimal("18446744073709551615").value(), ~0UL);
-  for (const char* text : {"", " ", "30 ", "30s", "s30", "0x10", "3.5", "1e3", "-5", " -5", "-0",
-                           "-18446744073709551615", "18446744073709551616", "1,000", "3 0"}) {
-    EXPECT_FALSE(decimal(text).has_value()) << "'" << text << "'";
-  }
-}
-
-TEST(FormatText, TakesBytesForNumbersAndTextsForTexts) {
-  EXPECT_EQ(FormatText("%d", static_cast<unsigned char>(65)), "65");
-  EXPECT_EQ(FormatText("%d", static_cast<signed char>(-65)), "-65");
-  EXPECT_EQ(FormatText("%s %s", "%d%n", std::string("%1%")), "%d%n %1%");
-}
-
-TEST(FormatText, IgnoresTheLocaleOfTheHost) {
-  const std::locale before = std::locale::global(std::locale(std::locale(), new Grouping));
-  EXPECT_EQ(FormatText("%d %s %02d", 1000000UL, "x", 7), "1000000 x 07");
-  EXPECT_EQ(FormatText("%d", -5), "-5");
-  std::locale::global(before);
-}
-
-// The number in decimal; "none" when the text is no number.
-std::string Parsed(const std::string& text, std::ios_base& (*base)(std::ios_base&) = std::dec) {
-  const boost::optional<unsigned long> number = NAMESPACE_piTorvex::ParseNumber(text, base);
-  return number ? std::to_string(*number) : "none";
-}
-
-TEST(ParseNumber, TakesWholeHexadecimalTexts) {
-  EXPECT_EQ(Parsed("1F4", std::hex), "500");
-  EXPECT_EQ(Parsed("500", std::hex), "1280");
-  EXPECT_EQ(Parsed("0x1f4", std::hex), "500");
-  for (const char* text : {"", "1G", "1F4 ", "-1", "10000000000000000"}) {
-    EXPECT_EQ(Parsed(text, std::hex), "none") << text;
-  }
-}
-
-TEST(ParseNumber, IgnoresTheLocaleOfTheHost) {
-  const std::locale before = std::locale::global(std::locale(std::locale(), new Grouping));
-  EXPECT_EQ(Parsed("1000"), "1000");
-  EXPECT_EQ(Parsed("1,000"), "none");
-  std::locale::global(before);
 }
 
 }  // namespace
