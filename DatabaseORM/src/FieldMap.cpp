@@ -55,12 +55,6 @@ const std::string& dbModelFieldsMap<Record>::Column(Field Record::*field) const 
   return found == m_Columns.end() ? none : found->second;
 }
 
-template <class Record>
-void dbModelFieldsMap<Record>::Clear() {
-  m_Alias.clear();
-  m_Columns.clear();
-}
-
 // A member pointer cannot be written with brackets around its types.
 // NOLINTBEGIN(bugprone-macro-parentheses)
 #define VX_INSTANTIATE_FIELD(Record, Field)                                        \

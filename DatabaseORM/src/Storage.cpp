@@ -10,6 +10,7 @@
 namespace DatabaseORM {
 
 using DatabaseWrapper::BLANK_SEPARATOR;
+using DatabaseWrapper::FOREIGN_KEYS_ON;
 using DatabaseWrapper::MIDDLE_SEPARATOR;
 using DBEXCEPTION::DatabaseException;
 using RaidDataModels::dbModelFieldsMap;
@@ -23,7 +24,6 @@ constexpr const char* NO_MAP = "Storage query exception thrown! No such model in
 constexpr const char* NO_MAP_FOR_INSERT =
     "Storage query exception thrown! No such model in map exist!";
 constexpr const char* NO_COLUMN_NAME = "Empty colName exception!";
-constexpr const char* FOREIGN_KEYS_ON = "PRAGMA foreign_keys = ON;";
 
 std::string Because(const std::string& what, const std::string& cause) {
   return what + " (" + cause + ")";

@@ -1,6 +1,7 @@
 #include "Database.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include <fmt/format.h>
 
@@ -17,7 +18,8 @@ constexpr const char* FILE_NAME = "vxhost.db";
 // an installed host, else the runtime tree.
 std::filesystem::path StateDirectory(const std::filesystem::path& home) {
   const char* const given = std::getenv("STATE_DIRECTORY");
-  if (given != nullptr && *given != '\0') return given;
+  // The service manager may give several, with colons between them.
+  if (given != nullptr && *given != '\0') return std::string_view(given, std::strcspn(given, ":"));
   if (home.string().starts_with("/usr/")) return "/var/lib/vxhost";
   return home / "var";
 }

@@ -213,6 +213,16 @@ TEST_F(Simulated, ToolThatFails_IsSaidByOneShotCommandsToo) {
       HasSubstr("isdct ended with status 4 and printed nothing (show -all -o json -torvex)\n"));
 }
 
+// The service manager may give several directories: the first one is the database's.
+TEST_F(Simulated, Database_LiesInTheFirstStateDirectory) {
+  auto environment = Environment();
+  const std::string first = (directory_ / "first").string();
+  environment["STATE_DIRECTORY"] = first + ":" + (directory_ / "second").string();
+  const auto run = RunHost({"db"}, "", environment);
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err, HasSubstr("\"" + first + "/vxhost.db\" cannot be opened"));
+}
+
 // The mirror keeps every drive that it has ever seen: those that do not exist must not get into it.
 TEST_F(Simulated, Run_WithoutDatabaseOption_WritesNone) {
   const std::filesystem::path state = directory_ / "state";

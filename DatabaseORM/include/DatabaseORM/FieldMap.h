@@ -17,7 +17,7 @@ template <class T>
 class VX_EXPORT Singleton {
  public:
   // Made at the first call; never null, and there until the process ends.
-  static const std::shared_ptr<T>& Instance();
+  [[nodiscard]] static const std::shared_ptr<T>& Instance();
 };
 
 // What the maps of all record types have in common, so that one list can hold them.
@@ -39,7 +39,7 @@ class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
 
   // Replaces the alias; empty until set.
   void SetAlias(std::string alias);
-  const std::string& Alias() const;
+  [[nodiscard]] const std::string& Alias() const;
 
   // Names the column of a field, in place of an earlier name. Instantiated for the five value
   // kinds: int, unsigned long, std::string, double and std::vector<std::string>.
@@ -50,10 +50,7 @@ class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
   // The column of a field; empty when it has none. The text lives until the map changes.
   template <class Field>
   requires std::is_object_v<Field>
-  const std::string& Column(Field Record::*field) const;
-
-  // Forgets alias and columns.
-  void Clear();
+  [[nodiscard]] const std::string& Column(Field Record::*field) const;
 
  private:
   std::string m_Alias;

@@ -28,14 +28,22 @@ namespace DatabaseORM {
 // Text values keep their content whatever it is: quotation marks are doubled inside the literal.
 // Only NUL bytes, which SQL text cannot hold, are dropped. A text equal to NULL_DB_STRING is null.
 //
+// Each statement stands for itself: nothing here begins or ends a transaction, and between two
+// statements, also the two of an insert, others may write. Rows of an answer are read by position:
+// the database object must give the columns of a table in the order of their registered positions.
+//
 // No lock is taken. Calls may come from several threads at once as long as nobody changes the
-// registered tables and maps; the database object runs statements one at a time.
+// registered tables and maps; the database object runs statements one at a time. [any thread]
 class VX_EXPORT storage_t {
  public:
   using tables_t = std::vector<std::shared_ptr<tableBase_t>>;
   using fieldMaps_t = std::vector<std::shared_ptr<RaidDataModels::dbModelFieldsMapBase>>;
 
-  // qualifyColumns: conditions write "alias.column" instead of "column".
+  // tables, fieldMaps: of a record type the first one counts; what is missing shows as an exception
+  // of the statement that needs it. A missing table is left out of the text, so that the database
+  // refuses the statement. database: shared with whoever else runs statements; null: every
+  // statement fails with "no database object". qualifyColumns: conditions write "alias.column"
+  // instead of "column".
   storage_t(tables_t tables, fieldMaps_t fieldMaps,
             std::shared_ptr<DatabaseWrapper::DatabaseDAO> database, bool qualifyColumns = false);
   ~storage_t();
@@ -52,22 +60,27 @@ class VX_EXPORT storage_t {
   // numbers still compare as numbers because of their affinity.
   template <ModelRecord Record, class Field, class Value>
   std::string process_where(const is_equal_t<Record, Field, Value>& condition) const;
+  // Both texts in brackets: " (...) AND (...) ".
   template <class Left, class Right>
   std::string process_where(const and_condition_t<Left, Right>& condition) const {
     return " (" + process_where(condition.left) + ") AND (" + process_where(condition.right) + ") ";
   }
 
-  // Appends the WHERE clause to the statement under construction.
+  // Appends the WHERE clause to the statement under construction, which is left as it is when the
+  // condition's text cannot be made.
   template <QueryCondition Condition>
   void process_single_condition(std::string& statement, const Condition& condition) const {
     appendWhere(statement, process_where(condition));
   }
 
-  // Overwrites every column of the row whose identity is the record's.
+  // Overwrites every column of the row whose identity is the record's, also those that somebody
+  // else has filled. No such row, or the identity's null: nothing happens, and nothing tells.
   template <ModelRecord Record>
   void update(Record record);
 
-  // The matching rows in the order of the database.
+  // The matching rows in the order of the database; none when nothing matches. Nulls become the
+  // nulls of the record, whole numbers are read as far as they go ("12a" is 12), and a row whose
+  // cells end too early is left out.
   template <ModelRecord Record, QueryCondition Condition>
   requires ConditionOnRecord<Condition, Record> std::vector<Record> get_all(
       where_t<Condition> condition) {
@@ -76,7 +89,7 @@ class VX_EXPORT storage_t {
     return select<Record>(where);
   }
 
-  // Deletes the matching rows.
+  // Deletes the matching rows, however many; none is no failure.
   template <ModelRecord Record, QueryCondition Condition>
   requires ConditionOnRecord<Condition, Record>
   void remove_all(where_t<Condition> condition) {
@@ -85,12 +98,14 @@ class VX_EXPORT storage_t {
     remove<Record>(where);
   }
 
-  // The largest value of a column of type int or unsigned long; 0 when the table is empty.
+  // The largest value of a column of type int or unsigned long; 0 when the table is empty and when
+  // the cell is no number; the nearest one when it does not fit.
   template <ModelRecord Record, CountedField Field>
   Field max(Field Record::*field);
 
   // Adds a row. Looks for no row that may be there already. When the table names its columns, the
-  // database assigns the identity, and the largest identity is read before.
+  // database assigns the identity, and the largest identity is read before: a failure there has a
+  // text of its own. The identity that was given is not told.
   template <ModelRecord Record>
   void insert(const Record& record);
 

@@ -22,7 +22,6 @@ using CAccess = CConnection::CAccess;
 
 namespace {
 
-constexpr std::string_view FOREIGN_KEYS_ON = "PRAGMA foreign_keys = ON;";
 constexpr const char* RESTORE_SUFFIX = ".restore";
 constexpr const char* JOURNAL_SUFFIX = "-journal";
 // How long the opening waits for the lock of a writer that may just be ending. Real time.
@@ -201,7 +200,7 @@ std::vector<std::string> CSqliteDatabase::Impl::Run(std::string_view statement) 
   try {
     if (statement.starts_with(FOREIGN_KEYS_ON)) {
       m_Connection->EnforceForeignKeys();
-      statement.remove_prefix(FOREIGN_KEYS_ON.size());
+      statement.remove_prefix(std::strlen(FOREIGN_KEYS_ON));
       if (statement.find_first_not_of(WHITE_SPACE) == std::string_view::npos) return {};
     }
     return m_Connection->Run(statement);

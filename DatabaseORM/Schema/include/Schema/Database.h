@@ -20,6 +20,7 @@ namespace Schema {
 // The numbers of choices and what they are called.
 using CChoices = std::vector<std::pair<int, std::string>>;
 
+// How a file is opened. The values are those of the host; tests set others.
 struct COptions {
   // How long a statement waits for a file that another program has locked. Real time.
   std::chrono::milliseconds BusyTimeout{1000};
@@ -39,6 +40,7 @@ struct COptions {
 
 // A cell as it is stored, in text; empty optional: null. Reals have no exponent.
 using CCell = std::optional<std::string>;
+// The cells of a row, in the order of its table's columns.
 using CRow = std::vector<CCell>;
 // Splits a cell of kind List.
 using DatabaseORM::Items;
@@ -46,7 +48,8 @@ using DatabaseORM::Items;
 // An open database with the latest schema. One thread, unless said otherwise.
 class VX_EXPORT CDatabase {
  public:
-  // As the functions below, which catch what this throws.
+  // As the functions below, which catch what this throws: DatabaseException, with the path in its
+  // text. Never null.
   [[nodiscard]] static std::unique_ptr<CDatabase> Open(const std::string& path,
                                                        const COptions& options, bool readOnly);
 
