@@ -12,8 +12,7 @@ namespace Schema {
 // Statements on our tables, whatever others have done to the file: "SELECT * FROM <table>" gives
 // the columns of the schema, in its order, and a cell that no program of ours writes, because it is
 // no number or none that its field can hold, as null. Who reads a row can therefore always read it,
-// and overwrites it with the next values. Other statements pass as they are. [any thread, if the
-// database behind allows it]
+// and overwrites it with the next values. Other statements pass as they are. [any thread]
 class CTableDao : public DatabaseWrapper::DatabaseDAO {
  public:
   // tables: must outlive the object.

@@ -9,8 +9,7 @@
 
 // The versions of the schema: how a file of any age gets the tables that this library writes, and
 // which files it refuses. A refusal is a DatabaseException of one line that says what is wrong and
-// the way out, without the path, which only the caller knows. [any thread; a database is upgraded
-// by one thread at a time]
+// the way out, without the path, which only the caller knows. [one thread at a time]
 namespace Schema {
 
 // Marks a file as ours: its PRAGMA application_id.
