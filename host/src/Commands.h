@@ -17,15 +17,15 @@ struct Command {
 // Every command, in the order of the help text.
 const std::vector<Command>& Commands();
 
-int RunTree(Host& host);
-int RunShow(Host& host);
-int RunGet(Host& host);
-int RunSet(Host& host);
-int RunOps(Host& host);
-int RunService(Host& host);
-int RunRpc(Host& host);
-int RunSimulate(Host& host);
-int RunDatabase(Host& host);
-int RunDoctor(Host& host);
+[[nodiscard]] int RunTree(Host& host);
+[[nodiscard]] int RunShow(Host& host);
+[[nodiscard]] int RunGet(Host& host);
+[[nodiscard]] int RunSet(Host& host);
+[[nodiscard]] int RunOps(Host& host);
+[[nodiscard]] int RunService(Host& host);
+[[nodiscard]] int RunRpc(Host& host);
+[[nodiscard]] int RunSimulate(Host& host);
+[[nodiscard]] int RunDatabase(Host& host);
+[[nodiscard]] int RunDoctor(Host& host);
 
 }  // namespace vxhost

@@ -22,7 +22,7 @@ using TLX::Misc::ToUtf8;
 // An object id as people and JSON write it: "0x" and sixteen hexadecimal digits.
 std::string HexId(unsigned long id);
 // Reads one back, with up to sixteen digits; nothing for other texts.
-std::optional<unsigned long> ParseHexId(std::string_view text);
+[[nodiscard]] std::optional<unsigned long> ParseHexId(std::string_view text);
 
 // How deep lists and objects nest; brackets in texts do not count. For texts that are no JSON it
 // may be anything. Whoever follows a document by recursion looks at this first.

@@ -1,6 +1,7 @@
 #include "Catalogue.h"
 #include "Commands.h"
 #include "Json.h"
+#include "Nearest.h"
 #include "SettableValue.h"
 #include "Started.h"
 #include "TextTable.h"
@@ -57,10 +58,17 @@ class ObjectCommand {
     for (const PI::CProperty& property : object.m_Properties) {
       if (NamesProperty(name, property)) return property;
     }
-    throw Failure(EXIT_FAILED,
-                  fmt::format("{} has no property \"{}\"; \"vxhost show {}\" lists "
-                              "those it has",
-                              DisplayName(object), name, host_.Settings().m_Arguments.at(0)));
+    std::vector<std::string> names;
+    for (const PI::CProperty& property : object.m_Properties) {
+      names.push_back(PropertyText(property.m_PropertyID, property.m_LabelID));
+    }
+    const std::string nearest = Nearest(name, names);
+    throw Failure(
+        EXIT_FAILED,
+        fmt::format("{} has no property \"{}\"{} \"vxhost show {}\" lists those it has",
+                    Printable(DisplayName(object)), Printable(name),
+                    nearest.empty() ? ";" : fmt::format("; did you mean \"{}\"?", nearest),
+                    Printable(host_.Settings().m_Arguments.at(0))));
   }
 
  private:

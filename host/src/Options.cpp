@@ -104,6 +104,7 @@ void AddCommand(CLI::App& app, const CommandRow& row, Options& options) {
   // Options that stand behind a command that does not take them are the program's, to be refused by
   // name, unless what stands there belongs to another program.
   command->fallthrough(!TakesRest(row))->prefix_command(TakesRest(row));
+  if (TakesRest(row)) command->set_help_flag();  // the other program has a help of its own
   for (std::size_t i = 0; i < row.arguments.size(); ++i) {
     const ArgumentRow& argument = row.arguments[i];
     if (argument.rest) continue;

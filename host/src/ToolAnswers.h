@@ -40,7 +40,7 @@ struct SectionVerdict {
   bool m_LeftOut = true;  // it is meant to be; otherwise something is wrong
   std::string m_Reason;
 };
-SectionVerdict JudgeSection(std::string_view name, const JsonValue& section);
+[[nodiscard]] SectionVerdict JudgeSection(std::string_view name, const JsonValue& section);
 
 // Whether drives of the model are served. Blanks at the end do not count.
 bool IsServedModel(std::string_view model);

@@ -208,6 +208,13 @@ TEST_F(Cli, AMistypedWord_IsAnsweredWithTheNearest) {
   }
 }
 
+TEST_F(Cli, AMistypedProperty_IsAnsweredWithTheNearest) {
+  const auto run = RunFixture({"get", "vxtest_plugin", "Pol interval"});
+  EXPECT_EQ(run.status, 1);
+  EXPECT_THAT(run.err,
+              HasSubstr("has no property \"Pol interval\"; did you mean \"Poll interval\"?"));
+}
+
 TEST_F(Cli, AnOptionWithoutUse_IsRefusedAndItsCommandsAreNamed) {
   const auto tree = vxtest::RunHost({"--db", "sqlite:/tmp/x", "tree"});
   EXPECT_EQ(tree.status, 2);

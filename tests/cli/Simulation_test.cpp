@@ -385,6 +385,7 @@ TEST_F(SimulatedFleet, InstalledTree_UsesTheStandInOfItsOwn) {
 TEST_F(SimulatedFleet, HelpAndErrors_NameWhatTheUserHasTyped) {
   const auto help = vxtest::RunHost({"simulate", "--help"});
   EXPECT_EQ(help.status, 0) << help.err;
+  EXPECT_EQ(help.out, vxtest::RunHost({"simulate"}).out);
   EXPECT_THAT(help.out, HasSubstr("Usage: vxhost simulate "));
   EXPECT_THAT(vxtest::RunHost({"simulate", "pull", "--help"}).out,
               HasSubstr("Usage: vxhost simulate pull "));
