@@ -24,20 +24,26 @@ struct PropertyRow {
   std::string_view text;
 };
 
-// "{}" is where the names that the event carries stand.
+// {names} is where the names that the event carries stand; the others are the bounds of the bands
+// of temperature, in degrees Celsius.
 constexpr auto EVENTS = std::to_array<Text>({
-    {10957, "The backup of the drive's volatile memory has failed: {}"},
-    {10959, "Temperature is critical, 80 to 83 °C: {}"},
-    {10960, "Temperature is at the shutdown limit, 84 °C or more: {}"},
-    {10962, "Temperature is above its limit: {}"},
-    {10967, "Temperature is close to its limit, 78 or 79 °C: {}"},
-    {10968, "Available spare is below its threshold: {}"},
-    {10980, "Back to normal, no warning is left: {}"},
-    {10985, "Drive state or sector size has changed: {}"},
-    {11088, "Reliability is degraded by media or internal errors: {}"},
-    {11093, "Adapter added: {}"},
-    {11094, "Adapter removed: {}"},
+    {PI::EVENT_BACKUP_FAILED, "The backup of the drive's volatile memory has failed: {names}"},
+    {PI::EVENT_TEMPERATURE_HIGH, "Temperature is critical, {high} to {below_shutdown} °C: {names}"},
+    {PI::EVENT_TEMPERATURE_SHUTDOWN,
+     "Temperature is at the shutdown limit, {shutdown} °C or more: {names}"},
+    {PI::EVENT_TEMPERATURE_ABOVE_LIMIT, "Temperature is above its limit: {names}"},
+    {PI::EVENT_TEMPERATURE_WARNING,
+     "Temperature is close to its limit, {warning} or {below_high} °C: {names}"},
+    {PI::EVENT_SPARE_LOW, "Available spare is below its threshold: {names}"},
+    {PI::EVENT_ALL_CLEAR, "Back to normal, no warning is left: {names}"},
+    {PI::EVENT_DRIVE_CHANGED, "Drive state or sector size has changed: {names}"},
+    {PI::EVENT_RELIABILITY_DEGRADED,
+     "Reliability is degraded by media or internal errors: {names}"},
+    {PI::EVENT_ADAPTER_ADDED, "Adapter added: {names}"},
+    {PI::EVENT_ADAPTER_REMOVED, "Adapter removed: {names}"},
 });
+static_assert(PI::TEMPERATURE_HIGH_FROM - PI::TEMPERATURE_WARNING_FROM == 2,
+              "the text of the warning names two temperatures");
 
 constexpr auto SEVERITIES = std::to_array<Text>({
     {PI::SEVERITY_INFORMATION, "information"},
@@ -46,82 +52,42 @@ constexpr auto SEVERITIES = std::to_array<Text>({
 });
 
 constexpr auto PROPERTIES = std::to_array<PropertyRow>({
-    // adapter
-    {30007, 23081, "Name"},
-    {30003, 23144, "Vendor"},
-    {30063, 23102, "Model"},
-    {30158, 1, "Mode"},
-    {30120, 23003, "Adapter number"},
-    {30017, 23127, "Health"},
-    {30479, 23134, "PCI segment"},
-    {30037, 23132, "PCI bus"},
-    {30038, 23133, "PCI device"},
-    {30039, 23135, "PCI function"},
-    {30137, 1, "Location"},
-    {30022, 23116, "Serial number"},
-    {30020, 23051, "Firmware"},
-    {30500, 23016, "Boot loader"},
-    {30247, 23090, "Device path"},
-    {30266, 23041, "Driver"},
-    {30018, 23042, "Driver version"},
-    {30442, 23024, "Temperature"},
-    {30483, 23045, "Estimated end of life"},
-    {30498, 23101, "Power-on time"},
-    {30486, 23110, "Available spare"},
-    {30487, 23112, "Warning level"},
-    {30488, 23113, "Spare warning threshold"},
-    {30489, 23017, "Data read"},
-    {30490, 23018, "Data written"},
-    {30494, 23105, "Remaining life"},
-    {30468, 23147, "Normalized attribute EA"},
-    {30189, 23143, "Media errors"},
-    {30165, 23004, "Health reasons"},
-    // drive
-    {30007, 23299, "Name"},
-    {30122, 23306, "Channel"},
-    {30125, 23285, "Target"},
-    {30003, 23332, "Vendor"},
-    {30063, 23309, "Model"},
-    {30056, 23330, "Interface"},
-    {30059, 23305, "Physical size"},
-    {30060, 23282, "Total size"},
-    {30017, 23325, "State"},
-    {30461, 23291, "Usable size"},
-    {30462, 23290, "Usable share"},
-    {30460, 23279, "Sector size"},
-    {30069, 23327, "Temperature"},
-    {30022, 23327, "Serial number"},
-    // plug-in
-    {30007, 23335, "Name"},
-    {30099, 23340, "Version"},
-    {30003, 23339, "Vendor"},
-    {30004, 23340, "Tool version"},
-    {30005, 23336, "Poll interval"},
+#define ADAPTER_PROPERTY(name, label, text, ...) {PI::PROPERTY_##name, label, text},
+#define DRIVE_PROPERTY(name, label, text, ...) {PI::PROPERTY_##name, label, text},
+#define PLUGIN_PROPERTY(name, label, text, ...) {PI::PROPERTY_##name, label, text},
+#include <Facts/Fields.def>
 });
 
 constexpr auto UNITS = std::to_array<Text>({
     {PI::UNIT_NONE, ""},
     {PI::UNIT_CELSIUS, "°C"},
+    {PI::UNIT_KIB, "KiB"},
     {PI::UNIT_MIB, "MiB"},
+    {PI::UNIT_GIB, "GiB"},
+    {PI::UNIT_TIB, "TiB"},
     {PI::UNIT_HOURS, "h"},
+    {PI::UNIT_BYTES, "B"},
+    {PI::UNIT_PIB, "PiB"},
+    {PI::UNIT_EIB, "EiB"},
     {PI::UNIT_PERCENT, "%"},
     {PI::UNIT_BYTES_PER_SECTOR, "B per sector"},
 });
 
 constexpr auto RESULTS = std::to_array<Text>({
-    {0, "done"},
-    {20000, "general failure"},
-    {20001, "no supported hardware"},
-    {20002, "unknown command"},
-    {20003, "the drive tool failed"},
-    {20004, "the property cannot be set"},
-    {20005, "the operation is not supported"},
-    {20006, "unknown log page"},
-    {20007, "out of memory"},
-    {20008, "no such object"},
-    {20011, "a lock could not be made"},
-    {20012, "the drive tool answered with no drive that is served, or not at all"},
-    {20042, "the operation is not allowed in this state"},
+    {PI::SUCCESS, "done"},
+    {PI::ERR_GENERAL_FAILURE, "general failure"},
+    {PI::ERR_NO_SUPPORTED_HARDWARE, "no supported hardware"},
+    {PI::ERR_UNKNOWN_COMMAND, "unknown command"},
+    {PI::ERR_TOOL_COMMAND_FAILED, "the drive tool failed"},
+    {PI::ERR_PROPERTY_NOT_SETTABLE, "the property cannot be set"},
+    {PI::ERR_OPERATION_NOT_SUPPORTED, "the operation is not supported"},
+    {PI::ERR_UNKNOWN_LOG_PAGE, "unknown log page"},
+    {PI::ERR_OUT_OF_MEMORY, "out of memory"},
+    {PI::ERR_OBJECT_NOT_FOUND, "no such object"},
+    {PI::ERR_LOCK_INITIALIZATION_FAILED, "a lock could not be made"},
+    {PI::ERR_API_INITIALIZATION_FAILED,
+     "the drive tool answered with no drive that is served, or not at all"},
+    {PI::ERR_OPERATION_NOT_ALLOWED, "the operation is not allowed in this state"},
 });
 
 constexpr auto OBJECT_TYPES = std::to_array<Text>({
@@ -130,29 +96,38 @@ constexpr auto OBJECT_TYPES = std::to_array<Text>({
     {PI::OBJECT_TYPE_ADAPTER, "adapter"},
 });
 
-template <std::size_t Size>
-constexpr bool Ascending(const std::array<Text, Size>& table) {
-  return std::adjacent_find(table.begin(), table.end(), [](const Text& a, const Text& b) {
-           return a.number >= b.number;
-         }) == table.end();
+// Whether the table has one row for each of the numbers, and for no other.
+template <std::size_t Rows, std::size_t Numbers>
+consteval bool Covers(const std::array<Text, Rows>& table,
+                      const std::array<unsigned int, Numbers>& numbers) {
+  return Rows == Numbers && std::all_of(numbers.begin(), numbers.end(), [&](unsigned int number) {
+           return std::count_if(table.begin(), table.end(),
+                                [&](const Text& row) { return row.number == number; }) == 1;
+         });
 }
-static_assert(Ascending(EVENTS) && Ascending(SEVERITIES) && Ascending(UNITS) &&
-                  Ascending(RESULTS) && Ascending(OBJECT_TYPES),
-              "a number stands twice in the catalogue, or out of order");
+#define NUMBER(name, number, ...) number##U,
+#define NUMBERS(ROWS) std::to_array<unsigned int>({ROWS(NUMBER)})
+static_assert(Covers(EVENTS, NUMBERS(PI_CATALOGUE_EVENTS)), "an event without a text");
+static_assert(Covers(SEVERITIES, NUMBERS(PI_CATALOGUE_SEVERITIES)), "a severity without a text");
+static_assert(Covers(UNITS, NUMBERS(PI_CATALOGUE_UNITS)), "a unit without a text");
+static_assert(Covers(RESULTS, NUMBERS(PI_CATALOGUE_RESULTS)), "a result without a text");
+static_assert(Covers(OBJECT_TYPES, NUMBERS(PI_CATALOGUE_OBJECT_TYPES)),
+              "an object type without a text");
+#undef NUMBERS
+#undef NUMBER
 
 constexpr unsigned long BYTES_PER_DATA_UNIT = 512'000;
 
 // Counters in data units of the drive, as they are reported.
 constexpr bool IsDataCounter(unsigned int id) {
-  return id == property::DATA_READ || id == property::DATA_WRITTEN;
+  return id == PI::PROPERTY_DATA_READ || id == PI::PROPERTY_DATA_WRITTEN;
 }
 
 template <std::size_t Size>
 const Text* Find(const std::array<Text, Size>& table, unsigned int number) {
-  const auto found =
-      std::lower_bound(table.begin(), table.end(), number,
-                       [](const Text& row, unsigned int n) { return row.number < n; });
-  return found != table.end() && found->number == number ? &*found : nullptr;
+  const auto found = std::find_if(table.begin(), table.end(),
+                                  [&](const Text& row) { return row.number == number; });
+  return found != table.end() ? &*found : nullptr;
 }
 
 template <std::size_t Size>
@@ -208,7 +183,7 @@ class ValueFormatter : public boost::static_visitor<std::string> {
  public:
   explicit ValueFormatter(const PI::CProperty& property)
       : id_(property.m_PropertyID),
-        unit_(id_ == property::POLL_INTERVAL ? "s" : UnitText(property.m_Unit)) {}
+        unit_(id_ == PI::PROPERTY_POLL_INTERVAL ? "s" : UnitText(property.m_Unit)) {}
 
   std::string operator()(const PI::CChoiceData& data) const { return ChoiceText(data.m_Selected); }
   std::string operator()(const PI::CRangeData& data) const {
@@ -268,13 +243,14 @@ std::string EventText(const PI::CEvent& event) {
   const std::string names = EventNames(event);
   const Text* const row = Find(EVENTS, event.m_EventID);
   const std::string pattern =
-      row != nullptr ? std::string(row->text) : fmt::format("Event {}: {{}}", event.m_EventID);
-  return fmt::format(fmt::runtime(pattern),
-                     !names.empty() ? names : (event.m_Name.empty() ? "(no name)" : event.m_Name));
-}
-
-bool HasEvent(unsigned int id) {
-  return Find(EVENTS, id) != nullptr;
+      row != nullptr ? std::string(row->text) : fmt::format("Event {}: {{names}}", event.m_EventID);
+  const std::string own = event.m_Name.empty() ? "(no name)" : event.m_Name;
+  return fmt::format(fmt::runtime(pattern), fmt::arg("names", names.empty() ? own : names),
+                     fmt::arg("warning", PI::TEMPERATURE_WARNING_FROM),
+                     fmt::arg("high", PI::TEMPERATURE_HIGH_FROM),
+                     fmt::arg("below_high", PI::TEMPERATURE_HIGH_FROM - 1),
+                     fmt::arg("shutdown", PI::TEMPERATURE_SHUTDOWN_FROM),
+                     fmt::arg("below_shutdown", PI::TEMPERATURE_SHUTDOWN_FROM - 1));
 }
 
 std::string SeverityText(unsigned int severity) {
@@ -286,27 +262,14 @@ std::string PropertyText(unsigned int id, unsigned int label) {
   return row != nullptr ? std::string(row->text) : fmt::format("property {}", id);
 }
 
-bool HasProperty(unsigned int id, unsigned int label) {
-  return std::any_of(PROPERTIES.begin(), PROPERTIES.end(),
-                     [&](const PropertyRow& row) { return row.id == id && row.label == label; });
-}
-
 std::string ChoiceText(int code) {
   const std::string text = PI::PropertyValueToString(code);
   return text.empty() ? std::to_string(code) : text;
 }
 
-bool HasChoice(int code) {
-  return !PI::PropertyValueToString(code).empty();
-}
-
 std::string_view UnitText(unsigned int unit) {
   const Text* const row = Find(UNITS, unit);
   return row != nullptr ? row->text : std::string_view();
-}
-
-bool HasUnit(unsigned int unit) {
-  return Find(UNITS, unit) != nullptr;
 }
 
 std::string ResultText(unsigned int result) {

@@ -206,7 +206,7 @@ class Doctor {
 
   bool Claim(const PI::CObject& adapter, bool samePath) {
     const std::string serial = SerialOf(adapter);
-    const std::string path = TextValue(adapter, property::DEVICE_PATH).value_or("");
+    const std::string path = TextValue(adapter, PI::PROPERTY_DEVICE_PATH).value_or("");
     auto& devices = findings_.m_Devices;
     const auto found = std::find_if(devices.begin(), devices.end(), [&](const Device& device) {
       return device.m_Adapter == nullptr && device.m_Reason.empty() && device.m_Serial == serial &&
@@ -217,7 +217,7 @@ class Doctor {
   }
 
   static std::string SerialOf(const PI::CObject& adapter) {
-    return TextValue(adapter, property::SERIAL_NUMBER).value_or("");
+    return TextValue(adapter, PI::PROPERTY_SERIAL_NUMBER).value_or("");
   }
 
   // What the tool lists.

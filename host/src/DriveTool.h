@@ -8,7 +8,7 @@
 
 namespace vxhost {
 
-// One answer of the drive tool, read. [one thread]
+// One answer of the drive tool, read. [one thread at a time]
 class ToolAnswer {
  public:
   // Takes what the tool has printed, in place. Returns why it cannot be read, with the tool's own
@@ -33,7 +33,7 @@ class ToolAnswer {
 };
 
 // The drive tool, asked by the host itself, with the command lines that the plug-in uses. Listens
-// to the runner, so one at a time, and no ToolWatch beside it. [one thread]
+// to the runner, so one at a time, and no ToolWatch beside it. [one thread at a time]
 class DriveTool {
  public:
   // home: the directory of the host's program, as plug-ins are told.

@@ -54,8 +54,8 @@ class Queue {
 };
 
 void AddDrive(Report& report, const PI::CObject& object) {
-  report.m_Serial = TextValue(object, property::SERIAL_NUMBER).value_or("");
-  report.m_Location = TextValue(object, property::LOCATION).value_or("");
+  report.m_Serial = TextValue(object, PI::PROPERTY_SERIAL_NUMBER).value_or("");
+  report.m_Location = TextValue(object, PI::PROPERTY_LOCATION).value_or("");
 }
 
 // What is left of an adapter's name when the plug-in gave none.
@@ -97,8 +97,8 @@ std::vector<Report> MakeReports(const std::vector<PI::CEvent>& events, const Top
     Report& report = reports.emplace_back();
     report.m_Event = event;
     const PI::CObject* object = after.Find(event.m_ObjectID);
-    if (event.m_EventID == event::ADAPTER_ADDED) object = added.Next();
-    if (event.m_EventID == event::ADAPTER_REMOVED) {
+    if (event.m_EventID == PI::EVENT_ADAPTER_ADDED) object = added.Next();
+    if (event.m_EventID == PI::EVENT_ADAPTER_REMOVED) {
       object = removed.Next();
       if (!toolFailure.empty()) {
         report.m_Remark = "in a scan in which the drive tool failed: " + toolFailure;

@@ -1,13 +1,11 @@
 #pragma once
 
+#include "JsonMemory.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <rapidjson/document.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include <PI/AdapterID.h>
 #include <PI/Object.h>
@@ -51,8 +49,8 @@ class JsonText {
   std::string Take() const { return {buffer_.GetString(), buffer_.GetSize()}; }
 
  private:
-  rapidjson::StringBuffer buffer_;
-  rapidjson::Writer<rapidjson::StringBuffer> writer_;
+  JsonBuffer buffer_;
+  JsonWriter writer_;
 };
 
 void Write(JsonText& json, const PI::CAdapterID& adapter);

@@ -13,7 +13,7 @@ namespace vxhost {
 
 // The memory that the JSON library works with in this program. The library takes what it is given
 // for granted and writes to it; here it is never null: std::bad_alloc is thrown instead, also when
-// a document has taken more than it may. [one thread]
+// a document has taken more than it may. [one thread at a time]
 class JsonMemory {
  public:
   static constexpr bool kNeedFree = true;

@@ -116,9 +116,10 @@ std::string OperationsText(const std::vector<PI::COperation>& operations) {
   if (operations.empty()) return "no operations\n";
   std::string text;
   for (const PI::COperation& operation : operations) {
-    text += fmt::format("{}{}  numbers {}  flag {}\n", operation.OperationID(),
-                        operation.OperationID() == OPERATION_FETCH_EVENTS ? " (fetch events)" : "",
-                        fmt::join(operation.m_Numbers, " "), operation.m_Flag ? "yes" : "no");
+    text +=
+        fmt::format("{}{}  numbers {}  flag {}\n", operation.OperationID(),
+                    operation.OperationID() == PI::OPERATION_FETCH_EVENTS ? " (fetch events)" : "",
+                    fmt::join(operation.m_Numbers, " "), operation.m_Flag ? "yes" : "no");
   }
   return text;
 }

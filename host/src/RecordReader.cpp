@@ -11,7 +11,7 @@ namespace vxhost {
 
 namespace {
 
-using Json = rapidjson::Value;
+using Json = JsonValue;
 
 std::string_view Name(const Json& string) {
   return {string.GetString(), string.GetStringLength()};

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "JsonMemory.h"
+
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <rapidjson/document.h>
 
 #include <PI/AdapterID.h>
 #include <PI/Object.h>
@@ -21,21 +21,21 @@ class Malformed : public std::runtime_error {
 };
 
 // Records out of JSON. Each throws Malformed, with the place as a path ("numbers[2]: ...").
-void Read(const rapidjson::Value& json, PI::CAdapterID& adapter);
-void Read(const rapidjson::Value& json, PI::CEvent& event);
-void Read(const rapidjson::Value& json, PI::CProperty& property);
-void Read(const rapidjson::Value& json, PI::COperation& operation);
-void Read(const rapidjson::Value& json, PI::CObject& object);
+void Read(const JsonValue& json, PI::CAdapterID& adapter);
+void Read(const JsonValue& json, PI::CEvent& event);
+void Read(const JsonValue& json, PI::CProperty& property);
+void Read(const JsonValue& json, PI::COperation& operation);
+void Read(const JsonValue& json, PI::CObject& object);
 
 // An object id: "0x" and up to sixteen hexadecimal digits, or an unsigned number.
-unsigned long ReadId(const rapidjson::Value& json);
-unsigned int ReadUnsigned32(const rapidjson::Value& json);
+unsigned long ReadId(const JsonValue& json);
+unsigned int ReadUnsigned32(const JsonValue& json);
 
 // Checks that json is an object whose members all have one of the names, none of them twice.
-void CheckMembers(const rapidjson::Value& json, const std::vector<std::string_view>& known);
+void CheckMembers(const JsonValue& json, const std::vector<std::string_view>& known);
 
 // The member, or null when there is none.
-const rapidjson::Value* Member(const rapidjson::Value& json, std::string_view name);
+const JsonValue* Member(const JsonValue& json, std::string_view name);
 
 // Puts the place in front of the message of what the function throws.
 template <class Function>
@@ -50,7 +50,7 @@ void At(std::string_view place, Function&& function) {
 }
 
 template <class Record>
-void Read(const rapidjson::Value& json, std::vector<Record>& records) {
+void Read(const JsonValue& json, std::vector<Record>& records) {
   if (!json.IsArray()) throw Malformed(": must be a list");
   records.clear();
   records.reserve(json.Size());

@@ -104,8 +104,8 @@ class IdEcho {
     writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
   }
 
-  rapidjson::StringBuffer buffer_;
-  rapidjson::Writer<rapidjson::StringBuffer> writer_{buffer_};
+  JsonBuffer buffer_;
+  JsonWriter writer_{buffer_};
   int depth_ = 0;
   bool echoes_ = false;
 };
@@ -117,14 +117,15 @@ std::string EchoOfId(std::string_view line) {
   // As the document was read: behind a byte order mark, or what the parser takes for one.
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> stream(bytes);
   IdEcho echo;
-  rapidjson::Reader().Parse<flags>(stream, echo);
+  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>().Parse<flags>(stream,
+                                                                                            echo);
   return echo.Take();
 }
 
 // The id to answer with; null when there is none or when it stands twice.
-std::string IdOf(const rapidjson::Document& document, std::string_view line, bool deep) {
+std::string IdOf(const JsonDocument& document, std::string_view line, bool deep) {
   if (!document.IsObject()) return "null";
-  const rapidjson::Value* id = nullptr;
+  const JsonValue* id = nullptr;
   for (const auto& member : document.GetObject()) {
     if (std::string_view(member.name.GetString(), member.name.GetStringLength()) != "id") continue;
     if (id != nullptr) return "null";
@@ -135,8 +136,8 @@ std::string IdOf(const rapidjson::Document& document, std::string_view line, boo
   return EchoOfId(line);
 }
 
-void ReadControl(const rapidjson::Value& json, RpcRequest& request) {
-  const rapidjson::Value& name = *Member(json, "control");
+void ReadControl(const JsonValue& json, RpcRequest& request) {
+  const JsonValue& name = *Member(json, "control");
   const auto control = std::find_if(CONTROLS.begin(), CONTROLS.end(), [&](const Control& known) {
     return name.IsString() &&
            known.name == std::string_view(name.GetString(), name.GetStringLength());
@@ -150,7 +151,7 @@ void ReadControl(const rapidjson::Value& json, RpcRequest& request) {
     return;
   }
   CheckMembers(json, {"id", "control", control->argument});
-  const rapidjson::Value* const number = Member(json, control->argument);
+  const JsonValue* const number = Member(json, control->argument);
   if (number == nullptr) {
     throw Malformed(
         fmt::format(": \"{}\" lacks the member \"{}\"", control->name, control->argument));
@@ -160,7 +161,7 @@ void ReadControl(const rapidjson::Value& json, RpcRequest& request) {
 
 // Fills the list or record from the JSON.
 struct DataReader {
-  const rapidjson::Value& json;
+  const JsonValue& json;
   void operator()(NoData&) const {}  // a command without data: whatever was given is not used
   template <class Data>
   void operator()(Data& data) const {
@@ -168,15 +169,15 @@ struct DataReader {
   }
 };
 
-void ReadCommand(const rapidjson::Value& json, RpcRequest& request) {
+void ReadCommand(const JsonValue& json, RpcRequest& request) {
   CheckMembers(json, {"id", "command", "object", "data"});
-  const rapidjson::Value* const command = Member(json, "command");
+  const JsonValue* const command = Member(json, "command");
   if (command == nullptr) throw Malformed(": lacks the member \"command\" or \"control\"");
   At("command", [&] { request.m_Command = ReadUnsigned32(*command); });
-  if (const rapidjson::Value* const object = Member(json, "object")) {
+  if (const JsonValue* const object = Member(json, "object")) {
     At("object", [&] { request.m_Object = ReadId(*object); });
   }
-  const rapidjson::Value* const data = Member(json, "data");
+  const JsonValue* const data = Member(json, "data");
   if (data != nullptr && data->IsNull()) return;
   request.m_Data = EmptyData(request.m_Command);
   if (data != nullptr) At("data", [&] { std::visit(DataReader{*data}, request.m_Data); });
@@ -215,8 +216,12 @@ std::variant<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line) {
   if (line.find('\0') != std::string_view::npos) {
     return RpcProblem{"null", "the line holds a NUL byte"};
   }
-  rapidjson::Document document;
-  document.Parse<PARSE_FLAGS>(line.data(), line.size());
+  JsonDocument document;
+  try {
+    document.Parse<PARSE_FLAGS>(line.data(), line.size());
+  } catch (const std::bad_alloc&) {
+    return RpcProblem{"null", "the line takes more memory than there is"};
+  }
   if (document.HasParseError()) {
     return RpcProblem{"null", fmt::format("no JSON: {} At byte {}.",
                                           rapidjson::GetParseError_En(document.GetParseError()),

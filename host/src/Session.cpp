@@ -81,7 +81,7 @@ unsigned int Session::GetOperations(unsigned long object, std::vector<PI::COpera
 
 std::vector<PI::CEvent> Session::FetchEvents() {
   PI::COperation operation;
-  operation.SetOperationID(OPERATION_FETCH_EVENTS);
+  operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
   ExecuteCommand(*interface_, PI::COMMAND_EXECUTE_OPERATION, pluginObject_, &operation);
   return std::move(operation.m_Events);
 }

@@ -7,7 +7,7 @@ namespace vxhost {
 
 // Rows of cells laid out in columns, as wide as a terminal shows their texts (a sign of East Asian
 // scripts takes two columns, an accent none). Cells are UTF-8 that is printable; a column in which
-// nothing stands takes no room. [one thread]
+// nothing stands takes no room. [one thread at a time]
 class TextTable {
  public:
   struct Column {

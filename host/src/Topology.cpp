@@ -15,8 +15,8 @@ namespace vxhost {
 
 namespace {
 
-constexpr std::array ADDRESS = {property::PCI_SEGMENT, property::PCI_BUS, property::PCI_DEVICE,
-                                property::PCI_FUNCTION};
+constexpr std::array ADDRESS = {PI::PROPERTY_PCI_SEGMENT, PI::PROPERTY_PCI_BUS,
+                                PI::PROPERTY_PCI_DEVICE, PI::PROPERTY_PCI_FUNCTION};
 
 bool HasAddress(const PI::CObject& adapter) {
   return std::any_of(ADDRESS.begin(), ADDRESS.end(),
@@ -86,7 +86,8 @@ Topology::Topology(std::vector<PI::CObject> objects, const std::vector<PI::CAdap
   for (const PI::CObject& object : objects_) {
     if (object.m_Type == PI::OBJECT_TYPE_PLUGIN && plugin_ == nullptr) plugin_ = &object;
     if (object.m_Type != PI::OBJECT_TYPE_ADAPTER) continue;
-    bySerial.try_emplace(TextValue(object, property::SERIAL_NUMBER).value_or(""), adapters_.size());
+    bySerial.try_emplace(TextValue(object, PI::PROPERTY_SERIAL_NUMBER).value_or(""),
+                         adapters_.size());
     adapters_.push_back({&object, HostNumberOf(object, numbered), {}});
   }
   NumberByPlace(numbered);
@@ -116,7 +117,7 @@ void Topology::PlaceDrive(const PI::CObject& drive,
       return;
     }
   }
-  const auto found = bySerial.find(TextValue(drive, property::SERIAL_NUMBER).value_or(""));
+  const auto found = bySerial.find(TextValue(drive, PI::PROPERTY_SERIAL_NUMBER).value_or(""));
   if (found != bySerial.end()) {
     adapters_[found->second].m_Drives.push_back(&drive);
   } else {
@@ -146,46 +147,46 @@ const PI::CObject* Topology::Lookup(const std::string& name) const {
     }
   }
   for (const PI::CObject& object : objects_) {
-    if (!name.empty() && TextValue(object, property::SERIAL_NUMBER) == name) return &object;
+    if (!name.empty() && TextValue(object, PI::PROPERTY_SERIAL_NUMBER) == name) return &object;
   }
   for (const PI::CObject& object : objects_) {
-    const auto path = TextValue(object, property::DEVICE_PATH);
+    const auto path = TextValue(object, PI::PROPERTY_DEVICE_PATH);
     if (path && !path->empty() && ControllerPath(*path) == ControllerPath(name)) return &object;
   }
   return nullptr;
 }
 
 bool IsNotAnswering(const PI::CObject& adapter) {
-  if (!ChoiceValue(adapter, property::HEALTH)) return false;
-  constexpr std::array VALUES = {property::TEMPERATURE, property::POWER_ON_HOURS,
-                                 property::DATA_READ, property::DATA_WRITTEN};
+  if (!ChoiceValue(adapter, PI::PROPERTY_HEALTH)) return false;
+  constexpr std::array VALUES = {PI::PROPERTY_TEMPERATURE, PI::PROPERTY_POWER_ON_HOURS,
+                                 PI::PROPERTY_DATA_READ, PI::PROPERTY_DATA_WRITTEN};
   return std::none_of(VALUES.begin(), VALUES.end(),
                       [&](unsigned int id) { return FindProperty(adapter, id) != nullptr; });
 }
 
 std::string HealthText(const PI::CObject& adapter) {
-  const auto shown = ChoiceValue(adapter, property::HEALTH);
+  const auto shown = ChoiceValue(adapter, PI::PROPERTY_HEALTH);
   if (!shown) return "not reported";
   if (IsNotAnswering(adapter)) return "not answering";
   const int state = *shown;
-  const PI::CProperty* const reasons = FindProperty(adapter, property::HEALTH_REASONS);
+  const PI::CProperty* const reasons = FindProperty(adapter, PI::PROPERTY_HEALTH_REASONS);
   const auto* const codes =
       reasons != nullptr ? boost::get<PI::CMultiValueData>(&reasons->m_Value) : nullptr;
   if (codes != nullptr && !codes->m_Selected.empty()) {
     return fmt::format("{} ({})", ChoiceText(state), ValueText(*reasons));
   }
-  const auto life = ChoiceValue(adapter, property::LIFE_STATE);
-  if (state == choice::HEALTH_DEGRADED && life && *life != choice::EA_AT_100) {
+  const auto life = ChoiceValue(adapter, PI::PROPERTY_LIFE_STATE);
+  if (state == PI::CHOICE_HEALTH_DEGRADED && life && *life != PI::CHOICE_LIFE_AS_NEW) {
     return ChoiceText(state) + " (normalized attribute EA below 100)";
   }
   return ChoiceText(state);
 }
 
 std::string DisplayName(const PI::CObject& object) {
-  std::string name = TextValue(object, property::NAME).value_or("");
+  std::string name = TextValue(object, PI::PROPERTY_NAME).value_or("");
   if (!name.empty()) return name;
-  const auto serial = TextValue(object, property::SERIAL_NUMBER);
-  const auto location = TextValue(object, property::LOCATION);
+  const auto serial = TextValue(object, PI::PROPERTY_SERIAL_NUMBER);
+  const auto location = TextValue(object, PI::PROPERTY_LOCATION);
   if (!serial && !location) return HexId(object.m_ID);
   return fmt::format("{} at {}", serial.value_or("?"), location.value_or("unknown place"));
 }

@@ -45,38 +45,39 @@ std::string Short(const std::string& size) {
 }
 
 std::vector<std::string> AdapterCells(const PI::CObject& adapter) {
-  return {Printable(DisplayName(adapter)),
-          Printable(TextValue(adapter, property::MODEL).value_or("")),
-          Printable(TextValue(adapter, property::SERIAL_NUMBER).value_or("")),
-          Printable(TextValue(adapter, property::LOCATION).value_or("")),
-          Shown(adapter, property::TEMPERATURE),
-          Before(Shown(adapter, property::REMAINING_LIFE), "life left"),
-          // A drive that does not answer has told no spare either: the value would be a default.
-          IsNotAnswering(adapter) ? "" : Before(Shown(adapter, property::AVAILABLE_SPARE), "spare"),
-          Before(Short(Shown(adapter, property::DATA_WRITTEN)), "written"),
-          Before(Shown(adapter, property::POWER_ON_HOURS), "on")};
+  return {
+      Printable(DisplayName(adapter)),
+      Printable(TextValue(adapter, PI::PROPERTY_MODEL).value_or("")),
+      Printable(TextValue(adapter, PI::PROPERTY_SERIAL_NUMBER).value_or("")),
+      Printable(TextValue(adapter, PI::PROPERTY_LOCATION).value_or("")),
+      Shown(adapter, PI::PROPERTY_TEMPERATURE),
+      Before(Shown(adapter, PI::PROPERTY_REMAINING_LIFE), "life left"),
+      // A drive that does not answer has told no spare either: the value would be a default.
+      IsNotAnswering(adapter) ? "" : Before(Shown(adapter, PI::PROPERTY_AVAILABLE_SPARE), "spare"),
+      Before(Short(Shown(adapter, PI::PROPERTY_DATA_WRITTEN)), "written"),
+      Before(Shown(adapter, PI::PROPERTY_POWER_ON_HOURS), "on")};
 }
 
 std::vector<std::string> DriveCells(const PI::CObject& drive) {
-  return {Printable(DisplayName(drive)), Short(Shown(drive, property::PHYSICAL_SIZE)),
-          Before(Short(Shown(drive, property::USABLE_SIZE)), "usable"),
-          Shown(drive, property::SECTOR_SIZE)};
+  return {Printable(DisplayName(drive)), Short(Shown(drive, PI::PROPERTY_PHYSICAL_SIZE)),
+          Before(Short(Shown(drive, PI::PROPERTY_USABLE_SIZE)), "usable"),
+          Shown(drive, PI::PROPERTY_SECTOR_SIZE)};
 }
 
 std::string DriveState(const PI::CObject& drive, const PI::CObject* adapter) {
   if (adapter != nullptr && IsNotAnswering(*adapter)) return "not answering";
-  return ChoiceText(ChoiceValue(drive, property::HEALTH).value_or(0));
+  return ChoiceText(ChoiceValue(drive, PI::PROPERTY_HEALTH).value_or(0));
 }
 
 std::string PluginLine(const Topology& topology, const std::string& pluginName) {
   std::string line = pluginName;
   if (const PI::CObject* const plugin = topology.Plugin()) {
-    line = Printable(TextValue(*plugin, property::NAME).value_or(pluginName));
-    const std::string version = Printable(TextValue(*plugin, property::VERSION).value_or(""));
+    line = Printable(TextValue(*plugin, PI::PROPERTY_NAME).value_or(pluginName));
+    const std::string version = Printable(TextValue(*plugin, PI::PROPERTY_VERSION).value_or(""));
     if (!version.empty()) line += " " + version;
-    const std::string tool = Printable(TextValue(*plugin, property::TOOL_VERSION).value_or(""));
+    const std::string tool = Printable(TextValue(*plugin, PI::PROPERTY_TOOL_VERSION).value_or(""));
     if (!tool.empty()) line += ", tool " + tool;
-    const std::string interval = Shown(*plugin, property::POLL_INTERVAL);
+    const std::string interval = Shown(*plugin, PI::PROPERTY_POLL_INTERVAL);
     if (!interval.empty()) line += ", polls every " + interval;
   }
   const std::size_t count = topology.Adapters().size();

@@ -33,18 +33,18 @@ namespace {
 TLX::Misc::CModuleInfo g_module(static_cast<TLX::Misc::Qora_MODULE_IDs>(300), "fixture", "1.0",
                                 nullptr, nullptr);
 
-rapidjson::Document Script() {
+vxhost::JsonDocument Script() {
   const char* const name = std::getenv("VXTEST_PLUGIN_FILE");
   std::ifstream file(name != nullptr ? name : "/dev/null");
   std::ostringstream text;
   text << file.rdbuf();
-  rapidjson::Document script;
+  vxhost::JsonDocument script;
   script.Parse(text.str().c_str());
   if (script.HasParseError() || !script.IsObject()) script.SetObject();
   return script;
 }
 
-unsigned int Number(const rapidjson::Value& script, const char* name, unsigned int otherwise) {
+unsigned int Number(const vxhost::JsonValue& script, const char* name, unsigned int otherwise) {
   return script.HasMember(name) ? script[name].GetUint() : otherwise;
 }
 
@@ -67,7 +67,7 @@ class FixturePlugin : public IPLUGINAPI {
   FixturePlugin& operator=(const FixturePlugin&) = delete;
 
   unsigned int Execute(PI::_COMMAND command, unsigned long object, void* data) override {
-    const rapidjson::Document script = Script();
+    const vxhost::JsonDocument script = Script();
     Log(fmt::format("command {} object {:x} data {}", static_cast<unsigned int>(command), object,
                     data != nullptr));
     if (script.HasMember("print")) {
@@ -88,7 +88,7 @@ class FixturePlugin : public IPLUGINAPI {
 
  private:
   unsigned int Answer(PI::_COMMAND command, unsigned long object, void* data,
-                      const rapidjson::Value& script) {
+                      const vxhost::JsonValue& script) {
     switch (command) {
       case PI::COMMAND_INITIALIZE:
         if (script.HasMember("adapters")) {
@@ -116,14 +116,14 @@ class FixturePlugin : public IPLUGINAPI {
     }
   }
 
-  static std::vector<PI::CObject> Objects(const rapidjson::Value& script) {
+  static std::vector<PI::CObject> Objects(const vxhost::JsonValue& script) {
     std::vector<PI::CObject> objects;
     if (script.HasMember("objects")) vxhost::Read(script["objects"], objects);
     return objects;
   }
 
   static unsigned int Properties(unsigned long id, std::vector<PI::CProperty>& out,
-                                 const rapidjson::Value& script) {
+                                 const vxhost::JsonValue& script) {
     for (const PI::CObject& object : Objects(script)) {
       if (object.m_ID != id) continue;
       out = object.m_Properties;
@@ -134,7 +134,7 @@ class FixturePlugin : public IPLUGINAPI {
   }
 
   static unsigned int Property(unsigned long id, PI::CProperty& out,
-                               const rapidjson::Value& script) {
+                               const vxhost::JsonValue& script) {
     std::vector<PI::CProperty> all;
     const unsigned int result = Properties(id, all, script);
     if (result != 0) return result;
@@ -146,7 +146,7 @@ class FixturePlugin : public IPLUGINAPI {
     return PI::ERR_GENERAL_FAILURE;
   }
 
-  static unsigned int Events(PI::COperation& operation, const rapidjson::Value& script) {
+  static unsigned int Events(PI::COperation& operation, const vxhost::JsonValue& script) {
     operation.m_Events.clear();
     if (script.HasMember("events")) vxhost::Read(script["events"], operation.m_Events);
     return 0;

@@ -32,7 +32,7 @@ std::string FloatJson(float number) {
 
 template <class Record>
 Record FromJson(const std::string& text) {
-  rapidjson::Document document;
+  vxhost::JsonDocument document;
   document.Parse(text.c_str());
   Record record;
   vxhost::Read(document, record);

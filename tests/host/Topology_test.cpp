@@ -18,7 +18,7 @@ using vxhost::Topology;
 
 template <class Record>
 Record FromJson(const std::string& text) {
-  rapidjson::Document document;
+  vxhost::JsonDocument document;
   document.Parse(text.c_str());
   EXPECT_FALSE(document.HasParseError()) << text;
   Record record;

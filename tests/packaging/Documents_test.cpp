@@ -268,4 +268,37 @@ TEST(CommonErrorsPage, EachMessageIsOneThatAProgramSays) {
   }
 }
 
+// --- docs/json.md and the commands
+
+// The names of all members in a text of JSON.
+Words Members(const std::string& json) {
+  return Matches(json, R"re("([A-Za-z0-9]+)":)re", 1);
+}
+
+TEST(JsonPage, NamesEveryMemberThatTheCommandsPrint) {
+  const Words named = Matches(vxtest::ReadFile(SOURCES / "docs/json.md"), "`([^`\n]+)`", 1);
+  const std::vector<std::vector<std::string>> commands = {
+      {"tree"}, {"show", "1"}, {"get", "1", "30442"}, {"ops", "Torvex-Plugin"}, {"doctor"}};
+  for (std::vector<std::string> words : commands) {
+    words.insert(words.end(), {"--json", "--simulate", VXTEST_FLEETS "/mixed.json"});
+    const Words members = Members(vxtest::RunHost(words).out);
+    EXPECT_THAT(members, testing::SizeIs(testing::Ge(4))) << words.front();
+    for (const std::string& member : members) EXPECT_TRUE(named.contains(member)) << member;
+  }
+}
+
+TEST(JsonPage, EventMembersAreThoseOfTheCode) {
+  const std::string code = Code({"host"});
+  const std::size_t start =
+      code.find("ReportJson(const Report& report, const std::string& plugin) {");
+  ASSERT_NE(start, std::string::npos);
+  const std::string body = code.substr(start, code.find("\n}", start) - start);
+  const std::string table = Section(vxtest::ReadFile(SOURCES / "docs/json.md"), "Events: `run`");
+  const Words members = Matches(body, R"re(Key\("([a-z0-9]+)"\))re", 1);
+  EXPECT_THAT(members, testing::SizeIs(testing::Ge(10)));
+  for (const std::string& member : members) {
+    EXPECT_NE(table.find("`" + member + "`"), std::string::npos) << member;
+  }
+}
+
 }  // namespace
