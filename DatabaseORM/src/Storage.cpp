@@ -14,7 +14,7 @@ using DatabaseWrapper::FOREIGN_KEYS_ON;
 using DatabaseWrapper::MIDDLE_SEPARATOR;
 using DBEXCEPTION::DatabaseException;
 using RaidDataModels::dbModelFieldsMap;
-using Values::CPlace;
+using Values::EPlace;
 
 namespace {
 
@@ -65,7 +65,7 @@ std::size_t Position(const table_t<Record>& table, const column_t<Record>& colum
 
 template <class Record>
 void RenderField(std::string& out, const Record& record, const column_t<Record>& column,
-                 CPlace place) {
+                 EPlace place) {
   std::visit([&](auto member) { Values::Render(out, record.*member, place); }, column.field);
 }
 
@@ -89,7 +89,7 @@ std::string Decimal(const Record& record, const column_t<Record>& column) {
     return std::to_string(record.**member);
   }
   std::string text;
-  RenderField(text, record, column, CPlace::Assignment);
+  RenderField(text, record, column, EPlace::Assignment);
   return text;
 }
 
@@ -101,7 +101,7 @@ CAssignments Assignments(const Record& record, const table_t<Record>* table) {
   for (const auto& column : table->columns) {
     std::string& slot = result.Slots[Position(*table, *column)];
     slot.assign(column->name).push_back('=');
-    RenderField(slot, record, *column, CPlace::Assignment);
+    RenderField(slot, record, *column, EPlace::Assignment);
     if (column->position == 0) result.Identity = Decimal(record, *column);
   }
   return result;
@@ -123,7 +123,7 @@ CInsertion Insertion(const Record& record, const table_t<Record>& table, bool na
     if (named && position == 0) continue;
     if (named) result.Names[position] = column->name;
     result.Cells[position].clear();
-    RenderField(result.Cells[position], record, *column, CPlace::Insertion);
+    RenderField(result.Cells[position], record, *column, EPlace::Insertion);
   }
   return result;
 }

@@ -65,10 +65,10 @@ void AppendDoubled(std::string& out, const std::string& text, const std::string&
 }
 
 // text is free of NUL bytes.
-void AppendText(std::string& out, const std::string& text, CPlace place) {
+void AppendText(std::string& out, const std::string& text, EPlace place) {
   if (text == NULL_DB_STRING) {
     out += NULL_DB_ENTRY;
-  } else if (text.empty() && place == CPlace::Insertion) {
+  } else if (text.empty() && place == EPlace::Insertion) {
     out += "''";
   } else {
     out += QUOTATION;
@@ -99,7 +99,7 @@ double ToReal(const std::string& cell) {
 
 }  // namespace
 
-void Render(std::string& out, int value, CPlace) {
+void Render(std::string& out, int value, EPlace) {
   if (value == RaidDataModels::NULL_INTEGER) {
     out += NULL_DB_ENTRY;
   } else {
@@ -107,7 +107,7 @@ void Render(std::string& out, int value, CPlace) {
   }
 }
 
-void Render(std::string& out, unsigned long value, CPlace) {
+void Render(std::string& out, unsigned long value, EPlace) {
   if (value == RaidDataModels::NULL_UNSIGNED) {
     out += NULL_DB_ENTRY;
   } else {
@@ -115,7 +115,7 @@ void Render(std::string& out, unsigned long value, CPlace) {
   }
 }
 
-void Render(std::string& out, double value, CPlace) {
+void Render(std::string& out, double value, EPlace) {
   if (value == RaidDataModels::NULL_REAL) {
     out += NULL_DB_ENTRY;
     return;
@@ -124,7 +124,7 @@ void Render(std::string& out, double value, CPlace) {
   out.append(text, std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 6).ptr);
 }
 
-void Render(std::string& out, const std::string& value, CPlace place) {
+void Render(std::string& out, const std::string& value, EPlace place) {
   if (value.find('\0') == std::string::npos) {
     AppendText(out, value, place);
   } else {
@@ -132,7 +132,7 @@ void Render(std::string& out, const std::string& value, CPlace place) {
   }
 }
 
-void Render(std::string& out, const std::vector<std::string>& value, CPlace place) {
+void Render(std::string& out, const std::vector<std::string>& value, EPlace place) {
   std::string joined;
   for (const std::string& raw : value) {
     const std::string item = WithoutNul(raw);

@@ -8,15 +8,15 @@
 namespace DatabaseORM::Values {
 
 // Where a value is written; the two differ in the empty text alone.
-enum class CPlace { Assignment, Insertion };
+enum class EPlace { Assignment, Insertion };
 
 // Append the text of a value.
-void Render(std::string& out, int value, CPlace place);
-void Render(std::string& out, unsigned long value, CPlace place);
-void Render(std::string& out, double value, CPlace place);
-void Render(std::string& out, const std::string& value, CPlace place);
+void Render(std::string& out, int value, EPlace place);
+void Render(std::string& out, unsigned long value, EPlace place);
+void Render(std::string& out, double value, EPlace place);
+void Render(std::string& out, const std::string& value, EPlace place);
 // Throws DatabaseException when an item holds the delimiter.
-void Render(std::string& out, const std::vector<std::string>& value, CPlace place);
+void Render(std::string& out, const std::vector<std::string>& value, EPlace place);
 
 // Overwrite value unless the cell is null. Throw what the standard conversions throw.
 void Read(const std::string& cell, int& value);

@@ -22,9 +22,9 @@ namespace {
 void WriteCell(JsonText& json, const Schema::CColumn& column, const Schema::CCell& cell) {
   if (!cell) {
     json.Null();
-  } else if (column.Kind == Schema::CKind::Text) {
+  } else if (column.Kind == Schema::EKind::Text) {
     json.Text(*cell);
-  } else if (column.Kind == Schema::CKind::List) {
+  } else if (column.Kind == Schema::EKind::List) {
     json.StartArray();
     for (const std::string& item : Schema::Items(*cell)) json.Text(item);
     json.EndArray();

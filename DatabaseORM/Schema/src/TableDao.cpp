@@ -34,16 +34,16 @@ bool Holds(std::string_view cell) {
 }
 
 // Whether a field of the kind can hold what the cell says.
-bool Fits(CKind kind, const std::string& cell) {
+bool Fits(EKind kind, const std::string& cell) {
   switch (kind) {
-    case CKind::Integer:
+    case EKind::Integer:
       return Holds<int>(cell);
-    case CKind::Unsigned:
+    case EKind::Unsigned:
       return Holds<long>(cell);
-    case CKind::Real:
+    case EKind::Real:
       return Holds<double>(cell);
-    case CKind::Text:
-    case CKind::List:
+    case EKind::Text:
+    case EKind::List:
       break;
   }
   return true;
@@ -57,8 +57,8 @@ CTableDao::CTableDao(std::shared_ptr<DatabaseDAO> behind, const std::vector<CTab
 std::vector<std::string> CTableDao::query(std::string statement) {
   const CTable* table = TableRead(m_Tables, statement);
   if (table == nullptr) return m_Behind->query(std::move(statement));
-  constexpr std::size_t star = EVERYTHING.find('*');
-  auto cells = m_Behind->query(statement.replace(star, 1, ColumnNames(*table)));
+  constexpr std::size_t STAR = EVERYTHING.find('*');
+  auto cells = m_Behind->query(statement.replace(STAR, 1, ColumnNames(*table)));
   for (std::size_t at = 0; at < cells.size(); ++at) {
     const CColumn& column = table->Columns[at % table->Columns.size()];
     if (!Fits(column.Kind, cells[at])) cells[at] = DatabaseWrapper::NULL_DB_STRING;

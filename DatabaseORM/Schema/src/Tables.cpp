@@ -44,10 +44,10 @@ constexpr CField<Record> Mirrors(CField<Record> field, unsigned int property,
 // The rows that are columns: a property that is not stored has none.
 template <class MakeRows>
 consteval auto ColumnsOf(MakeRows) {
-  constexpr auto rows = MakeRows{}();
-  constexpr auto isColumn = [](const auto& row) { return row.Name != nullptr; };
-  std::array<typename decltype(rows)::value_type, std::ranges::count_if(rows, isColumn)> columns{};
-  std::ranges::copy_if(rows, columns.begin(), isColumn);
+  constexpr auto ROWS = MakeRows{}();
+  constexpr auto IS_COLUMN = [](const auto& row) { return row.Name != nullptr; };
+  std::array<typename decltype(ROWS)::value_type, std::ranges::count_if(ROWS, IS_COLUMN)> columns{};
+  std::ranges::copy_if(ROWS, columns.begin(), IS_COLUMN);
   return columns;
 }
 
@@ -112,12 +112,12 @@ constexpr CTableFacts ADAPTER_TABLE{"Adapter", "adapters that are there"};
 constexpr CTableFacts DRIVE_TABLE{"PD", "physical drives that have ever been seen"};
 
 template <class Record>
-CKind KindOf(const field_t<Record>& field) {
+EKind KindOf(const field_t<Record>& field) {
   // In the order of the alternatives of field_t.
-  constexpr std::array kinds{CKind::Integer, CKind::Unsigned, CKind::Text, CKind::Real,
-                             CKind::List};
-  static_assert(kinds.size() == std::variant_size_v<field_t<Record>>);
-  return kinds[field.index()];
+  constexpr std::array KINDS{EKind::Integer, EKind::Unsigned, EKind::Text, EKind::Real,
+                             EKind::List};
+  static_assert(KINDS.size() == std::variant_size_v<field_t<Record>>);
+  return KINDS[field.index()];
 }
 
 // The property that the column mirrors and what the row says besides.

@@ -99,15 +99,15 @@ std::vector<CStored> StoredColumns(DatabaseDAO& database, const std::string& tab
 }
 
 // Columns of numbers have the affinity that lets them compare with a number in quotes.
-const char* SqlType(CKind kind) {
+const char* SqlType(EKind kind) {
   switch (kind) {
-    case CKind::Integer:
-    case CKind::Unsigned:
+    case EKind::Integer:
+    case EKind::Unsigned:
       return "INTEGER";
-    case CKind::Real:
+    case EKind::Real:
       return "REAL";
-    case CKind::Text:
-    case CKind::List:
+    case EKind::Text:
+    case EKind::List:
       break;
   }
   return "TEXT";

@@ -40,7 +40,7 @@ std::string WordsOf(const std::string& cell) {
 std::string Shown(const std::string& table, const CColumn& column) {
   const std::string cell = table + "." + column.Name;
   if (!column.IsChoice) return cell;
-  return (column.Kind == CKind::List ? WordsOf(cell) : WordOf(cell)) + " AS " + column.Name;
+  return (column.Kind == EKind::List ? WordsOf(cell) : WordOf(cell)) + " AS " + column.Name;
 }
 
 const CTable& TableOf(const CSchema& schema, const std::string& name) {

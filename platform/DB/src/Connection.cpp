@@ -91,27 +91,27 @@ CConnection::CHandle CConnection::Open(const std::string& name, int flags,
   return handle;
 }
 
-CConnection::CConnection(const std::string& path, CAccess access,
+CConnection::CConnection(const std::string& path, EAccess access,
                          std::chrono::milliseconds busyTimeout)
     : m_Path(path) {
   switch (access) {
-    case CAccess::Write:
+    case EAccess::Write:
       m_Handle = Open(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, path);
       break;
-    case CAccess::Read:
+    case EAccess::Read:
       m_Handle = Open(path, SQLITE_OPEN_READONLY, path);
       break;
-    case CAccess::ReadAndTidy:
+    case EAccess::ReadAndTidy:
       m_Handle = Open(path, SQLITE_OPEN_READWRITE, path);
       break;
-    case CAccess::ReadUnchanging:
+    case EAccess::ReadUnchanging:
       m_Handle = Open(UnchangingUri(path), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, path);
       break;
   }
   sqlite3_busy_timeout(m_Handle.get(), static_cast<int>(busyTimeout.count()));
-  if (access == CAccess::Write) PrepareForWriting();
+  if (access == EAccess::Write) PrepareForWriting();
   Run("PRAGMA schema_version");  // the first look into the file
-  if (access == CAccess::Write) RequireSound();
+  if (access == EAccess::Write) RequireSound();
 }
 
 // Damage that only the write of some later row would meet is found while nothing has been written.
@@ -219,7 +219,7 @@ void CConnection::CopyTo(const std::string& path) const {
   }
   copy.reset();
   // Pages are copied as they are, also when there is no sense in them.
-  CConnection(path, CAccess::ReadAndTidy, std::chrono::milliseconds(0)).RequireSound();
+  CConnection(path, EAccess::ReadAndTidy, std::chrono::milliseconds(0)).RequireSound();
 }
 
 }  // namespace DatabaseWrapper

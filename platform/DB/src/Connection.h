@@ -25,11 +25,11 @@ inline constexpr std::array LOG_SUFFIXES{"-wal", "-shm"};
 // One open SQLite file. Not for several threads at once. Failures are DatabaseExceptions.
 class CConnection {
  public:
-  enum class CAccess { Write, Read, ReadAndTidy, ReadUnchanging };
+  enum class EAccess { Write, Read, ReadAndTidy, ReadUnchanging };
 
   // ReadAndTidy: reads, and takes away at its end what reading has made beside the file.
   // ReadUnchanging: nobody writes the file, so that neither log nor lock files are needed.
-  CConnection(const std::string& path, CAccess access, std::chrono::milliseconds busyTimeout);
+  CConnection(const std::string& path, EAccess access, std::chrono::milliseconds busyTimeout);
 
   // A statement, or the opening, waited for a locked file in vain.
   class CBusy : public DBEXCEPTION::DatabaseException {

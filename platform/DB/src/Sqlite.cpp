@@ -18,7 +18,7 @@
 namespace DatabaseWrapper {
 
 using DBEXCEPTION::DatabaseException;
-using CAccess = CConnection::CAccess;
+using EAccess = CConnection::EAccess;
 
 namespace {
 
@@ -109,11 +109,11 @@ bool IsClosed(const std::string& path) {
 
 // Looking into a closed file makes a log and its index, which only a connection that might write
 // takes away again; where this process may not write, nothing needs them either.
-CAccess AccessToRead(const std::string& path) {
-  if (!IsClosed(path)) return CAccess::Read;
+EAccess AccessToRead(const std::string& path) {
+  if (!IsClosed(path)) return EAccess::Read;
   const std::string directory = std::filesystem::path(path).parent_path().string();
   const bool mayWrite = access(path.c_str(), W_OK) == 0 && access(directory.c_str(), W_OK) == 0;
-  return mayWrite ? CAccess::ReadAndTidy : CAccess::ReadUnchanging;
+  return mayWrite ? EAccess::ReadAndTidy : EAccess::ReadUnchanging;
 }
 
 std::unique_ptr<CConnection> OpenToRead(const std::string& path,
@@ -126,23 +126,23 @@ std::unique_ptr<CConnection> OpenToRead(const std::string& path,
   } catch (const DatabaseException&) {
     // A reader who may not write into the directory cannot make the log's index, and needs none.
     if (access(path.c_str(), R_OK) != 0 || !LogIsEmpty(path)) throw;
-    return std::make_unique<CConnection>(path, CAccess::ReadUnchanging, busyTimeout);
+    return std::make_unique<CConnection>(path, EAccess::ReadUnchanging, busyTimeout);
   }
 }
 
 // Whether a SQLite file lies at the path that bears another application id.
 bool BelongsToAnother(const std::string& path, unsigned applicationId) {
-  constexpr std::string_view magic("SQLite format 3\0", 16);
-  constexpr std::size_t idAt = 68;
+  constexpr std::string_view MAGIC("SQLite format 3\0", 16);
+  constexpr std::size_t ID_AT = 68;
   std::error_code failure;
   if (applicationId == 0 || !std::filesystem::is_regular_file(path, failure)) return false;
-  char head[idAt + 4] = {};
+  char head[ID_AT + 4] = {};
   if (!std::ifstream(path, std::ios::binary).read(head, sizeof head)) return false;
   unsigned id = 0;
-  for (std::size_t at = idAt; at < sizeof head; ++at) {
+  for (std::size_t at = ID_AT; at < sizeof head; ++at) {
     id = id << 8U | static_cast<unsigned char>(head[at]);
   }
-  return std::string_view(head, magic.size()) == magic && id != applicationId;
+  return std::string_view(head, MAGIC.size()) == MAGIC && id != applicationId;
 }
 
 }  // namespace
@@ -184,7 +184,7 @@ CSqliteDatabase::Impl::Impl(const std::string& path, CSqliteOptions options)
     return;
   }
   if (KeepsFile()) m_Lock.emplace(m_Path, LOCK_PATIENCE);
-  m_Connection = std::make_unique<CConnection>(m_Path, CAccess::Write, m_Options.BusyTimeout);
+  m_Connection = std::make_unique<CConnection>(m_Path, EAccess::Write, m_Options.BusyTimeout);
   if (m_Lock) m_Lock->Keep();
 }
 
@@ -253,7 +253,7 @@ void CSqliteDatabase::Impl::WriteBack() {
   }
   // The old file is closed last; SQLite leaves what lies at the path alone then, as it is not its
   // own.
-  m_Connection = std::make_unique<CConnection>(m_Path, CAccess::Write, m_Options.BusyTimeout);
+  m_Connection = std::make_unique<CConnection>(m_Path, EAccess::Write, m_Options.BusyTimeout);
   m_Lock->Succeed(std::move(lock));
 }
 

@@ -146,9 +146,9 @@ LOADED Load(const std::string& path, std::string& content, struct stat& status) 
 // to a file that does not exist yet.
 std::optional<std::string> FollowLinks(const std::string& name) {
   namespace fs = std::filesystem;
-  constexpr int mostLinks = 40;  // as the kernel
+  constexpr int MOST_LINKS = 40;  // as the kernel
   fs::path path = name;
-  for (int link = 0; link < mostLinks; ++link) {
+  for (int link = 0; link < MOST_LINKS; ++link) {
     std::error_code error;
     if (!fs::is_symlink(fs::symlink_status(path, error))) return path.string();
     const fs::path target = fs::read_symlink(path, error);
@@ -187,9 +187,9 @@ class CReplacement {
  private:
   // The name is short whatever the file is called, and unlike that of a crashed process before.
   int Create() {
-    constexpr int mostTries = 1000;
+    constexpr int MOST_TRIES = 1000;
     const std::string directory = m_Path.substr(0, m_Path.rfind('/') + 1);
-    for (int attempt = 0; attempt < mostTries; ++attempt) {
+    for (int attempt = 0; attempt < MOST_TRIES; ++attempt) {
       m_TemporaryPath = directory + ".vxconfig-" + std::to_string(::getpid()) + "-" +
                         std::to_string(attempt) + ".tmp";
       const int descriptor = Retry([&] {

@@ -13,8 +13,8 @@ struct CEndurance {
 
 // Rated endurance from drive writes per day over five years: gigabytes x days / 1000.
 constexpr unsigned long FromDriveWrites(unsigned long perDay, unsigned long gigabytes) {
-  constexpr unsigned long days = 5UL * 365;
-  return perDay * gigabytes * days / 1000;
+  constexpr unsigned long DAYS = 5UL * 365;
+  return perDay * gigabytes * DAYS / 1000;
 }
 
 // Public figures. Drives whose rating was never published (P4501, P4601) have no row; neither has

@@ -84,17 +84,17 @@ void CPluginHelper::ComputeRemainingLifeTime(unsigned long powerOnHours, unsigne
 }
 
 void CPluginHelper::ConvertBytesToOtherUnit(unsigned long bytes, float& number, _UNITS& unit) {
-  constexpr std::array units{UNIT_BYTES, UNIT_KIB, UNIT_MIB, UNIT_GIB,
+  constexpr std::array UNITS{UNIT_BYTES, UNIT_KIB, UNIT_MIB, UNIT_GIB,
                              UNIT_TIB,   UNIT_PIB, UNIT_EIB};
   double scaled = static_cast<double>(bytes);
   std::size_t index = 0;
   // Decided on the rounded number: what is a little below 1024 may be 1024 as a float.
-  while (static_cast<float>(scaled) >= 1024.0F && index + 1 < units.size()) {
+  while (static_cast<float>(scaled) >= 1024.0F && index + 1 < UNITS.size()) {
     scaled /= 1024.0;
     ++index;
   }
   number = static_cast<float>(scaled);
-  unit = units[index];
+  unit = UNITS[index];
 }
 
 }  // namespace PI

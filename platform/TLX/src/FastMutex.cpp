@@ -18,8 +18,8 @@ using CThreadNumber = std::uint64_t;
 constexpr CThreadNumber NOBODY = 0;
 
 CThreadNumber ThisThread() noexcept {
-  static std::atomic<CThreadNumber> s_Last = NOBODY;
-  thread_local const CThreadNumber number = ++s_Last;
+  static std::atomic<CThreadNumber> last = NOBODY;
+  thread_local const CThreadNumber number = ++last;
   return number;
 }
 

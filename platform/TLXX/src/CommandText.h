@@ -15,7 +15,7 @@ struct CCommand {
 // Splits a text at blanks (spaces and tabs): leading NAME=VALUE words, the program, its arguments,
 // one trailing "2>&1". Returns whether a program is named; otherwise reason says what is wrong with
 // the text and command is unspecified. [any thread]
-bool SplitCommand(const std::string& text, CCommand& command, std::string& reason);
+[[nodiscard]] bool SplitCommand(const std::string& text, CCommand& command, std::string& reason);
 
 // The environment of the process with the given NAME=VALUE words in place of, or behind, its own.
 std::vector<std::string> MergeEnvironment(const char* const* environment,

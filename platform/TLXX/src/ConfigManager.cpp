@@ -152,13 +152,13 @@ std::vector<CPciFunction> AllFunctions() {
 
 bool CConfigManager::GetLocation(const std::string& vendor, const std::string& device,
                                  unsigned int occurrence, unsigned long& bus,
-                                 unsigned long& device_, unsigned long& function) {
+                                 unsigned long& deviceNumber, unsigned long& function) {
   const auto wanted = ParsePciIds(vendor, device);
   if (!wanted || occurrence == 0) return false;
   for (const CPciFunction& candidate : AllFunctions()) {
     if (ReadPciIds(candidate.m_Directory) != wanted || --occurrence != 0) continue;
     bus = candidate.m_Address.m_Bus;
-    device_ = candidate.m_Address.m_Device;
+    deviceNumber = candidate.m_Address.m_Device;
     function = candidate.m_Address.m_Function;
     return true;
   }

@@ -49,9 +49,9 @@ bool IsPassing(int error) {
 
 // Never, where there is no limit and where the clock does not reach that far.
 Clock::time_point After(Clock::time_point start, std::chrono::milliseconds limit) {
-  constexpr auto never = Clock::time_point::max();
-  const auto room = std::chrono::floor<std::chrono::milliseconds>(never - start);
-  return limit.count() > 0 && limit < room ? start + limit : never;
+  constexpr auto NEVER = Clock::time_point::max();
+  const auto room = std::chrono::floor<std::chrono::milliseconds>(NEVER - start);
+  return limit.count() > 0 && limit < room ? start + limit : NEVER;
 }
 
 // As poll takes it: -1 for ever, rounded up so that the deadline has passed on return.

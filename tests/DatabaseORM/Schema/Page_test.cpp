@@ -12,16 +12,16 @@ namespace {
 
 const std::string PAGE = std::string(VX_SOURCE_DIR) + "/docs/database.md";
 
-std::string KindText(Schema::CKind kind) {
+std::string KindText(Schema::EKind kind) {
   switch (kind) {
-    case Schema::CKind::Integer:
-    case Schema::CKind::Unsigned:
+    case Schema::EKind::Integer:
+    case Schema::EKind::Unsigned:
       return "integer";
-    case Schema::CKind::Real:
+    case Schema::EKind::Real:
       return "real";
-    case Schema::CKind::List:
+    case Schema::EKind::List:
       return "text (list)";
-    case Schema::CKind::Text:
+    case Schema::EKind::Text:
       break;
   }
   return "text";

@@ -64,7 +64,7 @@ class NextVersion : public testing::Test {
     schema_.Steps.push_back(
         {Schema::LatestVersion() + 1, {"ALTER TABLE Adapter ADD COLUMN Slot TEXT"}});
     auto& columns = schema_.Tables.at(1).Columns;
-    columns.insert(columns.begin() + 5, {"Slot", Schema::CKind::Text, "", "no", "slot", ""});
+    columns.insert(columns.begin() + 5, {"Slot", Schema::EKind::Text, "", "no", "slot", ""});
     options_.Schema = &schema_;
     options_.Storage = [](auto database) {
       auto adapters = Schema::MakeTable<Adapter>();

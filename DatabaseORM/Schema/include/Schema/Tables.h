@@ -15,12 +15,12 @@ namespace Schema {
 // What a column holds: the kind of the record's field. In the file Integer and Unsigned are whole
 // numbers, Real is a number with digits after the point, Text and List are texts; a List has its
 // items separated by DatabaseWrapper::delimiter. Each can be null.
-enum class CKind { Integer, Unsigned, Text, Real, List };
+enum class EKind { Integer, Unsigned, Text, Real, List };
 
 // One column, as people and programs need to know it. Texts are one line of plain English.
 struct CColumn {
   std::string Name;       // in the file, and in statements as it is
-  CKind Kind;             // of the values
+  EKind Kind;             // of the values
   std::string Unit;       // empty: none
   std::string Null;       // when the column is null: "never", "no", or the case in words
   std::string Meaning;    // what it holds, in one sentence

@@ -16,7 +16,7 @@ class VX_EXPORT CConfigManager {
   // The occurrence-th (from 1) PCI function with these ids, in the order of their addresses. True
   // when found; the outputs are untouched otherwise.
   static bool GetLocation(const std::string& vendor, const std::string& device,
-                          unsigned int occurrence, unsigned long& bus, unsigned long& device_,
+                          unsigned int occurrence, unsigned long& bus, unsigned long& deviceNumber,
                           unsigned long& function);
 
   // The PCI function that a device path such as /dev/nvme0, /dev/nvme0n1 or /dev/nvme0n1p1 leads

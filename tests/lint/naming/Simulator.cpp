@@ -1,0 +1,19 @@
+namespace sample {
+
+constexpr int kMostDrives = 5;
+
+enum class State { Good, Bad };
+
+class Drive {
+ public:
+  int Count(int most) const {
+    const int count = count_ > most ? kMostDrives : count_;
+    return count;
+  }
+  State state = State::Good;
+
+ private:
+  int count_ = 0;
+};
+
+}  // namespace sample

@@ -1,0 +1,3 @@
+const int* Sample() {
+  return 0;
+}
