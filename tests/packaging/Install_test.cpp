@@ -114,6 +114,29 @@ TEST_F(HeldAsTheUnit, NetworkPrioritiesAndWritableCodeAreRefused) {
   EXPECT_EQ(Run({"python3", "-c", "import socket; socket.socket(socket.AF_UNIX)"}).status, 0);
 }
 
+// 60 MiB of short values, each of which takes many times its text when it is read.
+TEST_F(HeldAsTheUnit, AnAnswerThatNeedsTooMuchMemory_EndsTheQueryAndNotTheProgram) {
+  const fs::path home = directory_ / "lib/vxhost";
+  const std::string preloaded = "libIntel.SSDFeatures.so.2.0.0";
+  fs::copy(home / "simulator/bin" / preloaded, home / "bin" / preloaded);
+  const fs::path tool = home / "bin/isdct";
+  vxtest::WriteFile(tool,
+                    "#!/bin/sh\n"
+                    "printf '{\"Intel SSD\":['\n"
+                    "yes 0, | tr -d '\\n' | head -c 62914560\n"
+                    "printf '0]}'\n");
+  fs::permissions(tool, fs::perms::owner_all);
+  const std::string sysfs = directory_ / "sys";
+  const std::string fleet = VXTEST_FLEETS "/known-drives.json";
+  ASSERT_EQ(
+      vxtest::RunHost({"simulate", "sysfs", "--root", sysfs, "--fleet", fleet}, "", {}, program_)
+          .status,
+      0);
+  const auto run = Run({program_, "tree", "--sysfs", sysfs});
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_THAT(run.err, HasSubstr("start-up failed"));
+}
+
 // The measure of systemd itself, in tenths.
 TEST_F(HeldAsTheUnit, ExposureIsAtMostOneAndAHalf) {
   const auto run = vxtest::RunHost({"security", "--offline=true", "--threshold=15", unit_}, "", {},
