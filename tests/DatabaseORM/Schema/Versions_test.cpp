@@ -135,6 +135,15 @@ TEST_F(NextVersion, OldFileWithAColumnOfAnother_IsWrittenRight) {
   EXPECT_EQ(opened.Database->Read("Adapter").at(0).at(5), "slot 2");
 }
 
+TEST_F(NextVersion, OldFileToRead_SaysWhatBringsItUpToDate) {
+  const std::string path = (dir_ / "vx.db").string();
+  ASSERT_NE(OpenForWriting(path).Database, nullptr);
+  EXPECT_EQ(OpenReadOnly(path, options_).Error,
+            "\"" + path + "\": The database has the older schema version " +
+                std::to_string(Schema::LatestVersion()) +
+                "; opening it for writing brings it up to date.");
+}
+
 TEST_F(NextVersion, DescriptionWithoutItsStep_IsRefused) {
   schema_.Steps.pop_back();
   EXPECT_THAT(OpenForWriting((dir_ / "vx.db").string(), options_).Error,
@@ -162,6 +171,10 @@ TEST(SchemaShape, ChangedTables_AreRefusedByName) {
       {"ALTER TABLE Plugin DROP COLUMN Vendor", "The table \"Plugin\" has no column \"Vendor\""},
       {"ALTER TABLE PD DROP COLUMN Temperature; ALTER TABLE PD ADD COLUMN Temperature TEXT",
        "The column \"Temperature\" of the table \"PD\" is of type \"TEXT\" and must be REAL"},
+      {"PRAGMA writable_schema = ON; UPDATE sqlite_master SET sql = replace(sql, ' PRIMARY KEY', "
+       "'') "
+       "WHERE name = 'Plugin'",
+       "The column \"ID\" of the table \"Plugin\" is not its primary key"},
       {"ALTER TABLE PD ADD COLUMN Extra TEXT; PRAGMA writable_schema = ON; UPDATE sqlite_master "
        "SET "
        "sql = replace(sql, 'Extra TEXT', 'Extra TEXT NOT NULL') WHERE name = 'PD'",

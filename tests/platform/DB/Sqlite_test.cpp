@@ -330,6 +330,7 @@ TEST(Sqlite, HasWriter_TellsWhileThereIsOne) {
     EXPECT_EQ(told(), "yes");
   }
   EXPECT_EQ(told(), "no");
+  EXPECT_FALSE(DatabaseWrapper::HasWriter(path));
 }
 
 TEST(Sqlite, OpeningThatFails_LeavesNothingBehind) {
