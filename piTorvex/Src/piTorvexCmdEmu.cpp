@@ -117,7 +117,7 @@ unsigned int IPLUGINAPI_IMPL::GetLogPageInformation(int index, CCmdEmuGetlog& lo
   return SUCCESS;
 }
 
-// The result carries no meaning, on purpose: the text tells whether the version was read.
+// Callers look at the text, which is empty when no version was read, and not at the result.
 unsigned int IPLUGINAPI_IMPL::GetVersion(std::string& version) {
   version.clear();
   std::string output;
