@@ -91,7 +91,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   unsigned int CheckOperation(unsigned long objectId, PI::COperation& operation);
   unsigned int ExecuteOperation(unsigned long objectId, PI::COperation& operation);
 
-  // --- piTorvexPlugin: life cycle [host request thread, one after another]
+  // --- piTorvexPlugin: life cycle, one call after another [host request thread]
   unsigned int Initialize(std::vector<PI::CAdapterID>& out);
   unsigned int SetAdapterIDs(const std::vector<PI::CAdapterID>& ids);
   unsigned int DeInitialize();

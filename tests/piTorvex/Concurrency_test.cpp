@@ -38,6 +38,22 @@ void Add(const std::vector<PI::CEvent>& events, Reports& reports) {
   }
 }
 
+// Of each of so many drives the first report tells every bit, the next one that all is clear, and
+// so on.
+void ExpectSetAndClearedInTurn(const Reports& reports, std::size_t drives) {
+  std::map<unsigned long, bool> wasSet;
+  for (const auto& [report, ids] : reports) {
+    bool& set = wasSet[report.object];
+    set = !set;  // sorted by time
+    if (set) {
+      EXPECT_THAT(ids, ElementsAre(10957U, 11088U, 10959U, 10960U, 10967U, 10962U, 10968U));
+    } else {
+      EXPECT_THAT(ids, ElementsAre(10980U));
+    }
+  }
+  EXPECT_EQ(wasSet.size(), drives);
+}
+
 // The worker sets all seven bits of every drive, clears them in the next scan, and so on; four host
 // threads fetch what it tells. A scan's reports of an adapter share one time, and the scans are two
 // seconds of the plug-in's clock apart.
@@ -89,17 +105,7 @@ TEST(Events, FetchedByFourThreads_ArriveOnceAndInOrder) {
       EXPECT_TRUE(all.emplace(report, ids).second) << "told to two threads";
     }
   }
-  std::map<unsigned long, bool> wasSet;
-  for (const auto& [report, ids] : all) {
-    bool& set = wasSet[report.object];
-    set = !set;  // sorted by time: set, clear, set, ...
-    if (set) {
-      EXPECT_THAT(ids, ElementsAre(10957U, 11088U, 10959U, 10960U, 10967U, 10962U, 10968U));
-    } else {
-      EXPECT_THAT(ids, ElementsAre(10980U));
-    }
-  }
-  EXPECT_EQ(wasSet.size(), static_cast<std::size_t>(DRIVES));
+  ExpectSetAndClearedInTurn(all, DRIVES);
   // Every scan that was merged has told its part: the last one may have been stopped.
   EXPECT_GE(all.size(), static_cast<std::size_t>(DRIVES * (scans - 1)));
   EXPECT_LE(all.size(), static_cast<std::size_t>(DRIVES * scans));
