@@ -8,6 +8,8 @@
 
 #include <Facts/Tool.h>
 #include <fmt/format.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
 
 #include <TLX/Misc/Text.h>
 #include <TLXX/System.h>
@@ -22,50 +24,77 @@ constexpr std::size_t FIRST_WORDS = 200;
 // a list of nothing but small numbers sixteen times as much.
 constexpr std::size_t MEMORY = std::size_t{256} << 20U;
 
+std::string WithWords(const std::string& problem, std::string_view output) {
+  const std::string words = TLX::Misc::PrintableStart(output, FIRST_WORDS);
+  return words.empty() ? problem : fmt::format("{}; it says \"{}\"", problem, words);
+}
+
+// How many bytes of a byte order mark, which the plug-in reads past, stand in front.
+std::size_t MarkLength(std::string_view text) {
+  constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
+  return text.starts_with(BYTE_ORDER_MARK) ? BYTE_ORDER_MARK.size() : 0;
+}
+
+// Where the text ceases to be one JSON object; nothing when it is one. A NUL is the parser's end,
+// and what stands behind it makes the text unreadable as well.
+std::optional<std::size_t> EndOfObject(std::string_view text) {
+  const std::size_t mark = MarkLength(text);
+  const std::size_t start = text.find_first_not_of(" \t\r\n", mark);
+  if (start == std::string_view::npos || text[start] != '{') return 0;
+  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory> reader;
+  rapidjson::BaseReaderHandler<> nothing;
+  rapidjson::MemoryStream bytes(text.data() + mark, text.size() - mark);
+  reader.Parse<rapidjson::kParseIterativeFlag>(bytes, nothing);
+  if (reader.HasParseError()) return mark + reader.GetErrorOffset();
+  const std::size_t nul = text.find('\0');
+  return nul == std::string_view::npos || nul + 1 == text.size() ? std::nullopt
+                                                                 : std::optional(nul);
+}
+
 }  // namespace
+
+std::string AnswerProblem(std::string_view output) {
+  if (output.empty()) return "the tool is silent";
+  if (JsonDepth(output) > DEEPEST) {
+    return WithWords(fmt::format("the tool's answer nests deeper than {} levels", DEEPEST), output);
+  }
+  const std::optional<std::size_t> end = EndOfObject(output);
+  if (!end) return {};
+  return WithWords(
+      fmt::format("the tool's answer is no JSON object (at byte {} of {})", *end, output.size()),
+      output);
+}
 
 std::string ToolAnswer::Read(std::string output) {
   document_.reset();
   pool_.reset();
+  if (const std::string problem = AnswerProblem(output); !problem.empty()) return problem;
   text_ = std::move(output);
   firstWords_ = TLX::Misc::PrintableStart(text_, FIRST_WORDS);
-  const std::string problem = Problem();
-  if (problem.empty()) return {};
-  document_.reset();
-  pool_.reset();
-  return firstWords_.empty() ? problem : fmt::format("{}; it says \"{}\"", problem, firstWords_);
-}
-
-std::string ToolAnswer::Problem() {
-  const std::size_t size = text_.size();
-  if (JsonDepth(text_) > DEEPEST) {
-    return fmt::format("the tool's answer nests deeper than {} levels", DEEPEST);
-  }
-  // The parser takes a NUL for the end; what stands behind it makes the text unreadable as well.
-  const std::size_t end = std::min(text_.find('\0'), size);
   try {
     memory_.emplace(MEMORY);
     pool_.emplace(std::size_t{64} << 10U, &*memory_);
     document_.emplace(&*pool_, 1024, &*memory_);
-    document_->ParseInsitu<rapidjson::kParseIterativeFlag>(text_.data());
+    document_->ParseInsitu<rapidjson::kParseIterativeFlag>(text_.data() + MarkLength(text_));
+    return {};
   } catch (const std::bad_alloc&) {
-    return fmt::format("the tool's answer of {} bytes takes more memory than there is for it",
-                       size);
+    document_.reset();
+    pool_.reset();
+    return fmt::format(
+        "the tool's answer of {} bytes takes more memory than there is for it; it says \"{}\"",
+        text_.size(), firstWords_);
   }
-  const bool whole = !document_->HasParseError() && document_->IsObject();
-  if (whole && end + 1 >= size) return {};
-  return fmt::format("the tool's answer is no JSON object (at byte {} of {})",
-                     whole ? end : document_->GetErrorOffset(), size);
 }
 
 DriveTool::DriveTool(const std::filesystem::path& home)
     : path_(home / Facts::TOOL_DIRECTORY / Facts::TOOL_NAME),
       library_(path_.parent_path() / Facts::PRELOAD_LIBRARY) {
   // The plug-ins that were started run the tool at the same time, on threads of their own.
-  TLXX::CSystem::SetRunObserver(
-      [this, own = std::this_thread::get_id()](const std::string&, const std::string& failure) {
-        if (std::this_thread::get_id() == own) failure_ = failure;
-      });
+  TLXX::CSystem::SetRunObserver([this, own = std::this_thread::get_id()](const std::string&,
+                                                                         const std::string& failure,
+                                                                         const std::string&) {
+    if (std::this_thread::get_id() == own) failure_ = failure;
+  });
 }
 
 DriveTool::~DriveTool() {
@@ -79,9 +108,7 @@ std::string DriveTool::Ask(const std::string& arguments, ToolAnswer& answer) {
   if (result != 1) {
     return "the tool failed: " + (failure_.empty() ? std::string("no reason") : failure_);
   }
-  if (output.empty()) {
-    return failure_.empty() ? "the tool is silent" : "the tool is silent: " + failure_;
-  }
+  if (output.empty() && !failure_.empty()) return "the tool is silent: " + failure_;
   return answer.Read(std::move(output));
 }
 

@@ -5,8 +5,13 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace vxhost {
+
+// Why what the tool has printed is no answer, with the tool's own first words; empty when it is a
+// JSON object that the plug-in reads. Takes no memory to speak of, however long it is. [any thread]
+[[nodiscard]] std::string AnswerProblem(std::string_view output);
 
 // One answer of the drive tool, read. [one thread at a time]
 class ToolAnswer {
@@ -23,8 +28,6 @@ class ToolAnswer {
   [[nodiscard]] const std::string& FirstWords() const { return firstWords_; }
 
  private:
-  [[nodiscard]] std::string Problem();
-
   std::string text_;
   std::string firstWords_;
   std::optional<JsonMemory> memory_;

@@ -1,11 +1,14 @@
 #include "ToolWatch.h"
 
+#include "DriveTool.h"
 #include "Output.h"
 #include "TextTable.h"
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 
+#include <Facts/Tool.h>
 #include <fmt/format.h>
 
 #include <TLX/Misc/Clock.h>
@@ -21,6 +24,17 @@ constexpr unsigned long FORGET_AFTER = 15UL * 60 * 1000;
 
 thread_local std::string t_lastFailure;
 
+// An inventory that cannot be read is an empty machine for the plug-in. Other queries may well be
+// answered in words: a drive that was pulled has no log.
+std::string InventoryProblem(const std::string& arguments, const std::string& output) {
+  if (arguments != Facts::INVENTORY_ARGUMENTS) return {};
+  try {
+    return AnswerProblem(output);
+  } catch (const std::bad_alloc&) {
+    return "there is no memory to look at the tool's answer";
+  }
+}
+
 double Seconds(std::chrono::nanoseconds time) {
   return std::chrono::duration<double>(time).count();
 }
@@ -28,10 +42,11 @@ double Seconds(std::chrono::nanoseconds time) {
 }  // namespace
 
 ToolWatch::ToolWatch() {
-  TLXX::CSystem::SetRunObserver([this](const std::string& arguments, const std::string& failure) {
-    t_lastFailure = failure;
-    Note(arguments, failure);
-  });
+  TLXX::CSystem::SetRunObserver(
+      [this](const std::string& arguments, const std::string& failure, const std::string& output) {
+        t_lastFailure = failure.empty() ? InventoryProblem(arguments, output) : failure;
+        Note(arguments, t_lastFailure);
+      });
 }
 
 ToolWatch::~ToolWatch() {

@@ -23,6 +23,8 @@ TEST(ToolAnswer, AnObject_IsRead) {
   ASSERT_EQ(answer.Read(R"( {"A":{"B":"\u00e9\n","C":[1,2]}} )"), "");
   EXPECT_STREQ(answer.Root()["A"]["B"].GetString(), "\u00e9\n");
   EXPECT_EQ(answer.Root()["A"]["C"].Size(), 2U);
+  ASSERT_EQ(answer.Read("\xEF\xBB\xBF{\"A\":1}"), "");
+  EXPECT_EQ(answer.Root()["A"].GetInt(), 1);
   // And then another one.
   ASSERT_EQ(answer.Read("{}"), "");
   EXPECT_EQ(answer.Root().MemberCount(), 0U);
@@ -40,6 +42,8 @@ TEST(ToolAnswer, WhatIsNone_IsToldWithTheToolsOwnFirstWords) {
   EXPECT_THAT(ProblemOf(std::string(5000, 'x')), EndsWith("\"" + std::string(200, 'x') + "...\""));
   EXPECT_THAT(ProblemOf(std::string(300, '[')),
               StartsWith("the tool's answer nests deeper than 256 levels; it says \"[[["));
+  EXPECT_EQ(ProblemOf("\xEF\xBB\xBF{,}"),
+            "the tool's answer is no JSON object (at byte 4 of 6); it says \"\\u{feff}{,}\"");
   EXPECT_THAT(ProblemOf("No device selected"), EndsWith("it says \"No device selected\""));
 }
 

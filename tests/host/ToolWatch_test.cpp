@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 
+#include <Facts/Tool.h>
 #include <gtest/gtest.h>
 
 #include <TLXX/System.h>
@@ -69,6 +70,32 @@ TEST(ToolWatch, WorksAgain_OnlyWhenEveryCommandThatFailedDoes) {
   tool.Mend();
   tool.Run("show 1");
   EXPECT_EQ(LinesIn(testing::internal::GetCapturedStderr()), 1U);
+}
+
+TEST(ToolWatch, AnInventoryThatCannotBeRead_IsAFailureWithTheToolsOwnWords) {
+  vxtest::TempDir directory;
+  const auto answer = [&](const std::string& text, const std::string& arguments) {
+    vxtest::WriteFile(directory / "answer", text);
+    std::string output;
+    TLXX::CSystem::ExecuteCommand("/bin/sh " + (directory / "tool").string(), arguments, output);
+    return vxhost::ToolWatch::LastFailureOfThisThread();
+  };
+  vxtest::WriteFile(directory / "tool", "cat \"${0%/*}/answer\"\n", true);
+  const vxhost::ToolWatch watch;
+  testing::internal::CaptureStderr();
+  const std::string inventory = Facts::INVENTORY_ARGUMENTS;
+  EXPECT_EQ(answer("{}", inventory), "");
+  EXPECT_EQ(answer("You must be root\n", inventory),
+            "the tool's answer is no JSON object (at byte 0 of 17); it says \"You must be root\"");
+  EXPECT_EQ(answer("{\"A\":", inventory),
+            "the tool's answer is no JSON object (at byte 5 of 5); it says \"{\"A\":\"");
+  EXPECT_EQ(answer("", inventory), "the tool is silent");
+  // A drive that was pulled has no log.
+  EXPECT_EQ(answer("No device selected\n", "show -all -o json -torvex 0"), "");
+  EXPECT_EQ(answer("{}", inventory), "");
+  const std::string said = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(LinesIn(said), 2U) << said;
+  EXPECT_NE(said.find("it says \"You must be root\" (show -all"), std::string::npos) << said;
 }
 
 TEST(ToolWatch, Statistics_AreATableByCommand) {

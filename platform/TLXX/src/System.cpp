@@ -44,9 +44,9 @@ class CObserver {
     m_Function = std::move(function);
   }
 
-  void Tell(const std::string& arguments, const std::string& failure) {
+  void Tell(const std::string& arguments, const std::string& failure, const std::string& output) {
     const std::shared_lock guard(m_Mutex);
-    if (m_Function) m_Function(arguments, failure);
+    if (m_Function) m_Function(arguments, failure, output);
   }
 
  private:
@@ -145,7 +145,7 @@ class CCall {
   void Count(const CRunResult& result, const std::string& failure) {
     const auto duration = std::chrono::steady_clock::now() - m_Start;
     CRunHistory::Instance().Count(m_Arguments, result, duration, m_FirstFailure, failure);
-    CObserver::Instance().Tell(m_Arguments, failure);
+    CObserver::Instance().Tell(m_Arguments, failure, result.m_Output);
     if (failure.empty()) {
       m_Trace.Tool("collected %d bytes", result.m_Output.size());
     } else {

@@ -322,25 +322,28 @@ class Observer {
 TEST_F(SystemTest, Observer_IsToldOfEveryRunAndWhyItFailed) {
   std::vector<std::string> told;
   {
-    const Observer observer([&](const std::string& arguments, const std::string& failure) {
-      told.push_back(arguments + ": " + failure);
-    });
+    const Observer observer(
+        [&](const std::string& arguments, const std::string& failure, const std::string& output) {
+          told.push_back(arguments + ": " + failure + output);
+        });
     std::vector<std::string> lines;
     EXPECT_EQ(Run("/bin/true", "good"), 1);
+    EXPECT_EQ(Run("/bin/echo", "text"), 1);
     EXPECT_EQ(Run(scripts_.Path("missing"), "bad"), 0);
     EXPECT_EQ(CSystem::ExecuteCommand("/bin/true", "change", lines), 1);
     EXPECT_EQ(Run("", "2>&1"), 0);
   }
   EXPECT_EQ(Run("/bin/true", "later"), 1);
-  EXPECT_THAT(told, ElementsAre("good: ", HasSubstr("bad: cannot start "),
+  EXPECT_THAT(told, ElementsAre("good: ", "text: text\n", HasSubstr("bad: cannot start "),
                                 "change: ", HasSubstr("2>&1: ")));
 }
 
 // As want of memory would: whatever is thrown on the way makes a run that failed.
 TEST_F(SystemTest, Run_ThatIsLeftByAnException_FailsAndSaysWhy) {
   const TraceCapture trace;
-  const Observer observer(
-      [](const std::string&, const std::string&) { throw std::runtime_error("no memory"); });
+  const Observer observer([](const std::string&, const std::string&, const std::string&) {
+    throw std::runtime_error("no memory");
+  });
   EXPECT_EQ(Run("/bin/echo", "text"), 0);
   EXPECT_EQ(output_, "");
   EXPECT_THAT(trace.Lines(), ElementsAre("run: /bin/echo text", "no memory"));

@@ -136,11 +136,11 @@ class VX_EXPORT CSystem {
   // programs then have the process's own standard error. [any thread]
   static void SetErrorSink(CErrorSink sink);
 
-  // Is told of every finished call: its arguments and why it failed, empty when it did not (as
-  // m_Failures counts). Called on the thread that made the call, before that returns; must be quick
-  // and must not throw or run commands.
-  using CRunObserver =
-      std::function<void(const std::string& arguments, const std::string& failure)>;
+  // Is told of every finished call: its arguments, why it failed, empty when it did not (as
+  // m_Failures counts), and what the program printed, for the call alone. Called on the thread that
+  // made the call, before that returns; must be quick and must not throw or run commands.
+  using CRunObserver = std::function<void(const std::string& arguments, const std::string& failure,
+                                          const std::string& output)>;
   // Puts an observer in place, or none (null). Returns when the one before is no longer being
   // called. [any thread]
   static void SetRunObserver(CRunObserver observer);
