@@ -236,41 +236,35 @@ std::string Plain(unsigned long value) {
   return Plain(value, RaidDataModels::NULL_UNSIGNED);
 }
 
+// A value of each kind of column.
+std::string Rendered(int value) {
+  return Plain(value);
+}
+std::string Rendered(unsigned long value) {
+  return Plain(value);
+}
+std::string Rendered(const std::string& value) {
+  return Quoted(value);
+}
+std::string Rendered(double value) {
+  return fmt::format("{:f}", value);
+}
+std::string Rendered(const std::vector<std::string>& values) {
+  return fmt::format("'{}'", fmt::join(values, "|"));
+}
+
 // The same statement by fmt, each value rendered as it must be.
 std::string FormatUpdate(const std::vector<Schema::CColumn>& columns,
                          const RaidDataModels::Adapter& r) {
-  const std::vector<std::string> values = {Plain(r.ID),
-                                           Plain(r.ObjectID),
-                                           Plain(r.AdapterNumber),
-                                           Quoted(r.Host),
-                                           Quoted(r.Name),
-                                           Quoted(r.Vendor),
-                                           Quoted(r.ModelNumber),
-                                           Plain(r.Mode),
-                                           Plain(r.HealthState),
-                                           Plain(r.PciSegment),
-                                           Plain(r.PciBus),
-                                           Plain(r.PciDevice),
-                                           Plain(r.PciFunction),
-                                           Quoted(r.Location),
-                                           Quoted(r.SerialNumber),
-                                           Quoted(r.Firmware),
-                                           Quoted(r.Bootloader),
-                                           Quoted(r.DevicePath),
-                                           Quoted(r.DriverName),
-                                           Quoted(r.DriverVersion),
-                                           fmt::format("{:f}", r.Temperature),
-                                           Quoted(r.EndOfLifeDate),
-                                           Plain(r.PowerOnHours),
-                                           Plain(r.ReserveSpace),
-                                           Plain(r.SelectedLevel),
-                                           Plain(r.WarningThreshold),
-                                           Plain(r.DataUnitsRead),
-                                           Plain(r.DataUnitsWritten),
-                                           Plain(r.RemainingLife),
-                                           Plain(r.LifeState),
-                                           Plain(r.MediaErrors),
-                                           fmt::format("'{}'", fmt::join(r.HealthReasons, "|"))};
+  const std::vector<std::string> values = {
+#define STORED(kind, field, ...) Rendered(r.field),
+#define NOT_STORED
+#define ADAPTER_COLUMN STORED
+#define ADAPTER_PROPERTY(name, label, text, preset, kind, unit, last, value, column) column
+#include <Facts/Fields.def>
+#undef NOT_STORED
+#undef STORED
+  };
   fmt::memory_buffer text;
   auto out = fmt::appender(text);
   fmt::format_to(out, "UPDATE {} SET ", Schema::Tables()[1].Name);

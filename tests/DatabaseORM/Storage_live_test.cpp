@@ -171,36 +171,26 @@ using Texts = std::map<std::string, std::string Adapter::*>;
 using Integers = std::map<std::string, int Adapter::*>;
 using Counts = std::map<std::string, unsigned long Adapter::*>;
 
-// Which field belongs to which column, written down a second time.
-const Texts TEXTS{{"Host", &Adapter::Host},
-                  {"Name", &Adapter::Name},
-                  {"Vendor", &Adapter::Vendor},
-                  {"ModelNumber", &Adapter::ModelNumber},
-                  {"Location", &Adapter::Location},
-                  {"SerialNumber", &Adapter::SerialNumber},
-                  {"Firmware", &Adapter::Firmware},
-                  {"Bootloader", &Adapter::Bootloader},
-                  {"DevicePath", &Adapter::DevicePath},
-                  {"DriverName", &Adapter::DriverName},
-                  {"DriverVersion", &Adapter::DriverVersion},
-                  {"EndOfLifeDate", &Adapter::EndOfLifeDate}};
-const Integers INTEGERS{{"AdapterNumber", &Adapter::AdapterNumber},
-                        {"Mode", &Adapter::Mode},
-                        {"HealthState", &Adapter::HealthState},
-                        {"PciSegment", &Adapter::PciSegment},
-                        {"PciBus", &Adapter::PciBus},
-                        {"PciDevice", &Adapter::PciDevice},
-                        {"PciFunction", &Adapter::PciFunction},
-                        {"ReserveSpace", &Adapter::ReserveSpace},
-                        {"SelectedLevel", &Adapter::SelectedLevel},
-                        {"WarningThreshold", &Adapter::WarningThreshold},
-                        {"RemainingLife", &Adapter::RemainingLife},
-                        {"LifeState", &Adapter::LifeState}};
-const Counts COUNTS{{"ObjectID", &Adapter::ObjectID},
-                    {"PowerOnHours", &Adapter::PowerOnHours},
-                    {"DataUnitsRead", &Adapter::DataUnitsRead},
-                    {"DataUnitsWritten", &Adapter::DataUnitsWritten},
-                    {"MediaErrors", &Adapter::MediaErrors}};
+// Which field belongs to which column, by the rows of the facts, for one type of field.
+template <class Type>
+std::map<std::string, Type Adapter::*> ColumnsOfType() {
+  std::map<std::string, Type Adapter::*> columns;
+  const auto add = [&columns](const char* name, auto field) {
+    if constexpr (std::is_same_v<decltype(field), Type Adapter::*>) columns.emplace(name, field);
+  };
+#define STORED(kind, field, ...) add(#field, &Adapter::field);
+#define NOT_STORED
+#define ADAPTER_COLUMN STORED
+#define ADAPTER_PROPERTY(name, label, text, preset, kind, unit, last, value, column) column
+#include <Facts/Fields.def>
+#undef NOT_STORED
+#undef STORED
+  columns.erase("ID");  // the database's own
+  return columns;
+}
+const Texts TEXTS = ColumnsOfType<std::string>();
+const Integers INTEGERS = ColumnsOfType<int>();
+const Counts COUNTS = ColumnsOfType<unsigned long>();
 
 // Makes contents that break what is built carelessly.
 class Hostile {

@@ -299,6 +299,41 @@ TEST(CmdEmuInventory, EveryKey_FillsItsMember) {
   EXPECT_EQ(drive.PhysicalSize, 2000UL * 4096UL);
 }
 
+// A JSON value that the kind takes, and what is stored of it.
+template <Facts::EKind Kind>
+struct ValueOf {
+  static constexpr const char* JSON = "77";
+  static Facts::CStoredAs<Kind> Stored() { return 77; }
+};
+template <Facts::EKind Kind>
+requires std::is_same_v<Facts::CStoredAs<Kind>, std::string>
+struct ValueOf<Kind> {
+  static constexpr const char* JSON = Kind == Facts::EKind::CharacterCode ? "77" : "\"M\"";
+  static std::string Stored() { return "M"; }
+};
+template <>
+struct ValueOf<Facts::EKind::Boolean> {
+  static constexpr const char* JSON = "true";
+  static bool Stored() { return true; }
+};
+
+// Two keys decide whether the drive is served, and have tests of their own.
+constexpr bool Decides(std::string_view key) {
+  return key == "Index" || key == "ModelNumber";
+}
+
+TEST(CmdEmuInventory, EachKeyAlone_FillsItsMemberWithAValueOfItsKind) {
+#define INVENTORY_KEY(member, kind, ...)                                        \
+  if (!Decides(#member)) {                                                      \
+    using Value = ValueOf<Facts::EKind::kind>;                                  \
+    const std::string key = "\"" #member "\":";                                 \
+    EXPECT_EQ(OneDrive(key + Value::JSON).member, Value::Stored()) << #member;  \
+    EXPECT_EQ(OneDrive(key + "[]").member, CCmdEmuAdapter().member) << #member; \
+  }
+#define INVENTORY_KEY_READ_LAST INVENTORY_KEY
+#include <Facts/Fields.def>
+}
+
 TEST(CmdEmuInventory, Keys_AreTakenInOneOrderWhateverTheToolsIs) {
   ExpectTakenInOrder({{"Index", "3", "3"},
                       {"Bootloader", "\"bl\"", "bl"},

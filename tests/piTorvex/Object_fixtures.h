@@ -14,36 +14,63 @@ namespace vxtest {
 using NAMESPACE_piTorvex::CTorvexAdapter;
 using NAMESPACE_piTorvex::CTorvexPhysicalDrive;
 
+// What one property of the adapter below shows, and how the adapter comes by it.
+struct Sample {
+  PI::_PROPERTY_ID id;
+  unsigned int label;
+  PI::_DATA_KIND kind;
+  PI::_UNITS unit;
+  std::string value;  // as Render gives it
+  void (*set)(CTorvexAdapter& adapter);
+};
+
+// One line a property, in the order in which hosts get them. Numbers and texts are those that hosts
+// have been shown since the first release. A new property needs a line here and nowhere else in the
+// tests of the plug-in.
+inline const std::vector<Sample>& AdapterSamples() {
+  // clang-format off
+  static const std::vector<Sample> samples = {
+    {PI::PROPERTY_NAME, 23081, PI::KIND_STRING, PI::UNIT_NONE, "text Intel PCIe Device Adapter (SN1)", [](CTorvexAdapter& a) { a.Name = "Intel PCIe Device Adapter (SN1)"; }},
+    {PI::PROPERTY_VENDOR, 23144, PI::KIND_STRING, PI::UNIT_NONE, "text INTEL", [](CTorvexAdapter& a) { a.Vendor = "INTEL"; }},
+    {PI::PROPERTY_MODEL, 23102, PI::KIND_STRING, PI::UNIT_NONE, "text INTEL SSDPE2KX010T7", [](CTorvexAdapter& a) { a.ModelNumber = "INTEL SSDPE2KX010T7"; }},
+    {PI::PROPERTY_MODE, 1, PI::KIND_CHOICE, PI::UNIT_NONE, "choice 40480 of {40488,40480}", [](CTorvexAdapter&) {}},
+    {PI::PROPERTY_ADAPTER_NUMBER, 23003, PI::KIND_UNSIGNED, PI::UNIT_NONE, "unsigned 3", [](CTorvexAdapter& a) { a.AdapterNumber = 3; }},
+    {PI::PROPERTY_HEALTH, 23127, PI::KIND_CHOICE, PI::UNIT_NONE, "choice 40024 of {40024,40150,40095}", [](CTorvexAdapter&) {}},
+    {PI::PROPERTY_PCI_SEGMENT, 23134, PI::KIND_UNSIGNED, PI::UNIT_NONE, "unsigned 65537", [](CTorvexAdapter& a) { a.PciSegment = 65537; }},
+    {PI::PROPERTY_PCI_BUS, 23132, PI::KIND_UNSIGNED, PI::UNIT_NONE, "unsigned 1", [](CTorvexAdapter& a) { a.PciBus = 1; }},
+    {PI::PROPERTY_PCI_DEVICE, 23133, PI::KIND_UNSIGNED, PI::UNIT_NONE, "unsigned 2", [](CTorvexAdapter& a) { a.PciDevice = 2; }},
+    {PI::PROPERTY_PCI_FUNCTION, 23135, PI::KIND_UNSIGNED, PI::UNIT_NONE, "unsigned 3", [](CTorvexAdapter& a) { a.PciFunction = 3; }},
+    {PI::PROPERTY_LOCATION, 1, PI::KIND_STRING, PI::UNIT_NONE, "text PCI:Bus=1&Device=2&Function=3", [](CTorvexAdapter& a) { a.Location = "PCI:Bus=1&Device=2&Function=3"; }},
+    {PI::PROPERTY_SERIAL_NUMBER, 23116, PI::KIND_STRING, PI::UNIT_NONE, "text SN1", [](CTorvexAdapter& a) { a.SerialNumber = "SN1"; }},
+    {PI::PROPERTY_FIRMWARE, 23051, PI::KIND_STRING, PI::UNIT_NONE, "text QDV1", [](CTorvexAdapter& a) { a.Firmware = "QDV1"; }},
+    {PI::PROPERTY_BOOTLOADER, 23016, PI::KIND_STRING, PI::UNIT_NONE, "text 8B1B", [](CTorvexAdapter& a) { a.Bootloader = "8B1B"; }},
+    {PI::PROPERTY_DEVICE_PATH, 23090, PI::KIND_STRING, PI::UNIT_NONE, "text /dev/nvme0n1", [](CTorvexAdapter& a) { a.DevicePath = "/dev/nvme0n1"; }},
+    {PI::PROPERTY_DRIVER_NAME, 23041, PI::KIND_STRING, PI::UNIT_NONE, "text nvme", [](CTorvexAdapter& a) { a.DriverName = "nvme"; }},
+    {PI::PROPERTY_DRIVER_VERSION, 23042, PI::KIND_STRING, PI::UNIT_NONE, "text 1.0", [](CTorvexAdapter& a) { a.DriverVersion = "1.0"; }},
+    {PI::PROPERTY_TEMPERATURE, 23024, PI::KIND_UNSIGNED, PI::UNIT_CELSIUS, "float 35000", [](CTorvexAdapter& a) { a.Temperature = 35.0F; }},
+    {PI::PROPERTY_END_OF_LIFE, 23045, PI::KIND_STRING, PI::UNIT_NONE, "text 2035-01-02", [](CTorvexAdapter& a) { a.ExtraText = "2035-01-02"; }},
+    {PI::PROPERTY_POWER_ON_HOURS, 23101, PI::KIND_UNSIGNED, PI::UNIT_HOURS, "unsigned 700", [](CTorvexAdapter& a) { a.PowerOnHours = 700; }},
+    {PI::PROPERTY_AVAILABLE_SPARE, 23110, PI::KIND_RANGE, PI::UNIT_PERCENT, "range 98 in 0..100 by 1", [](CTorvexAdapter& a) { a.ReserveSpace = 98; }},
+    {PI::PROPERTY_WARNING_LEVEL, 23112, PI::KIND_CHOICE, PI::UNIT_NONE, "choice 40473 of {40473}", [](CTorvexAdapter&) {}},
+    {PI::PROPERTY_SPARE_THRESHOLD, 23113, PI::KIND_RANGE, PI::UNIT_PERCENT, "range 11 in 1..100 by 1", [](CTorvexAdapter& a) { a.WarningThreshold = 11; }},
+    {PI::PROPERTY_DATA_READ, 23017, PI::KIND_NUMBER_WITH_UNIT, PI::UNIT_NONE, "unsigned 500", [](CTorvexAdapter& a) { a.DataUnitsRead = 500; }},
+    {PI::PROPERTY_DATA_WRITTEN, 23018, PI::KIND_NUMBER_WITH_UNIT, PI::UNIT_NONE, "unsigned 1280", [](CTorvexAdapter& a) { a.DataUnitsWritten = 1280; }},
+    {PI::PROPERTY_REMAINING_LIFE, 23105, PI::KIND_RANGE, PI::UNIT_PERCENT, "range 96 in 0..100 by 1", [](CTorvexAdapter& a) { a.PercentageUsed = 4; }},
+    {PI::PROPERTY_LIFE_STATE, 23147, PI::KIND_CHOICE, PI::UNIT_NONE, "choice 40252 of {40252,40410,40411}", [](CTorvexAdapter&) {}},
+    {PI::PROPERTY_MEDIA_ERRORS, 23143, PI::KIND_UNSIGNED, PI::UNIT_NONE, "unsigned 6", [](CTorvexAdapter& a) { a.StatusWord3 = 6; }},
+    {PI::PROPERTY_HEALTH_REASONS, 23004, PI::KIND_MULTIPLE_CHOICE, PI::UNIT_NONE, "multi {} of {40459,40460,40449,40487,40452}", [](CTorvexAdapter&) {}},
+  };
+  // clang-format on
+  return samples;
+}
+
 // A good adapter and its drive, with a value of its own in every field that a property shows.
 inline CTorvexAdapter HealthyAdapter() {
   CTorvexAdapter adapter;
   adapter.m_ID = 0x0135000000000001;
-  adapter.m_Type = 19038;
-  adapter.AdapterNumber = 3;
+  adapter.m_Type = PI::OBJECT_TYPE_ADAPTER;
   adapter.GlobalAdapterNumber = 5;
-  adapter.SerialNumber = "SN1";
-  adapter.Vendor = "INTEL";
-  adapter.ModelNumber = "INTEL SSDPE2KX010T7";
-  adapter.Name = "Intel PCIe Device Adapter (SN1)";
-  adapter.Location = "PCI:Bus=1&Device=2&Function=3";
-  adapter.DriverName = "nvme";
-  adapter.DriverVersion = "1.0";
-  adapter.Firmware = "QDV1";
-  adapter.Bootloader = "8B1B";
-  adapter.DevicePath = "/dev/nvme0n1";
-  adapter.PciSegment = 65537;
-  adapter.PciBus = 1;
-  adapter.PciDevice = 2;
-  adapter.PciFunction = 3;
-  adapter.PercentageUsed = 4;
-  adapter.StatusWord3 = 6;
-  adapter.Temperature = 35.0F;
-  adapter.DataUnitsRead = 500;
-  adapter.DataUnitsWritten = 1280;
-  adapter.PowerOnHours = 700;
-  adapter.ReserveSpace = 98;
-  adapter.WarningThreshold = 11;
-  adapter.ExtraText = "2035-01-02";
+  for (const Sample& sample : AdapterSamples()) sample.set(adapter);
   return adapter;
 }
 
