@@ -2,6 +2,7 @@
 // the host runs on, with its name. Start your own from here; docs/plugin-authors.md goes through
 // it.
 
+#include <array>
 #include <new>
 #include <string>
 #include <vector>
@@ -10,7 +11,7 @@
 
 #include <PI/Catalogue.h>
 #include <PI/PluginApi.h>
-#include <PI/PluginHelper.h>
+#include <PI/PropertyTable.h>
 #include <TLX/Misc/ModuleInfo.h>
 #include <TLX/Threading/FastMutex.h>
 
@@ -22,26 +23,28 @@ constexpr auto MODULE_ID = static_cast<TLX::Misc::Qora_MODULE_IDs>(400);
 // The record through which the host identifies the module and switches its trace.
 TLX::Misc::CModuleInfo moduleInfo(MODULE_ID, "minimal", "P:1.0.0 F:1.0.0", nullptr, nullptr);
 
-// One row a property: what the host shows it as, and how it is read from the object.
-struct Row {
-  PI::_PROPERTY_DESCRIPTION description;
-  std::string (*read)(const PI::CObject& object);
-};
-
-std::string HostName(const PI::CObject&) {
+bool ShowHostName(const PI::CObject&, PI::CProperty& property) {
   utsname names{};
-  return uname(&names) == 0 ? names.nodename : "unknown";
+  property.SetValue(uname(&names) == 0 ? names.nodename : "unknown");
+  return true;
 }
 
-std::string Vendor(const PI::CObject&) {
-  return "Example";
+bool ShowVendor(const PI::CObject&, PI::CProperty& property) {
+  property.SetValue("Example");
+  return true;
 }
 
+// A text that hosts show under the property's own name: no label, no unit.
 constexpr PI::_PROPERTY_DESCRIPTION Text(PI::_PROPERTY_ID id) {
   return {id, 1, 1, 1, 0, PI::KIND_STRING, PI::UNIT_NONE, 1};
 }
 
-constexpr Row ROWS[] = {{Text(PI::PROPERTY_NAME), HostName}, {Text(PI::PROPERTY_VENDOR), Vendor}};
+// One row a property: what the host shows it as, and how it is read from the object.
+constexpr auto PROPERTIES = std::to_array<PI::CPropertyRow<PI::CObject>>({
+    {Text(PI::PROPERTY_NAME), ShowHostName},
+    {Text(PI::PROPERTY_VENDOR), ShowVendor},
+});
+static_assert(PI::HasUniqueIDs(PROPERTIES));
 
 class MinimalPlugin : public IPLUGINAPI {
  public:
@@ -127,11 +130,7 @@ class MinimalPlugin : public IPLUGINAPI {
 
   static std::vector<PI::CProperty> Properties(const PI::CObject& object, PI::_PROPERTY_ID wanted) {
     std::vector<PI::CProperty> properties;
-    for (const Row& row : ROWS) {
-      if (wanted != PI::PROPERTY_ALL && wanted != row.description.m_PropertyID) continue;
-      PI::CPluginHelper::GenerateCProperty(row.description, properties.emplace_back());
-      properties.back().SetValue(row.read(object));
-    }
+    PI::WalkProperties(PROPERTIES, object, wanted, properties);
     return properties;
   }
 

@@ -2,23 +2,24 @@
 
 #include "Core/Health.h"
 #include "Core/Merge.h"
+#include "Core/Options.h"
+#include "Core/PluginObject.h"
 #include "Core/Rows.h"
 #include "Core/Scan.h"
 #include "Core/Text.h"
+#include "Core/TracedLock.h"
 #include "piTorvex.h"
 
 #include <algorithm>
 #include <array>
 #include <cassert>
 #include <cstdio>
-#include <limits>
 #include <string>
 #include <utility>
 
 #include <Facts/Tool.h>
 #include <boost/bind/bind.hpp>
 #include <boost/filesystem/path.hpp>
-#include <boost/optional.hpp>
 
 #include <PI/PropertyTable.h>
 #include <TLX/Misc/Application.h>
@@ -34,18 +35,9 @@ namespace {
 using TLX::Threading::CTracedGuard;
 using TLX::Threading::WAIT_ACQUIRED;
 using TLX::Threading::WAIT_TIMED_OUT;
-using TLX::Threading::Native_OS::CFastMutex;
 using TLX::Threading::Native_OS::CFastMutexGuard;
 
 // --- Facts
-
-constexpr unsigned int DEFAULT_POLL_INTERVAL = 30;  // seconds
-constexpr unsigned int LOWEST_POLL_INTERVAL = 2;
-constexpr unsigned int HIGHEST_POLL_INTERVAL = 255;
-constexpr unsigned long DEFAULT_REFRESH_INTERVAL = 30000;  // milliseconds
-constexpr const char* POLL_INTERVAL_KEY = "PollInterval";
-// The doubled syllable belongs to the key: options files in use spell it so.
-constexpr const char* REFRESH_INTERVAL_KEY = "IntelPCIeTopologologyRefreshRate";
 
 constexpr unsigned int RECORD_PAUSE = 1000;   // milliseconds, between two records of a log pass
 constexpr unsigned int SHUTDOWN_PAUSE = 100;  // milliseconds, at both ends of the shut-down
@@ -55,44 +47,10 @@ constexpr unsigned long SHUTDOWN_LIMIT = 24999;
 
 constexpr unsigned long OBJECT_ID_PREFIX = 0x0135000000000000UL;  // the module id on top
 
-constexpr const char* PLUGIN_NAME = "Torvex-Plugin";
-constexpr const char* PLUGIN_VERSION = "7.22.0";
-constexpr const char* PLUGIN_VENDOR = "Vioteis.";
-constexpr const char* PLUGIN_SETTABLE =
-    R"({"settableProperties":[{"name":"pollinterval","formatStr":"<int32>[2..255, 1]"}]})";
-
 constexpr PI::COperationDescriptor FETCH_EVENTS_DESCRIPTOR = {
     {static_cast<int>(PI::OPERATION_FETCH_EVENTS), static_cast<int>(PI::OPERATION_FETCH_EVENTS), 6,
      1, 1, 1, 1, 0, 1},
     false};
-
-std::string PluginLocation() {
-  return FormatText("Plugin:ID=%d", static_cast<unsigned int>(TLX::Misc::MODULE_piTorvex));
-}
-
-// What the plug-in object shows.
-struct CPluginValues {
-  std::string Location;
-  std::string Name;
-  std::string Version;
-  std::string Vendor;
-  std::string ToolVersion;
-  int PollInterval;
-};
-
-bool ShowPollInterval(const CPluginValues& values, PI::CProperty& property) {
-  property.SetValue(values.PollInterval, static_cast<int>(LOWEST_POLL_INTERVAL),
-                    static_cast<int>(HIGHEST_POLL_INTERVAL), 1U);
-  return true;
-}
-
-using CObj = CPluginValues;
-constexpr auto PLUGIN_PROPERTIES = std::to_array<PI::CPropertyRow<CPluginValues>>({
-#define PLUGIN_PROPERTY VX_PLUGIN_PROPERTY_ROW
-#define STORED(...)
-#include "Core/PropertyRows.h"
-});
-static_assert(PI::HasUniqueIDs(PLUGIN_PROPERTIES), "a plug-in property stands twice in the table");
 
 constexpr CRowTextTable ROW_TEXTS = {
     {"Plugin Torvex inserted to db.",
@@ -105,21 +63,6 @@ constexpr CRowTextTable ROW_TEXTS = {
 
 // --- Small tools
 
-unsigned int ClampPollInterval(unsigned long seconds) {
-  return static_cast<unsigned int>(
-      std::clamp<unsigned long>(seconds, LOWEST_POLL_INTERVAL, HIGHEST_POLL_INTERVAL));
-}
-
-// The number under the key, or the default when there is none.
-template <class Number>
-Number ReadNumber(const PI::CConfigFile& file, const char* key, Number byDefault) {
-  std::string text;
-  if (file.ReadKeyValue(key, text, -1, -1) != SUCCESS) return byDefault;
-  const boost::optional<unsigned long> number = ParseNumber(text, std::dec);
-  if (!number || *number > std::numeric_limits<Number>::max()) return byDefault;
-  return static_cast<Number>(*number);
-}
-
 // The one thing that goes to standard output. Flushed, so that it is seen in a pipe at once.
 void PrintAdapterCount(unsigned long count) {
   std::printf("%s:  Initialize:  adapter count is %lu\n", TLX_MODULE_INFO_piTorvex.Name().c_str(),
@@ -127,42 +70,6 @@ void PrintAdapterCount(unsigned long count) {
   std::fflush(stdout);
 }
 
-// A lock that is waited for and released by hand, with a trace line on both sides of each. When the
-// scope is left by an exception or a cancellation it releases without a word.
-class VX_SCOPED_CAPABILITY CTracedLock {
- public:
-  // name: as the lines call it. releaseFormat: how the lines of the function name a release.
-  CTracedLock(CFastMutex& mutex, const char* name, const CTracer& trace, const char* releaseCall)
-      VX_ACQUIRE(mutex) VX_NO_THREAD_SAFETY_ANALYSIS : m_Mutex(mutex),
-                                                       m_Name(name),
-                                                       m_Trace(trace),
-                                                       m_ReleaseCall(releaseCall) {
-    m_Trace.Locks("Before %s.Wait(INFINITE)", m_Name);
-    m_IsOwned = m_Mutex.Wait(TLX::Threading::WAIT_INFINITE) == WAIT_ACQUIRED;
-    m_Trace.Locks("After %s.Wait(INFINITE)", m_Name);
-  }
-  ~CTracedLock() VX_RELEASE() VX_NO_THREAD_SAFETY_ANALYSIS {
-    if (m_IsOwned) m_Mutex.Release();
-  }
-  CTracedLock(const CTracedLock&) = delete;
-  CTracedLock& operator=(const CTracedLock&) = delete;
-
-  bool IsOwned() const { return m_IsOwned; }
-
-  void Release() VX_RELEASE() VX_NO_THREAD_SAFETY_ANALYSIS {
-    m_Trace.Locks("Before %s.%s", m_Name, m_ReleaseCall);
-    m_IsOwned = false;
-    m_Mutex.Release();
-    m_Trace.Locks("After %s.%s", m_Name, m_ReleaseCall);
-  }
-
- private:
-  CFastMutex& m_Mutex;
-  const char* const m_Name;
-  const CTracer m_Trace;
-  const char* const m_ReleaseCall;
-  bool m_IsOwned = false;
-};
 constexpr const char* WORKER_RELEASE = "Release ()";     // with a blank
 constexpr const char* GET_EVENTS_RELEASE = "Release()";  // without
 
@@ -172,11 +79,9 @@ constexpr const char* GET_EVENTS_RELEASE = "Release()";  // without
 
 IPLUGINAPI_IMPL::IPLUGINAPI_IMPL() : m_Database(getDatabasePointer()) {
   m_PluginOptions.SetFileName("piTorvex.ini");
-  PollInterval =
-      ClampPollInterval(ReadNumber(m_PluginOptions, POLL_INTERVAL_KEY, DEFAULT_POLL_INTERVAL));
+  PollInterval = ReadPollInterval(m_PluginOptions);
   m_CustomOptions.SetFileName("CustomOpOpts.ini");
-  m_TopologyRefreshInterval =
-      ReadNumber(m_CustomOptions, REFRESH_INTERVAL_KEY, DEFAULT_REFRESH_INTERVAL);
+  m_TopologyRefreshInterval = ReadRefreshInterval(m_CustomOptions);
   m_RecordCallback = boost::bind(&IPLUGINAPI_IMPL::AdvanceRecordPosition, this);
 }
 
@@ -259,8 +164,8 @@ void IPLUGINAPI_IMPL::WithdrawObjects() {
   m_AdapterCount = 0;
 }
 
-// A start-up that fails before its scan leaves no objects, also those of an earlier one, and no rows
-// of theirs where there is a database.
+// A start-up that fails before its scan leaves no objects, also those of an earlier one, and no
+// rows of theirs where there is a database.
 unsigned int IPLUGINAPI_IMPL::FailInitialize(unsigned int result) {
   const CFastMutexGuard guard(m_DataLock);
   if (!m_Adapters.empty() && m_Database != nullptr) {
@@ -778,10 +683,7 @@ unsigned int IPLUGINAPI_IMPL::UnlockObjects() {
 unsigned long IPLUGINAPI_IMPL::GetPluginProperties(CTorvexPlugin& /*plugin*/,
                                                    std::vector<PI::CProperty>& out,
                                                    unsigned long propertyId) {
-  const CPluginValues values = {PluginLocation(), PLUGIN_NAME,
-                                PLUGIN_VERSION,   PLUGIN_VENDOR,
-                                m_ToolVersion,    static_cast<int>(PollInterval.load())};
-  PI::WalkProperties(PLUGIN_PROPERTIES, values, propertyId, out);
+  ShowPlugin({m_ToolVersion, PollInterval.load()}, propertyId, out);
   return SUCCESS;
 }
 
@@ -836,15 +738,7 @@ unsigned int IPLUGINAPI_IMPL::ExecutePluginOperation(CTorvexPlugin& plugin,
 
 unsigned int IPLUGINAPI_IMPL::SetDatabaseObjectProperties(RaidDataModels::Plugin& record,
                                                           CTorvexPlugin& plugin) {
-  record = RaidDataModels::Plugin();
-  record.ObjectID = plugin.m_ID;
-  record.Description = PluginLocation();
-  record.Name = PLUGIN_NAME;
-  record.Version = PLUGIN_VERSION;
-  record.Vendor = PLUGIN_VENDOR;
-  if (!m_ToolVersion.empty()) record.ToolVersion = m_ToolVersion;
-  record.PollInterval = static_cast<int>(ClampPollInterval(PollInterval.load()));
-  record.SettableProperties = PLUGIN_SETTABLE;
+  record = PluginRecord({m_ToolVersion, PollInterval.load()}, plugin.m_ID);
   return SUCCESS;
 }
 
