@@ -5,14 +5,37 @@
 #include <deque>
 #include <mutex>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace vxhost {
 
 using Clock = std::chrono::steady_clock;
+
+namespace {
+
+int Duplicate(int descriptor) {
+  const int copy = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (copy >= 0) return copy;
+  throw std::system_error(errno, std::generic_category(), "descriptor for lines");
+}
+
+// 0 or the error number.
+int WriteAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = ::write(descriptor, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return written < 0 ? errno : EIO;
+    text.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return 0;
+}
+
+}  // namespace
 
 struct LineWriter::State {
   struct Entry {
@@ -22,9 +45,12 @@ struct LineWriter::State {
   };
 
   State(int number, std::function<std::string(unsigned long)> gap, std::function<void(int)> error)
-      : descriptor(number), gapLine(std::move(gap)), onError(std::move(error)) {}
+      : descriptor(Duplicate(number)), gapLine(std::move(gap)), onError(std::move(error)) {}
+  ~State() { ::close(descriptor); }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
 
-  const int descriptor;
+  const int descriptor;  // our own: the thread may be at it when the writer has gone
   const std::function<std::string(unsigned long)> gapLine;
   const std::function<void(int)> onError;
 
@@ -76,21 +102,6 @@ struct LineWriter::State {
     return next;
   }
 };
-
-namespace {
-
-// 0 or the error number.
-int WriteAll(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(descriptor, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return written < 0 ? errno : EIO;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return 0;
-}
-
-}  // namespace
 
 LineWriter::LineWriter(int descriptor, std::function<std::string(unsigned long)> gapLine,
                        std::function<void(int)> onError)

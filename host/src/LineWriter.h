@@ -17,7 +17,7 @@ class LineWriter {
   // gapLine: the line for so many that were dropped, with its line feed. onError is told the error
   // number when a line could not be written; must be quick and not come back here. What follows is
   // tried all the same.
-  // The descriptor must stay open as long as the writer lives; it may be closed after that.
+  // The descriptor is duplicated. Throws std::system_error.
   LineWriter(int descriptor, std::function<std::string(unsigned long)> gapLine,
              std::function<void(int)> onError);
   ~LineWriter();  // what still waits is lost
