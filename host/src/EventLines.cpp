@@ -42,15 +42,34 @@ std::vector<const PI::CObject*> Missing(const Topology& from, const Topology& in
   return missing;
 }
 
-// Hands out the objects behind events that do not name theirs, front to back.
+// Whether the event says of itself that it is about the object: by its name or, behind the name of
+// all that have none, by its serial number.
+bool IsAbout(const PI::CEvent& event, const PI::CObject& object) {
+  const std::string name = TextValue(object, PI::PROPERTY_NAME).value_or("");
+  const std::string serial = TextValue(object, PI::PROPERTY_SERIAL_NUMBER).value_or("");
+  return (!name.empty() && event.m_PlaceHolder1 == name) ||
+         (!serial.empty() && event.m_PlaceHolder2 == " " + serial);
+}
+
+// Hands out the objects behind events whose object id names none: the one that the event is about,
+// else the next one. A newcomer has no name yet; a plug-in raises its events in the order of its
+// lists, which is the order of the topology.
 class Queue {
  public:
   explicit Queue(std::vector<const PI::CObject*> objects) : objects_(std::move(objects)) {}
-  const PI::CObject* Next() { return at_ < objects_.size() ? objects_[at_++] : nullptr; }
+
+  const PI::CObject* Take(const PI::CEvent& event) {
+    if (objects_.empty()) return nullptr;
+    auto found = std::find_if(objects_.begin(), objects_.end(),
+                              [&](const PI::CObject* object) { return IsAbout(event, *object); });
+    if (found == objects_.end()) found = objects_.begin();
+    const PI::CObject* const object = *found;
+    objects_.erase(found);
+    return object;
+  }
 
  private:
-  const std::vector<const PI::CObject*> objects_;
-  std::size_t at_ = 0;
+  std::vector<const PI::CObject*> objects_;
 };
 
 void AddDrive(Report& report, const PI::CObject& object) {
@@ -97,9 +116,9 @@ std::vector<Report> MakeReports(const std::vector<PI::CEvent>& events, const Top
     Report& report = reports.emplace_back();
     report.m_Event = event;
     const PI::CObject* object = after.Find(event.m_ObjectID);
-    if (event.m_EventID == PI::EVENT_ADAPTER_ADDED) object = added.Next();
+    if (event.m_EventID == PI::EVENT_ADAPTER_ADDED) object = added.Take(event);
     if (event.m_EventID == PI::EVENT_ADAPTER_REMOVED) {
-      object = removed.Next();
+      object = removed.Take(event);
       if (!toolFailure.empty()) {
         report.m_Remark = "in a scan in which the drive tool failed: " + toolFailure;
       }

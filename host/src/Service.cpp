@@ -25,6 +25,12 @@ bool IsWorthAnotherTry(unsigned int result) {
   return result == PI::ERR_NO_SUPPORTED_HARDWARE || result == PI::ERR_API_INITIALIZATION_FAILED;
 }
 
+std::string RetryText(unsigned long pause) {
+  if (pause >= LONGEST_PAUSE) return fmt::format("trying again every {} s", LONGEST_PAUSE / 1000);
+  return fmt::format("trying again in {} s, then after longer pauses, up to {} s", pause / 1000,
+                     LONGEST_PAUSE / 1000);
+}
+
 // Sets an event when it goes.
 class SetAtEnd {
  public:
@@ -87,9 +93,8 @@ void ServedPlugin::Stop() {
   session_.reset();
 }
 
-std::size_t ServedPlugin::AdapterCount() {
-  const std::lock_guard lock(mutex_);
-  return known_.Adapters().size();
+std::size_t ServedPlugin::AdapterCount() const {
+  return session_->Adapters().size();
 }
 
 // On the plug-in's thread, which holds no lock of its own: what it says now and what it has queued
@@ -212,9 +217,9 @@ void Service::NoteFailedStart(Entry& entry, unsigned int result) {
   const std::string problem = StartProblem(entry.m_Plugin->Name(), result);
   entry.m_GivenUp = !IsWorthAnotherTry(result);
   if (entry.m_GivenUp) return Say(problem);
-  if (result != entry.m_Result) Say(problem + "; trying again until it can");
-  entry.m_Result = result;
   entry.m_Pause = entry.m_Pause == 0 ? FIRST_PAUSE : std::min(entry.m_Pause * 2, LONGEST_PAUSE);
+  if (result != entry.m_Result) Say(fmt::format("{}; {}", problem, RetryText(entry.m_Pause)));
+  entry.m_Result = result;
   entry.m_NextTry = TLX::Misc::now() + entry.m_Pause;
 }
 

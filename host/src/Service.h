@@ -35,7 +35,8 @@ class ServedPlugin {
 
   [[nodiscard]] bool Runs() const { return session_ != nullptr; }
   const std::string& Name() const { return library_->Name(); }
-  [[nodiscard]] std::size_t AdapterCount();
+  // Of its start: the worker may have found others since. While it runs.
+  [[nodiscard]] std::size_t AdapterCount() const;
 
  private:
   struct Started {

@@ -434,7 +434,7 @@ TEST_F(Cli, Service_TriesAFailedStartAgainOnAFreshObject) {
   vxtest::HostProcess host({"run", "--db", "none", "--time-scale", "50", "--plugin", VXTEST_PLUGIN},
                            {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()},
                             {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}});
-  ASSERT_TRUE(host.WaitForError("trying again"));
+  ASSERT_TRUE(host.WaitForError("; trying again in 5 s, then after longer pauses, up to 60 s\n"));
   vxtest::WriteFile(directory_ / "script.new", "{" + FIXTURE_OBJECTS + "}");
   std::filesystem::rename(directory_ / "script.new", directory_ / "script");
   EXPECT_TRUE(host.WaitForError("running with 1 adapter")) << host.Errors();

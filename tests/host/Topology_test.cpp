@@ -216,6 +216,21 @@ TEST(EventLines, NewcomerWithoutName_IsFoundByTheIdsNotKnownBefore) {
   EXPECT_EQ(reports[0].m_Serial, "SER-NEW");
 }
 
+TEST(EventLines, RemovedAdapters_AreFoundByTheNameOrTheSerialNumberOfTheirEvents) {
+  const Topology before = Make({Adapter(1, "A", "SER-A", 3, PI::CHOICE_HEALTH_GOOD, VALUES),
+                                Adapter(2, "B", "SER-B", 4, PI::CHOICE_HEALTH_GOOD, VALUES),
+                                Adapter(3, "C", "SER-C", 5, PI::CHOICE_HEALTH_GOOD, VALUES)});
+  const auto reports = vxhost::MakeReports(
+      {Event(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_OBJECT_ADAPTERS, "C", " "),
+       Event(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_OBJECT_ADAPTERS, "Unknown", " SER-B"),
+       Event(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_OBJECT_ADAPTERS, "", " ")},
+      before, Make({PLUGIN}), "");
+  ASSERT_EQ(reports.size(), 3U);
+  EXPECT_EQ(reports[0].m_Serial, "SER-C");
+  EXPECT_EQ(reports[1].m_Serial, "SER-B");
+  EXPECT_EQ(reports[2].m_Serial, "SER-A");
+}
+
 TEST(EventLines, RemovalWhileTheToolFailed_IsShownWithThatReason) {
   const Topology before = Make({Adapter(1, "A", "SER-A", 3, PI::CHOICE_HEALTH_GOOD, VALUES)});
   const Topology after = Make({PLUGIN});
