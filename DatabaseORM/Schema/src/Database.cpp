@@ -120,10 +120,6 @@ std::vector<CRow> CDatabase::Read(const std::string& table) const {
   return rows;
 }
 
-bool CDatabase::Restore() {
-  return m_Engine->Restore();
-}
-
 const std::shared_ptr<CHostDatabase>& CDatabase::HostDatabase() const {
   return m_HostDatabase;
 }

@@ -16,7 +16,8 @@
 // at a time]
 namespace DatabaseORM {
 
-// The records that have a table.
+// The records that have a table. Another one takes a row in the lists at the ends of Storage.cpp,
+// FieldMap.cpp and Table.cpp as well.
 template <class Record>
 concept ModelRecord = std::same_as<Record, RaidDataModels::Adapter> ||
     std::same_as<Record, RaidDataModels::PD> || std::same_as<Record, RaidDataModels::Plugin>;
@@ -27,7 +28,8 @@ concept ComparableField = (std::same_as<Field, int> && std::same_as<Value, int>)
                           (std::same_as<Field, std::string> &&
                            (std::same_as<Value, std::string> || std::same_as<Value, const char*>));
 
-// The fields that a condition or a maximum may name.
+// The fields that a condition or a maximum may name: real numbers and lists have no one text that
+// they could be compared by.
 template <class Field>
 concept NamedField = std::same_as<Field, int> || std::same_as<Field, unsigned long> ||
     std::same_as<Field, std::string>;
@@ -65,11 +67,12 @@ struct is_condition<and_condition_t<Left, Right>> : std::true_type {};
 template <class Condition>
 concept QueryCondition = is_condition<Condition>::value;
 
-// Conditions over one and the same record.
+// Conditions over one and the same record: a statement is about one table.
 template <class Left, class Right>
 concept SameRecord = std::same_as<typename Left::record_type, typename Right::record_type>;
 
-// The condition that a query takes.
+// The condition that a query takes: a type of its own, so that a condition that was built and not
+// handed over as one does not pass for it.
 template <QueryCondition Condition>
 struct where_t {
   using record_type = typename Condition::record_type;
@@ -99,7 +102,7 @@ operator&&(Left left, Right right) {
   return {std::move(left), std::move(right)};
 }
 
-// Makes the condition one that get_all and remove_all take.
+// Makes the condition one that get_all and remove_all take. There is no way to ask for all rows.
 template <QueryCondition Condition>
 where_t<Condition> where(Condition condition) {
   return {std::move(condition)};

@@ -20,7 +20,8 @@ class VX_EXPORT Singleton {
   [[nodiscard]] static const std::shared_ptr<T>& Instance();
 };
 
-// What the maps of all record types have in common, so that one list can hold them.
+// What the maps of all record types have in common, so that one list can hold them. Which record it
+// is about is found by its type at run time.
 class VX_EXPORT dbModelFieldsMapBase {
  public:
   virtual ~dbModelFieldsMapBase();
@@ -37,7 +38,8 @@ class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
   dbModelFieldsMap();
   ~dbModelFieldsMap() override;
 
-  // Replaces the alias; empty until set.
+  // Replaces the alias; empty until set. An alias that is no name of the statement's table makes
+  // every qualified condition fail in the database.
   void SetAlias(std::string alias);
   [[nodiscard]] const std::string& Alias() const;
 
@@ -47,7 +49,8 @@ class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
   requires std::is_object_v<Field>
   void SetColumn(Field Record::*field, const std::string& columnName);
 
-  // The column of a field; empty when it has none. The text lives until the map changes.
+  // The column of a field; empty when it has none, which makes a condition on the field an
+  // exception of the builder. The text lives until the map changes.
   template <class Field>
   requires std::is_object_v<Field>
   [[nodiscard]] const std::string& Column(Field Record::*field) const;

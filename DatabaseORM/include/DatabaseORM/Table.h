@@ -10,7 +10,9 @@
 
 namespace DatabaseORM {
 
-// The place of a column's value in the record. The alternatives are the five kinds of columns.
+// The place of a column's value in the record. The alternatives are the five kinds of columns:
+// whole numbers with and without sign, texts, real numbers, lists of texts. The byte of an
+// adapter's record is of none, and is not stored.
 template <class Record>
 using field_t = std::variant<int Record::*, unsigned long Record::*, std::string Record::*,
                              double Record::*, std::vector<std::string> Record::*>;
@@ -36,13 +38,16 @@ class VX_EXPORT tableBase_t {
   explicit tableBase_t(std::string tableName, bool enforceForeignKeys = false);
   virtual ~tableBase_t();
 
-  // UPDATE, DELETE and INSERT switch the enforcement of foreign keys on first.
+  // UPDATE, DELETE and INSERT switch the enforcement of foreign keys on first: the statement's text
+  // begins with DatabaseWrapper::FOREIGN_KEYS_ON.
   bool foreignKeys;
   // As in the database; goes into statements as it is.
   std::string name;
 };
 
-// The table of one record type.
+// The table of one record type. Made for Adapter, PD and Plugin, in the builder's library alone, so
+// that every library finds the same type at run time. Without columns
+// get_all gives no row.
 template <class Record>
 class VX_EXPORT table_t : public tableBase_t {
  public:

@@ -232,17 +232,6 @@ TEST(SchemaDatabase, Path_IsThatOfTheFileItself) {
   EXPECT_EQ(opened.Database->Path(), file);
 }
 
-TEST(SchemaDatabase, Restore_WritesBackAFileThatIsGone) {
-  const vxtest::TempDir dir;
-  const auto opened = OpenForWriting((dir / "vx.db").string());
-  opened.Database->HostDatabase()->Storage().insert(AdapterOf("localhost", 1));
-  EXPECT_FALSE(opened.Database->Restore());
-  std::filesystem::remove(dir / "vx.db");
-  EXPECT_TRUE(opened.Database->Restore());
-  EXPECT_EQ(RawSqlite(dir / "vx.db").One("SELECT COUNT(*) FROM Adapter"), "1");
-  EXPECT_FALSE(opened.Database->Restore());
-}
-
 TEST(SchemaDatabase, Read_UnknownTable_NamesTheKnownOnes) {
   const auto opened = OpenForWriting(DatabaseWrapper::IN_MEMORY);
   try {

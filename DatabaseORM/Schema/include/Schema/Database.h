@@ -75,11 +75,6 @@ class VX_EXPORT CDatabase {
   // DatabaseException, also for an unknown table. [any thread]
   [[nodiscard]] std::vector<CRow> Read(const std::string& table) const;
 
-  // Writes the file back if its path no longer leads to it; returns whether it did. Statements do
-  // so by themselves; this is for a host that wants it done while there is nothing to write. Throws
-  // DatabaseException. [any thread]
-  bool Restore();
-
   // The way to run statements on the file and the storage object over it: what plug-ins are given.
   // Never null. [any thread]
   [[nodiscard]] const std::shared_ptr<DatabaseWrapper::CHostDatabase>& HostDatabase() const;

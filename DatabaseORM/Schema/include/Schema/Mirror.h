@@ -12,7 +12,9 @@
 // whether or not its file can be opened yet.
 namespace Schema {
 
+// What a host decides about its mirror. Copied into it; everything may be left as it is.
 struct CMirrorOptions {
+  // How the file is opened, each time it is tried.
   COptions Database;
 
   // Makes the directory of the file when it is missing.
@@ -61,17 +63,20 @@ class VX_EXPORT CMirror {
 
    private:
     friend class CMirror;
-    struct Impl;
+    struct Impl;  // holds the database, also when the mirror goes first
     explicit CStart(std::unique_ptr<Impl> impl);
     std::unique_ptr<Impl> m_Impl;
   };
 
-  // Begins a start; the start must end before the next one begins. Null when the database cannot be
-  // written just now: Say is told, and statements go on to be tried one by one.
+  // Begins a start; the start must end before the next one begins. From here to its end it takes
+  // the statements of all threads, and other programs cannot write into the file. Null when the
+  // database cannot be written just now: Say is told, and statements go on to be tried one by one.
+  // Waits for a locked file as long as a statement does.
   [[nodiscard]] std::unique_ptr<CStart> BeginStart();
 
   // The rows that are there are those of a run that has ended: removes them, now or, when that
-  // cannot be, before the next statement. Not during a start.
+  // cannot be, before the next statement. Not during a start. A mirror begins with such rows: it
+  // need not be told of those that it finds in the file.
   void RemoveEarlierRun();
 
  private:

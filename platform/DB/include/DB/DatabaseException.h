@@ -9,7 +9,7 @@ namespace DBEXCEPTION {
 
 // The one exception of the database layers: a statement could not be run, or not be made. What it
 // says is for people: it names the database or the statement, and the way out where there is one;
-// no program reads more from it than that it came. A value type; copies share nothing. Its code
+// no program reads more from it than its type. A value type; copies share nothing. Its code
 // lies in the library, so that a handler in one library knows what another one throws. [one thread
 // at a time]
 class VX_EXPORT DatabaseException : public std::exception {
