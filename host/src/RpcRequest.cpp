@@ -34,7 +34,7 @@ constexpr std::array<Control, 4> CONTROLS = {{{"release", RpcKind::Release, ""},
                                               {"sleep", RpcKind::Sleep, "ms"},
                                               {"trace", RpcKind::Trace, "mask"}}};
 
-// Writes the value of the member "id" of the outermost object anew, numbers digit by digit, and
+// Copies the value of the member "id" of the outermost object, numbers digit by digit, and
 // ends the parsing there.
 class IdEcho {
  public:

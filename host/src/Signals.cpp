@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::array SIGNALS = {SIGINT, SIGTERM, SIGHUP, SIGUSR1};
 
-// Without those that are ignored: a signal that is blocked would be kept all the same.
+// Without those that are ignored: a blocked signal is kept, although it would be ignored.
 sigset_t Taken() {
   sigset_t taken{};
   sigemptyset(&taken);

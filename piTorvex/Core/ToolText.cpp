@@ -368,7 +368,7 @@ class CGuardedDocument
 };
 
 // Whether the memory for a document of the text is there. A short text is not read twice for it:
-// its document is at most so many times as large. The values' own pool takes its memory unchecked,
+// its document is at most AT_MOST times as large. The values' own pool takes its memory unchecked,
 // so that it is asked for once beforehand; only another thread that takes it meanwhile can still
 // end the process.
 bool FitsIntoMemory(const char* text, std::size_t length) {

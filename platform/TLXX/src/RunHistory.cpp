@@ -6,9 +6,9 @@ namespace TLXX {
 
 namespace {
 
-// A query that has run into the time limit gets this part of it for so many whole limits...
+// A query that ran into the time limit gets a tenth of it until ten whole limits have passed...
 constexpr int SHORTENED_BY = 10;
-// ... but so many times what the longest good one took, which a slow tool may need.
+// ... but at least twice what the longest good one took, which a slow tool may need.
 constexpr int ROOM = 2;
 
 constexpr std::size_t MAX_COMMANDS = 256;
