@@ -6,10 +6,10 @@ Reads text, not a compiler's tree: enough for counting, and quick.
 import re
 from typing import NamedTuple
 
-TOKEN = re.compile(
+WORDS = (
     r'//[^\n]*|/\*.*?\*/'  # comments
-    r'|R"(?P<mark>\w*)\(.*?\)(?P=mark)"|"(?:[^"\\\n]|\\.)*"|\'(?:[^\'\\\n]|\\.)+\''  # literals
-    r'|^[ \t]*#(?:[^\n\\]|\\.)*', re.S | re.M)  # the preprocessor
+    r'|R"(?P<mark>\w*)\(.*?\)(?P=mark)"|"(?:[^"\\\n]|\\.)*"|\'(?:[^\'\\\n]|\\.)+\'')  # literals
+DIRECTIVES = r'|^[ \t]*#(?:[^\n\\]|\\.)*'
 QUALIFIER = r"(?:const|noexcept(?:\s*\(.*\))?|override|final|mutable|&&?|->.*|requires\b.*|VX_\w+\s*(?:\([^()]*\))?)"
 FUNCTION = re.compile(rf"\)\s*(?:{QUALIFIER}\s*)*$", re.S)
 CLASS = re.compile(r"(?:\[\[.*?\]\]\s*)?(?:class|struct|union)\b")
@@ -28,9 +28,11 @@ class Class(NamedTuple):
     public_functions: int
 
 
-def without_comments_and_literals(text):
-    """The same text with blanks in place of what is no code; every line stays where it is."""
-    return TOKEN.sub(lambda match: re.sub(r"[^\n]", " ", match.group(0)), text)
+def without_comments_and_literals(text, directives=False):
+    """The same text with blanks in place of what is no code; every line stays where it is. directives: whether the
+    preprocessor's lines count as code."""
+    token = re.compile(WORDS if directives else WORDS + DIRECTIVES, re.S | re.M)
+    return token.sub(lambda match: re.sub(r"[^\n]", " ", match.group(0)), text)
 
 
 def without_angles(text):
