@@ -135,7 +135,7 @@ void UpdateYardstick(benchmark::State& state) {
   for (std::size_t i = 0; i < table.Columns.size(); ++i) {
     const std::string& name = table.Columns[i].Name;
     assignments += (i > 0 ? ", " : "") + name + " = ?";
-    if (table.Columns[i].Kind == Schema::CKind::Real) temperatureColumn = static_cast<int>(i);
+    if (table.Columns[i].Kind == Schema::EKind::Real) temperatureColumn = static_cast<int>(i);
   }
   const DatabaseORM::storage_t& storage = mirror.Database().HostDatabase()->Storage();
   number = storage.stringFromExpression(&RaidDataModels::Adapter::AdapterNumber);

@@ -46,8 +46,8 @@ class VX_EXPORT tableBase_t {
 };
 
 // The table of one record type. Made for Adapter, PD and Plugin, in the builder's library alone, so
-// that every library finds the same type at run time. Without columns
-// get_all gives no row.
+// that every library finds the same type at run time. Without columns get_all
+// gives no row.
 template <class Record>
 class VX_EXPORT table_t : public tableBase_t {
  public:
