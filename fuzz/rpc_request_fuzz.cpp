@@ -26,10 +26,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const auto result = vxhost::ReadRpcRequest({reinterpret_cast<const char*>(bytes), size});
   vxhost::JsonText json;
   json.StartObject();
-  if (const auto* const problem = std::get_if<vxhost::RpcProblem>(&result)) {
-    json.Key("id").Raw(problem->m_Id).Key("error").Text(problem->m_Text);
+  if (!result.IsGood()) {
+    json.Key("id").Raw(result.Reason().m_Id).Key("error").Text(result.Reason().m_Text);
   } else {
-    const auto& request = std::get<vxhost::RpcRequest>(result);
+    const auto& request = result.Get();
     json.Key("id").Raw(request.m_Id).Key("data");
     std::visit(Echo{json}, request.m_Data);
   }

@@ -86,10 +86,8 @@ bool RpcServer::Run(int input) {
 
 bool RpcServer::Serve(std::string_view line) {
   auto request = ReadRpcRequest(line);
-  if (const auto* const problem = std::get_if<RpcProblem>(&request)) {
-    return output_.WriteLine(ProblemAnswer(*problem));
-  }
-  return output_.WriteLine(Perform(std::get<RpcRequest>(request)));
+  return output_.WriteLine(request.IsGood() ? Perform(request.Get())
+                                            : ProblemAnswer(request.Reason()));
 }
 
 std::string RpcServer::Perform(RpcRequest& request) {

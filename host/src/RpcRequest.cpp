@@ -212,7 +212,7 @@ bool AnswersWithData(unsigned int command) {
          !std::holds_alternative<NoData>(EmptyData(command));
 }
 
-std::variant<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line) {
+Result<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line) {
   if (line.find('\0') != std::string_view::npos) {
     return RpcProblem{"null", "the line holds a NUL byte"};
   }

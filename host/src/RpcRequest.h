@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Result.h"
+
 #include <string>
 #include <string_view>
 #include <variant>
@@ -43,6 +45,6 @@ RpcData EmptyData(unsigned int command);
 bool AnswersWithData(unsigned int command);
 
 // Reads one line, without its line feed. Never throws on bad input, whatever the bytes.
-std::variant<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line);
+Result<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line);
 
 }  // namespace vxhost

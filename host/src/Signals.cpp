@@ -47,6 +47,7 @@ SignalWatch::SignalWatch() {
 SignalWatch::~SignalWatch() {
   end_.Set();
   thread_.join();
+  std::signal(SIGUSR1, SIG_IGN);  // one that came too late to be answered is dropped as well
   ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
   ::close(signals_);
 }

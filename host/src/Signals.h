@@ -17,7 +17,7 @@ namespace vxhost {
 class SignalWatch {
  public:
   SignalWatch();   // throws std::system_error [before other threads start]
-  ~SignalWatch();  // the calling thread's mask is as it was
+  ~SignalWatch();  // the calling thread's mask is as it was; SIGUSR1 is ignored
   SignalWatch(const SignalWatch&) = delete;
   SignalWatch& operator=(const SignalWatch&) = delete;
 

@@ -15,20 +15,20 @@ using vxhost::RpcRequest;
 
 RpcRequest Good(const std::string& line) {
   auto result = vxhost::ReadRpcRequest(line);
-  if (const auto* const problem = std::get_if<RpcProblem>(&result)) {
-    ADD_FAILURE() << line << ": " << problem->m_Text;
+  if (!result.IsGood()) {
+    ADD_FAILURE() << line << ": " << result.Reason().m_Text;
     return {};
   }
-  return std::get<RpcRequest>(result);
+  return result.Get();
 }
 
 RpcProblem Bad(const std::string& line) {
   auto result = vxhost::ReadRpcRequest(line);
-  if (std::holds_alternative<RpcRequest>(result)) {
+  if (result.IsGood()) {
     ADD_FAILURE() << line << ": was taken";
     return {};
   }
-  return std::get<RpcProblem>(result);
+  return result.Reason();
 }
 
 TEST(RpcRequest, Command_KeepsIdNumberAndObject) {
