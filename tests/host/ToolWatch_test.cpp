@@ -28,7 +28,8 @@ class Tool {
   void Mend() { std::filesystem::remove(directory_ / "broken"); }
   void Run(const std::string& arguments) {
     std::string output;
-    TLXX::CSystem::ExecuteCommand((directory_ / "tool").string(), arguments, output);
+    static_cast<void>(
+        TLXX::CSystem::ExecuteCommand((directory_ / "tool").string(), arguments, output));
   }
 
  private:
@@ -77,7 +78,9 @@ TEST(ToolWatch, AnInventoryThatCannotBeRead_IsAFailureWithTheToolsOwnWords) {
   const auto answer = [&](const std::string& text, const std::string& arguments) {
     vxtest::WriteFile(directory / "answer", text);
     std::string output;
-    TLXX::CSystem::ExecuteCommand("/bin/sh " + (directory / "tool").string(), arguments, output);
+    EXPECT_EQ(TLXX::CSystem::ExecuteCommand("/bin/sh " + (directory / "tool").string(), arguments,
+                                            output),
+              1);
     return vxhost::ToolWatch::LastFailureOfThisThread();
   };
   vxtest::WriteFile(directory / "tool", "cat \"${0%/*}/answer\"\n", true);

@@ -139,7 +139,7 @@ class EventFetch : public testing::Test {
 
 TEST_F(EventFetch, WaitsForTheEventsLock) {
   vxtest::PluginTrace trace(8);
-  plugin.m_EventsLock.Wait(TLX::Threading::WAIT_INFINITE);
+  static_cast<void>(plugin.m_EventsLock.Wait(TLX::Threading::WAIT_INFINITE));
   Fetch();
   EXPECT_TRUE(Eventually([&trace] { return trace.Has("Before m_EventsLock.Wait(INFINITE)"); }));
   std::this_thread::sleep_for(std::chrono::milliseconds(30));
@@ -153,7 +153,7 @@ TEST_F(EventFetch, WaitsForTheEventsLock) {
 
 // A log pass holds the data lock; the fetch itself does not ask for it.
 TEST_F(EventFetch, DoesNotWaitForTheDataLock) {
-  plugin.m_DataLock.Wait(TLX::Threading::WAIT_INFINITE);
+  static_cast<void>(plugin.m_DataLock.Wait(TLX::Threading::WAIT_INFINITE));
   Fetch();
   EXPECT_TRUE(Eventually([this] { return IsDone(); }));
   plugin.m_DataLock.Release();

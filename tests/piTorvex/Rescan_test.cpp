@@ -64,7 +64,8 @@ TEST_F(RowsTest, NamingThatFails_IsSentAgainAtTheNextScan) {
   std::vector<PI::CAdapterID> ids(1);
   ids.front().m_HostNumber = 3;
   EXPECT_EQ(plugin.SetAdapterIDs(ids), 0U);
-  plugin.m_WorkerThread->Wait(TLX::Threading::WAIT_INFINITE);  // without its events it ends
+  static_cast<void>(
+      plugin.m_WorkerThread->Wait(TLX::Threading::WAIT_INFINITE));  // without its events it ends
   EXPECT_TRUE(plugin.m_Adapters.front().RowIsStale);
   database.FailWhen(nullptr);
   CTorvexAdapter same = plugin.m_Adapters.front();
@@ -79,7 +80,7 @@ TEST_F(RowsTest, Naming_WritesNothingUnderANumberWhoseRowCouldNotBeDeleted) {
   std::vector<PI::CAdapterID> ids(1);
   ids.front().m_HostNumber = 3;
   EXPECT_EQ(plugin.SetAdapterIDs(ids), 0U);
-  plugin.m_WorkerThread->Wait(TLX::Threading::WAIT_INFINITE);
+  static_cast<void>(plugin.m_WorkerThread->Wait(TLX::Threading::WAIT_INFINITE));
   EXPECT_EQ(plugin.m_Adapters.front().Name, "Intel PCIe Device Adapter (3)");
   EXPECT_THAT(database.Column("Adapter", "SerialNumber, Name"), ElementsAre("OLD", ""));
   database.FailWhen(nullptr);

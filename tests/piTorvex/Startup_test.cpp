@@ -49,9 +49,9 @@ TEST(Members, AtFirst_AreEmpty) {
   EXPECT_FALSE(static_cast<bool>(plugin.m_NotifyHost));
   EXPECT_NE(plugin.m_DataLock.Wait(0), TLX::Threading::WAIT_ACQUIRED);  // not initialised yet
   EXPECT_NE(plugin.m_EventsLock.Wait(0), TLX::Threading::WAIT_ACQUIRED);
-  for (const TLX::Threading::CEvent* event :
+  for (TLX::Threading::CEvent* event :
        {&plugin.m_ForceWorker, &plugin.m_StopRequest, &plugin.m_PrivateEvent}) {
-    EXPECT_FALSE(event->IsInitialised());
+    EXPECT_EQ(event->Wait(0), TLX::Threading::WAIT_FAILED);
   }
   EXPECT_EQ(plugin.m_CommandPrefix, "");
   EXPECT_TRUE(plugin.m_ToolPath.empty());
@@ -417,7 +417,7 @@ class SetAdapterIDs : public testing::Test {
     std::vector<std::string> names;
     EXPECT_EQ(guest.Call(2, 0, &given), 0U);
     for (const auto& adapter : guest.Impl().m_Adapters) names.push_back(adapter.Name);
-    guest.Impl().m_WorkerThread->Native().Cancel();
+    EXPECT_TRUE(guest.Impl().m_WorkerThread->Native().Cancel());
     return names;
   }
 

@@ -344,7 +344,7 @@ TEST_F(UpdateTest, InAnotherOrder_MatchesBySerialNumber) {
 }
 
 TEST_F(UpdateTest, WithTheEventsLockHeld_Works) {
-  plugin.m_EventsLock.Wait(TLX::Threading::WAIT_INFINITE);
+  static_cast<void>(plugin.m_EventsLock.Wait(TLX::Threading::WAIT_INFINITE));
   adapters[0].StatusBits = 1;
   EXPECT_EQ(Update(), 0UL);
   plugin.m_EventsLock.Release();

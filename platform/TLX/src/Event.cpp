@@ -63,11 +63,6 @@ unsigned int CEvent::Wait(unsigned int milliseconds) {
   return CWaiter::WaitFor(events, milliseconds, false);
 }
 
-bool CEvent::IsInitialised() const {
-  const std::lock_guard lock(g_EventLock);
-  return m_Impl->m_Initialised;
-}
-
 // Enters a waiting thread with its events for the length of a wait. Both ends hold g_EventLock.
 class CWaiter::CRegistration {
  public:

@@ -201,7 +201,7 @@ TEST(Cancellation, IsReportedNowhere) {
 TEST(Cancellation, DuringAWaitForAnEvent_LeavesTheEventToOthers) {
   CEvent event;
   event.Init(false, false);
-  Running thread([&] { event.Wait(WAIT_INFINITE); });
+  Running thread([&] { static_cast<void>(event.Wait(WAIT_INFINITE)); });
   thread.WaitUntilAsleep();
   EXPECT_TRUE(thread.Cancel());
   event.Set();
@@ -215,7 +215,7 @@ TEST(Cancellation, PendingWhenAWaitBegins_StrikesBeforeASetEventIsConsumed) {
   std::atomic<bool> passed = false;
   Running thread([&] {
     SpinUntilRequested();
-    event.Wait(WAIT_INFINITE);
+    static_cast<void>(event.Wait(WAIT_INFINITE));
     passed = true;
   });
   EXPECT_TRUE(thread.Cancel());
@@ -231,7 +231,7 @@ TEST(Cancellation, DuringAWaitForAll_ClearsNothing) {
   CWaiter waiter;
   waiter.Add(first);
   waiter.Add(second);
-  Running thread([&] { waiter.Wait(WAIT_INFINITE, true); });
+  Running thread([&] { static_cast<void>(waiter.Wait(WAIT_INFINITE, true)); });
   thread.WaitUntilAsleep();
   EXPECT_TRUE(thread.Cancel());
   EXPECT_EQ(first.Wait(0), 1U);
@@ -374,7 +374,7 @@ TEST(Cancellation, FromTheThreadItself_StrikesAtItsNextWait) {
   std::atomic<int> ended = -1;
   std::atomic<bool> passed = false;
   tlxtest::Body body([&] {
-    go.Wait(WAIT_INFINITE);
+    static_cast<void>(go.Wait(WAIT_INFINITE));
     ended = thread->Native().Cancel() ? 1 : 0;
     TLX::Misc::Sleep(0);
     passed = true;
@@ -472,7 +472,7 @@ TEST(Cancellation, AtAnyMoment_LeavesLocksFreeAndEventsUsable) {
       const CFastMutexGuard outer(mutex);
       event.Set();
       static_cast<void>(mutex.Wait(0) == 1);
-      event.Wait(round % 2);
+      static_cast<void>(event.Wait(round % 2));
       mutex.Release();
       TLX::Misc::Sleep(round % 3);
     }

@@ -120,7 +120,7 @@ bool GrantedOnceItCameTooLate(CFastMutex& mutex) {
     const sched_param batch{};
     EXPECT_EQ(sched_setscheduler(0, SCHED_BATCH, &batch), 0);
     EXPECT_EQ(mutex.Wait(WAIT_INFINITE), 1U);
-    done.Wait(WAIT_INFINITE);
+    static_cast<void>(done.Wait(WAIT_INFINITE));
     mutex.Release();
   });
   waiting.WaitUntilAsleep();

@@ -34,7 +34,7 @@ TEST(Thread, RunsItsBodyOnAThreadOfItsOwn) {
 TEST(Thread, Wait_TimesOutWhileTheBodyRunsAndIsRepeatableAfterwards) {
   CEvent go;
   go.Init(false, false);
-  Body body([&] { go.Wait(WAIT_INFINITE); });
+  Body body([&] { static_cast<void>(go.Wait(WAIT_INFINITE)); });
   CThread thread(body.Delegate(), 0);
   EXPECT_EQ(thread.Wait(0), WAIT_TIMED_OUT);
   EXPECT_EQ(thread.Wait(5), WAIT_TIMED_OUT);
@@ -104,7 +104,7 @@ TEST(Thread, TwoThreads_RunTheSameTarget) {
     CEvent& other = leads ? second : first;
     for (int round = 0; round < 50; ++round) {
       if (leads) other.Set();
-      own.Wait(WAIT_INFINITE);
+      static_cast<void>(own.Wait(WAIT_INFINITE));
       if (!leads) other.Set();
     }
   });
@@ -121,7 +121,7 @@ TEST(Thread, Destroyed_WhileTheBodyRuns_LetsItRunToItsEnd) {
   go.Init(false, false);
   ended.Init(false, false);
   Body body([&] {
-    go.Wait(WAIT_INFINITE);
+    static_cast<void>(go.Wait(WAIT_INFINITE));
     ended.Set();
   });
   { const CThread thread(body.Delegate(), 0); }
@@ -136,7 +136,7 @@ TEST(Thread, Destroyed_ByItsOwnBody_LetsItRunToItsEnd) {
   ended.Init(false, false);
   std::unique_ptr<CThread> thread;
   Body body([&] {
-    go.Wait(WAIT_INFINITE);
+    static_cast<void>(go.Wait(WAIT_INFINITE));
     thread.reset();
     ended.Set();
   });

@@ -28,9 +28,9 @@ class Caller : public TLX::Delegates_and_Calls::CDelegateTarget {
 
   void Body() {
     if (lines_) {
-      CSystem::ExecuteCommand(command_, arguments_, outputLines_);
+      static_cast<void>(CSystem::ExecuteCommand(command_, arguments_, outputLines_));
     } else {
-      CSystem::ExecuteCommand(command_, arguments_, output_);
+      static_cast<void>(CSystem::ExecuteCommand(command_, arguments_, output_));
     }
     returned_ = true;
   }
@@ -121,7 +121,7 @@ class LateCaller : public TLX::Delegates_and_Calls::CDelegateTarget {
     const std::string arguments = "late " + command_;
     std::vector<std::string> lines(3, arguments);
     while (!TLX::Threading::CCancellation::Requested()) sched_yield();
-    CSystem::ExecuteCommand(command_, arguments, lines);
+    static_cast<void>(CSystem::ExecuteCommand(command_, arguments, lines));
     returned_ = true;
   }
   bool Returned() const { return returned_; }
@@ -142,7 +142,7 @@ class StubbornCaller : public TLX::Delegates_and_Calls::CDelegateTarget {
     Run(output_);
     Run(lines_);
     const Unwinding unwinding(*this);
-    CSystem::ExecuteCommand(command_, "last", output_);
+    static_cast<void>(CSystem::ExecuteCommand(command_, "last", output_));
     returned_ = true;
   }
   int Swallowed() const { return swallowed_; }
@@ -166,7 +166,7 @@ class StubbornCaller : public TLX::Delegates_and_Calls::CDelegateTarget {
   template <class Output>
   void Run(Output& output) {
     try {
-      CSystem::ExecuteCommand(command_, "again", output);
+      static_cast<void>(CSystem::ExecuteCommand(command_, "again", output));
     } catch (...) {
       ++swallowed_;
     }
@@ -210,7 +210,7 @@ TEST_F(SystemCancelTest, Runs_OfAStruckThread_DoNotReachAnInjectedRunner) {
       } catch (...) {  // NOLINT(bugprone-empty-catch): the mistake that is tried here
       }
       std::string output;
-      CSystem::ExecuteCommand("tool", "", output);
+      static_cast<void>(CSystem::ExecuteCommand("tool", "", output));
     }
   } body;
   TLXX::ICommandRunner* const before = CSystem::SetCommandRunner(&runner);

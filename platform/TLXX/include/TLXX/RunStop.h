@@ -16,12 +16,15 @@ class VX_EXPORT CRunStop {
   CRunStop(const CRunStop&) = delete;
   CRunStop& operator=(const CRunStop&) = delete;
 
-  // Takes effect at once and for good; asking again does nothing. Queries that it ends fail and say
+  // Takes effect at once and for good: a stop is not taken back, a fresh one is made for the next
+  // work; asking again does nothing. Queries that it ends fail and say
   // so in trace and statistics. [any thread]
   void Request() noexcept;
 
-  // The calling thread works under the stop as long as this lives; one at a time on a thread. The
-  // stop must outlive it. [its own thread]
+  // The calling thread works under the stop as long as this lives; one at a time on a thread, any
+  // number of threads under one stop. Threads that it starts do not. The stop must outlive it, and
+  // it ends on the thread that made it. A thread under no stop runs its queries as ever. [its own
+  // thread]
   class VX_EXPORT CScope {
    public:
     explicit CScope(const CRunStop& stop);

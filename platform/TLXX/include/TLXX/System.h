@@ -103,12 +103,12 @@ class VX_EXPORT CSystem {
   // started and CCancelled is thrown again; in a destructor while the stack unwinds the call fails
   // instead. Fails at once where the CRunStop that the calling thread works under is requested.
   // [any thread]
-  static int ExecuteCommand(const std::string& command, const std::string& arguments,
-                            std::string& output);
+  [[nodiscard]] static int ExecuteCommand(const std::string& command, const std::string& arguments,
+                                          std::string& output);
 
   // The same, one element a line without its line feed. Never repeated.
-  static int ExecuteCommand(const std::string& command, const std::string& arguments,
-                            std::vector<std::string>& lines);
+  [[nodiscard]] static int ExecuteCommand(const std::string& command, const std::string& arguments,
+                                          std::vector<std::string>& lines);
 
   // Runs a program of the host's own, named by a path or along PATH, with these arguments as they
   // are, and waits for its end. Everything else is as in ExecuteCommand for a query, but that there
@@ -119,13 +119,13 @@ class VX_EXPORT CSystem {
   // Version of a kernel module: the text of module/<name>/version under the sysfs root, without its
   // line end; empty when there is none. [any thread]
   static void GetModuleVersion(const std::string& name, std::string& version);
-  static std::string GetModuleVersion(const std::string& name);
+  [[nodiscard]] static std::string GetModuleVersion(const std::string& name);
 
   static void SetRunLimits(const CRunLimits& limits);
-  static CRunLimits RunLimits();
+  [[nodiscard]] static CRunLimits RunLimits();
 
   // Snapshot of the counters, by command. [any thread]
-  static std::map<std::string, CRunStatistics> RunStatistics();
+  [[nodiscard]] static std::map<std::string, CRunStatistics> RunStatistics();
 
   // Is given each line that a program writes to its standard error, without its line feed and
   // otherwise as it stands: escape it before it reaches a terminal. The first 64 KiB of a run are

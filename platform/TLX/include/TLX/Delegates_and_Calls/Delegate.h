@@ -19,7 +19,7 @@ class CDelegate;
 template <class Result, class... Args>
 class CDelegate<Result(Args...)> {
  public:
-  // Not bound.
+  // Not bound: to be assigned another later.
   CDelegate() = default;
 
   // A function that the target's own class declares; one that is virtual is looked up at the call.
@@ -28,10 +28,11 @@ class CDelegate<Result(Args...)> {
   CDelegate(Target* target, Result (Target::*function)(Args...))
       : m_Target(target), m_Function(static_cast<Function>(function)) {}
 
-  // Whether it may be called.
+  // Whether it may be called: bound to an object and to a function.
   explicit operator bool() const { return m_Target != nullptr && m_Function != nullptr; }
 
-  // Only on a bound delegate; nothing is checked.
+  // Calls the function with these arguments and returns what it returns. Only on a bound delegate;
+  // nothing is checked.
   Result operator()(Args... args) const { return (m_Target->*m_Function)(args...); }
 
  private:

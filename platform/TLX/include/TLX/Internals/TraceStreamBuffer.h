@@ -19,14 +19,18 @@ class VX_EXPORT CTraceStreamBuffer {
  public:
   // level: one bit. file: path of the source without its ending, from the top of the tree.
   // function: its name alone. The texts and the module must stay valid until the buffer closes.
+  // The source line is a number of that file, 0 for none.
   CTraceStreamBuffer(unsigned int level, const Misc::CModuleInfo& module, const char* file,
                      const char* function, unsigned int line);
+  // Hands the line over. What the sink traces itself is dropped, and a cancellation does not strike
+  // in there.
   ~CTraceStreamBuffer() noexcept;
   CTraceStreamBuffer(const CTraceStreamBuffer&) = delete;
   CTraceStreamBuffer& operator=(const CTraceStreamBuffer&) = delete;
 
   // Adds the bytes to the line, as they are; sinks make them fit for people. The text need not stay
-  // valid. When there is no memory for it the whole line is lost.
+  // valid and may hold NULs. When there is no memory for it the whole line is lost, in silence:
+  // what wants to say so would need memory as well.
   void Append(const char* text, std::size_t length) noexcept;
 
  private:

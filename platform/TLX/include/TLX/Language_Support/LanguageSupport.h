@@ -39,11 +39,12 @@ class VX_EXPORT CLanguageSupport {
   struct ERROR_MSG {
     // The module's id in the bits 16 to 27, its own number of the error below.
     unsigned int m_Code = 0;
-    // Number of the message; 0: none.
+    // Number of the message in the module's file, counted as there; 0: none.
     unsigned int m_Message = 0;
-    // As of events; 0: none.
+    // As of events, one of the severities that the plug-in interface names; 0: the module names
+    // none.
     unsigned int m_Severity = 0;
-    // The host's.
+    // The host's to use; a module leaves them 0.
     unsigned int m_Flags = 0;
   };
   using ERROR_MSG_LIST = std::vector<ERROR_MSG>;

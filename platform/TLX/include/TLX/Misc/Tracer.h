@@ -10,25 +10,41 @@
 namespace TLX::Misc {
 
 // Where trace lines come from: the module whose mask and name they have, and the source file as
-// they call it. One constant per source file. The module and the text must outlive its tracers.
+// they call it, by its path from the top of the tree without its ending. One constant per source
+// file. The module and the text must outlive its tracers.
 struct CTraceSource {
   const CModuleInfo& m_Module;
   const char* m_File;
 };
 
 // Writes the trace lines of one operation under one function name. Made at the operation's begin
-// and passed to its helpers; costs three pointers. A line is composed only while its level is on in
-// the module's mask.
+// and passed to its helpers; costs three pointers, owns nothing, and may be copied. A line is
+// composed only while its level is on in the module's mask, which is looked at for each line anew,
+// so that a change of the mask takes effect in the middle of an operation. A level that is off
+// costs one load and the values that the call's arguments are.
+//
+// Lines of one operation are not kept together: those of other threads come between them.
+//
+//   const CTraceSource TRACE{TLX_MODULE_INFO_example, "example/Src/Drive"};  // once a file
+//
+//   unsigned int CDrive::Check() {
+//     const CTracer trace(TRACE);
+//     trace.Steps("ENTER Check()");
+//     trace.Detail("%s: %d blocks", m_Name, [&] { return CountBlocks(); });
+//     ...
 //
 // An argument is a number, a text, or a callable without parameters that returns one of them; the
 // callable runs only while the level is on, so put there what is not to be computed for nothing. A
 // place of the format takes them as CFormatStream says: numbers in the width they have (those wider
-// than an unsigned int as unsigned long), texts as they stand. The line number is that of the call.
+// than an unsigned int as unsigned long), texts as they stand, null ones as empty. They need not
+// outlive the call. The line number is that of the call.
 //
-// Throws what a callable throws, and nothing else. [any thread]
+// Throws what a callable throws, and nothing else: a line for which there is no memory is lost. A
+// callable that throws leaves the line written as far as it had come. [any thread]
 class CTracer {
  public:
-  // A format text and the line of the source where it stands.
+  // A format text and the line of the source where it stands: made from the text in each call, so
+  // that nobody names lines. The text must stay valid during the call; a literal does.
   struct CFormat {
     constexpr CFormat(const char* text, unsigned int line = __builtin_LINE()) noexcept
         : m_Text(text), m_Line(line) {}
@@ -43,34 +59,37 @@ class CTracer {
                              const char* function = __builtin_FUNCTION()) noexcept
       : m_Source(source), m_Function(function) {}
 
-  // Whether lines of the level (one bit, TRACE_STEPS and so on) are written.
+  // Whether lines of the level (one bit, TRACE_STEPS and so on) are written. For what takes more
+  // than an argument to prepare.
   [[nodiscard]] bool IsOn(unsigned int level) const noexcept {
     return (m_Source.m_Module.TraceMask() & level) != 0;
   }
 
-  // TRACE_STEPS: entry, exit and results of steps that a host sees.
+  // One line at the level TRACE_STEPS: entry, exit and results of steps that a host sees.
   template <class... Values>
   void Steps(CFormat format, const Values&... values) const {
     Write(TRACE_STEPS, format, values...);
   }
-  // TRACE_DETAIL: what concerns single objects, wake-ups.
+  // At TRACE_DETAIL: what concerns single objects, wake-ups.
   template <class... Values>
   void Detail(CFormat format, const Values&... values) const {
     Write(TRACE_DETAIL, format, values...);
   }
-  // TRACE_LOCKS: waits for locks and their releases.
+  // At TRACE_LOCKS: waits for locks and their releases, one line before and one after. Mutexes that
+  // a scope holds have CTracedGuard for it.
   template <class... Values>
   void Locks(CFormat format, const Values&... values) const {
     Write(TRACE_LOCKS, format, values...);
   }
-  // TRACE_TOOL: the tool and the scan.
+  // At TRACE_TOOL: the tool and the scan.
   template <class... Values>
   void Tool(CFormat format, const Values&... values) const {
     Write(TRACE_TOOL, format, values...);
   }
 
-  // The same for a level that is given: one bit of the mask. Places and arguments are matched from
-  // the left; one too many is dropped and a place without one stays empty.
+  // The same for a level that is given, by code that serves several: one bit of the mask. Places
+  // and arguments are matched from the left; one too many is dropped and a place without one stays
+  // empty.
   template <class... Values>
   void Write(unsigned int level, CFormat format, const Values&... values) const {
     if (!IsOn(level)) return;
@@ -81,6 +100,8 @@ class CTracer {
   }
 
  private:
+  // One argument into its place. Enumerations and characters are numbers here, and a bool is 0 or
+  // 1; what is neither a number, nor a text, nor a callable does not compile.
   template <class Value>
   static void Feed(Output_Streams::CFormatStream& stream, const Value& value) {
     if constexpr (std::is_invocable_v<const Value&>) {

@@ -14,6 +14,8 @@ namespace TLX::Threading {
 // What a cancelled thread throws, to leave its body. Not derived from std::exception, so that a
 // handler for errors does not take it for one. Only CCancellation makes one. Handlers for
 // everything use Guarded, or let it through by "catch (const CCancelled&) { throw; }" before them.
+// It carries nothing: who asked, and why, is known to whoever asked. It ends with the body of the
+// thread, and waits for the thread see an ordinary end.
 class VX_EXPORT CCancelled final {
  public:
   ~CCancelled();
@@ -53,10 +55,11 @@ class VX_EXPORT CCancellation {
   static void StrikeAgain();
 };
 
-// Runs the body. What it throws is reported in one text ("unknown exception" for what is no
-// std::exception) and goes no further; a cancellation alone passes through, unreported. Returns
-// whether the body came to its end. report takes a const char* that is valid during the call. [any
-// thread]
+// The one handler for everything, for places that nothing else may leave: the doors of a plug-in, a
+// callback, one round of a worker. Runs the body. What it throws is reported in one text ("unknown
+// exception" for what is no std::exception) and goes no further; a cancellation alone passes
+// through, unreported. Returns whether the body came to its end. report takes a const char* that is
+// valid during the call. [any thread]
 template <class Body, class Report>
 bool Guarded(Body&& body, Report&& report) {
   try {

@@ -27,16 +27,14 @@ class VX_EXPORT CEvent {
   // Returns WAIT_ACQUIRED (1). [any thread]
   unsigned int Init(bool initialState, bool manualReset);
 
-  // Set and Reset do nothing before Init. [any thread]
+  // Set wakes who waits: all of them at a manual-reset event, one at an auto-reset event. Neither
+  // does anything before Init. [any thread]
   void Set();
   void Reset();
 
   // As CWaiter::Wait with this event alone: WAIT_ACQUIRED (1), WAIT_TIMED_OUT or WAIT_FAILED. [any
   // thread]
-  unsigned int Wait(unsigned int milliseconds);
-
-  // Whether Init has been called. [any thread]
-  bool IsInitialised() const;
+  [[nodiscard]] unsigned int Wait(unsigned int milliseconds);
 
  private:
   friend class CWaiter;

@@ -9,7 +9,12 @@
 namespace TLX::Threading::Native_OS {
 
 // A mutex with time-out, recursive for the thread that owns it: a thread that waits twice releases
-// twice. Unusable until Init has been called.
+// twice. Unusable until Init has been called, so that it may be a member of an object whose users
+// are told later.
+//
+// What a CThread still owns when its body ends, in whatever way, is released for it, as often as it
+// was taken; any other thread must release what it took before it ends. Throws nothing but a
+// cancellation, and std::bad_alloc from the constructor.
 class VX_CAPABILITY("mutex") VX_EXPORT CFastMutex {
  public:
   CFastMutex();
@@ -28,9 +33,11 @@ class VX_CAPABILITY("mutex") VX_EXPORT CFastMutex {
   // release. clang's analysis of locking follows the result only where it is compared with the
   // literal 1, "Wait(..) == 1" or "!= 1", directly or through a local variable; a comparison with
   // WAIT_ACQUIRED counts as not locked. [any thread]
-  unsigned int Wait(unsigned int milliseconds) VX_TRY_ACQUIRE(true);
+  [[nodiscard]] unsigned int Wait(unsigned int milliseconds) VX_TRY_ACQUIRE(true);
 
-  // Gives up one Wait. Does nothing unless the calling thread owns the mutex. [any thread]
+  // Gives up one Wait; with the last one the mutex is free for whoever comes first, and the thread
+  // that waits longest is woken. Does nothing unless the calling thread owns the mutex. [any
+  // thread]
   void Release() VX_RELEASE();
 
  private:
@@ -38,8 +45,10 @@ class VX_CAPABILITY("mutex") VX_EXPORT CFastMutex {
   std::unique_ptr<Impl> m_Impl;
 };
 
-// Owns a mutex for a scope. Releases only what it got: when the wait failed the scope runs without
-// the lock, and Result() says so.
+// Owns a mutex for a scope, waiting without end. Releases only what it got: when the wait failed
+// the scope runs without the lock, and Result() says so. Left by an exception or a cancellation it
+// releases as at its end. A cancellation that strikes in the wait leaves no guard behind. The mutex
+// must outlive it. [its own thread]
 class VX_SCOPED_CAPABILITY CFastMutexGuard {
  public:
   explicit CFastMutexGuard(CFastMutex& mutex) VX_ACQUIRE(mutex) VX_NO_THREAD_SAFETY_ANALYSIS
@@ -51,7 +60,8 @@ class VX_SCOPED_CAPABILITY CFastMutexGuard {
   CFastMutexGuard(const CFastMutexGuard&) = delete;
   CFastMutexGuard& operator=(const CFastMutexGuard&) = delete;
 
-  unsigned int Result() const { return m_Result; }
+  // WAIT_ACQUIRED (1), or WAIT_FAILED for a mutex that was never initialised.
+  [[nodiscard]] unsigned int Result() const { return m_Result; }
 
  private:
   CFastMutex& m_Mutex;

@@ -9,7 +9,8 @@
 namespace TLX::Threading {
 
 namespace Native_OS {
-// The operating system's side of a thread. Belongs to its CThread and lives as long.
+// The operating system's side of a thread. Belongs to its CThread and lives as long; what it knows
+// of the running thread it shares with it, so that either may end first.
 class VX_EXPORT CNativeThread {
  public:
   struct VX_HIDDEN Impl;
@@ -17,13 +18,13 @@ class VX_EXPORT CNativeThread {
   ~CNativeThread();
 
   // Whether a thread of the system was started.
-  bool HasHandle() const noexcept;
+  [[nodiscard]] bool HasHandle() const noexcept;
 
   // Asks the thread to end: sets the flag, wakes the sleep, wait or tool run it is in, and waits
   // for the end, 5 s of real time at most. Returns whether it has ended; true when none was
   // started. Repeatable. From the thread itself it only sets the flag and returns false. [any
   // thread]
-  bool Cancel();
+  [[nodiscard]] bool Cancel();
 
  private:
   std::shared_ptr<Impl> m_Impl;
@@ -52,7 +53,7 @@ class VX_EXPORT CThread {
   // WAIT_ACQUIRED once the body has ended, WAIT_TIMED_OUT while it runs, WAIT_FAILED when no thread
   // was started. Repeatable. Milliseconds are scaled by the clock's time scale. Delivers a pending
   // cancellation of the calling thread. [any thread]
-  unsigned int Wait(unsigned int milliseconds);
+  [[nodiscard]] unsigned int Wait(unsigned int milliseconds);
 
   // For cancelling the thread. [any thread]
   Native_OS::CNativeThread& Native() noexcept;

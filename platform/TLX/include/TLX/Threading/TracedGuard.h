@@ -7,10 +7,14 @@
 namespace TLX::Threading {
 
 // CFastMutexGuard with a line on both sides of its wait, "Before NAME.Wait (sg)" and "After
-// NAME.Wait (sg)", at TRACE_LOCKS. The release is not traced. When the wait failed the scope runs
-// without the lock, and Result() says so. Delivers a pending cancellation of the calling thread as
-// the wait does; the second line is missing then. For scopes that release the mutex at their end
-// and nowhere else; whoever releases it earlier writes its own lines. [its own thread]
+// NAME.Wait (sg)", at TRACE_LOCKS. People who look for a hang compare the two: who still waits has
+// the first line alone. The release is not traced.
+//
+// When the wait failed the scope runs without the lock, and Result() says so; whoever must not go
+// on without it asks. Left by an exception it releases without a word, as at its end. Delivers a
+// pending cancellation of the calling thread as the wait does; the second line is missing then, and
+// nothing is held. For scopes that release the mutex at their end and nowhere else; whoever
+// releases it earlier writes its own lines. [its own thread]
 class VX_SCOPED_CAPABILITY CTracedGuard {
  public:
   // Waits for ever. name: as the lines call the mutex. Tracer and text need not outlive the
@@ -28,7 +32,8 @@ class VX_SCOPED_CAPABILITY CTracedGuard {
   CTracedGuard(const CTracedGuard&) = delete;
   CTracedGuard& operator=(const CTracedGuard&) = delete;
 
-  // WAIT_ACQUIRED (1), or WAIT_FAILED for a mutex that was never initialised.
+  // How the wait went, as CFastMutex::Wait says it: WAIT_ACQUIRED (1), or WAIT_FAILED for a mutex
+  // that was never initialised.
   [[nodiscard]] unsigned int Result() const noexcept { return m_Result; }
 
  private:

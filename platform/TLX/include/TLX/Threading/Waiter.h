@@ -26,7 +26,7 @@ class VX_EXPORT CWaiter {
   // auto-reset ones together. WAIT_TIMED_OUT when the time runs out, WAIT_FAILED when there is no
   // event or one of them was never initialised. Delivers a pending cancellation of the calling
   // thread, and then clears nothing. [one thread at a time]
-  unsigned int Wait(unsigned int milliseconds, bool waitForAll);
+  [[nodiscard]] unsigned int Wait(unsigned int milliseconds, bool waitForAll);
 
  private:
   friend class CEvent;
