@@ -27,12 +27,12 @@ std::string TreeJson(const std::vector<StartedPlugin>& plugins) {
   JsonText json;
   json.StartObject().Key("plugins").StartArray();
   for (const StartedPlugin& plugin : plugins) {
-    json.StartObject().Key("plugin").Text(plugin.m_Name).Key("result").Unsigned(plugin.m_Result);
-    if (!plugin.m_Problem.empty()) json.Key("problem").Text(plugin.m_Problem);
+    json.StartObject().Key("plugin").Text(plugin.name).Key("result").Unsigned(plugin.result);
+    if (!plugin.problem.empty()) json.Key("problem").Text(plugin.problem);
     json.Key("adapters");
-    Write(json, plugin.m_Session ? plugin.m_Session->Adapters() : std::vector<PI::CAdapterID>());
+    Write(json, plugin.session ? plugin.session->Adapters() : std::vector<PI::CAdapterID>());
     json.Key("objects");
-    Write(json, plugin.m_Topology.Objects());
+    Write(json, plugin.topology.Objects());
     json.EndObject();
   }
   json.EndArray().EndObject();
@@ -66,13 +66,13 @@ PluginLibrary LoadTheOne(const Host& host) {
 int RunTree(Host& host) {
   HostNumbers numbers;
   const std::vector<StartedPlugin> plugins = StartPlugins(host, numbers);
-  if (host.Settings().m_Json) {
+  if (host.Settings().json) {
     host.Out().WriteLine(TreeJson(plugins));
     return StatusOf(plugins);
   }
   for (const StartedPlugin& plugin : plugins) {
-    if (plugin.m_Session == nullptr) continue;
-    host.Out().Write(RenderTree(plugin.m_Topology, plugin.m_Name, host.Colour()));
+    if (plugin.session == nullptr) continue;
+    host.Out().Write(RenderTree(plugin.topology, plugin.name, host.Colour()));
   }
   return StatusOf(plugins);
 }
@@ -100,14 +100,14 @@ int RunRpc(Host& host) {
 }
 
 int RunService(Host& host) {
-  host.Out().MoveToBackground(host.Settings().m_Json);
+  host.Out().MoveToBackground(host.Settings().json);
   Service service(host);
   return service.Run();
 }
 
 int RunSimulate(Host& host) {
   std::vector<std::string> words = {Simulation::CheckedTool(host.Home()), "simulator"};
-  const std::vector<std::string>& edit = host.Settings().m_Arguments;
+  const std::vector<std::string>& edit = host.Settings().arguments;
   words.insert(words.end(), edit.begin(), edit.end());
   if (edit.empty()) words.emplace_back("--help");
   // So that its help names what the user has typed.

@@ -10,8 +10,8 @@ namespace vxhost {
 
 // One command of the program.
 struct Command {
-  CommandRow m_Row;
-  int (*m_Run)(Host& host);  // returns the exit status, or throws Failure
+  CommandRow row;
+  int (*run)(Host& host);  // returns the exit status, or throws Failure
 };
 
 // Every command, in the order of the help text.

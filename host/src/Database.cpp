@@ -27,14 +27,14 @@ std::filesystem::path StateDirectory(const std::filesystem::path& home) {
 }  // namespace
 
 std::string DatabasePath(const Host& host, MirrorDatabase::Default otherwise) {
-  const std::string& given = host.Settings().m_Database;
+  const std::string& given = host.Settings().database;
   if (given.starts_with(SCHEME) && given.size() > SCHEME.size()) return given.substr(SCHEME.size());
   if (given == "none") return {};
   if (!given.empty()) {
     throw Failure(EXIT_USAGE, fmt::format("--db {}: must be sqlite:PATH or none", given));
   }
   // Simulated drives never get into the record of the real ones by themselves.
-  if (otherwise == MirrorDatabase::Default::None || !host.Settings().m_Simulate.empty()) return {};
+  if (otherwise == MirrorDatabase::Default::None || !host.Settings().simulate.empty()) return {};
   return (StateDirectory(host.Home()) / FILE_NAME).string();
 }
 
@@ -42,7 +42,7 @@ MirrorDatabase::MirrorDatabase(const Host& host, Default otherwise) {
   const std::string path = DatabasePath(host, otherwise);
   if (path.empty()) return;
   Schema::CMirrorOptions options;
-  options.MakesDirectory = host.Settings().m_Database.empty();
+  options.MakesDirectory = host.Settings().database.empty();
   options.Database.Choices = {
 #define VX_CHOICE(name, number, text) {number, text},
       PI_CATALOGUE_CHOICES(VX_CHOICE)

@@ -100,8 +100,8 @@ int RunDatabase(Host& host) {
   const Schema::COpened opened = Schema::OpenReadOnly(path);
   if (opened.Database == nullptr) throw Failure(EXIT_FAILED, opened.Error);
   try {
-    host.Out().Write(host.Settings().m_Json ? DatabaseJson(*opened.Database) + "\n"
-                                            : DatabaseText(*opened.Database));
+    host.Out().Write(host.Settings().json ? DatabaseJson(*opened.Database) + "\n"
+                                          : DatabaseText(*opened.Database));
   } catch (const DBEXCEPTION::DatabaseException& error) {
     throw Failure(EXIT_FAILED, error.what());
   }

@@ -39,27 +39,27 @@ const char* NameOf(Verdict verdict) {
 
 // A device as sysfs, the tool or both show it.
 struct Device {
-  std::string m_Serial;
-  std::string m_Model;
-  std::string m_Address;     // of the PCI function
-  std::string m_Controller;  // "nvme0"
-  std::string m_Driver;
-  std::string m_Vendor;
-  std::string m_Section;  // of the inventory
-  std::string m_Path;
-  Verdict m_Verdict = Verdict::Wrong;
-  std::string m_Reason;
-  KeyReport m_Keys;
-  std::optional<int> m_Index;              // the tool's
-  const PI::CObject* m_Adapter = nullptr;  // as which a plug-in shows it
+  std::string serial;
+  std::string model;
+  std::string address;     // of the PCI function
+  std::string controller;  // "nvme0"
+  std::string driver;
+  std::string vendor;
+  std::string section;  // of the inventory
+  std::string path;
+  Verdict verdict = Verdict::Wrong;
+  std::string reason;
+  KeyReport keys;
+  std::optional<int> index;              // the tool's
+  const PI::CObject* adapter = nullptr;  // as which a plug-in shows it
 };
 
 struct Findings {
-  std::string m_Tool;
-  std::string m_ToolProblem;          // of the inventory; empty: it answers
-  std::string m_InstallationProblem;  // of what lies beside the tool
-  std::vector<StartedPlugin> m_Plugins;
-  std::vector<Device> m_Devices;
+  std::string tool;
+  std::string toolProblem;          // of the inventory; empty: it answers
+  std::string installationProblem;  // of what lies beside the tool
+  std::vector<StartedPlugin> plugins;
+  std::vector<Device> devices;
 };
 
 // The text of an attribute file below sysfs.
@@ -83,14 +83,14 @@ std::vector<fs::path> Entries(const fs::path& directory) {
 Device FunctionOf(const fs::path& directory) {
   Device device;
   std::error_code error;
-  device.m_Address = directory.filename().string();
-  device.m_Vendor = Attribute(directory / "vendor");
-  device.m_Driver = fs::read_symlink(directory / "driver", error).filename().string();
+  device.address = directory.filename().string();
+  device.vendor = Attribute(directory / "vendor");
+  device.driver = fs::read_symlink(directory / "driver", error).filename().string();
   for (const fs::path& controller : Entries(directory / "nvme")) {
-    device.m_Controller = controller.filename().string();
-    device.m_Serial = Attribute(controller / "serial");
-    device.m_Model = Attribute(controller / "model");
-    device.m_Path = "/dev/" + device.m_Controller;
+    device.controller = controller.filename().string();
+    device.serial = Attribute(controller / "serial");
+    device.model = Attribute(controller / "model");
+    device.path = "/dev/" + device.controller;
   }
   return device;
 }
@@ -106,10 +106,10 @@ std::vector<Device> Machine() {
     const std::string transport = Attribute(controller / "transport");
     if (transport.empty() || transport == "pcie") continue;
     Device& device = devices.emplace_back();
-    device.m_Controller = controller.filename().string();
-    device.m_Serial = Attribute(controller / "serial");
-    device.m_Model = Attribute(controller / "model");
-    device.m_Driver = transport;
+    device.controller = controller.filename().string();
+    device.serial = Attribute(controller / "serial");
+    device.model = Attribute(controller / "model");
+    device.driver = transport;
   }
   return devices;
 }
@@ -135,25 +135,25 @@ class Doctor {
   explicit Doctor(Host& host)
       : home_(fs::path(TLX::Misc::CTlxApplication::GetProcessPath()).parent_path()) {
     HostNumbers numbers;
-    findings_.m_Plugins = StartPlugins(host, numbers);
-    findings_.m_Devices = Machine();
+    findings_.plugins = StartPlugins(host, numbers);
+    findings_.devices = Machine();
   }
 
   Findings Examine() {
     // Not before: the start of the plug-ins watches the tool's runs itself.
     tool_.emplace(home_);
-    findings_.m_Tool = tool_->Path().string();
-    findings_.m_InstallationProblem = tool_->InstallationProblem();
+    findings_.tool = tool_->Path().string();
+    findings_.installationProblem = tool_->InstallationProblem();
     ToolAnswer inventory;
-    findings_.m_ToolProblem = tool_->Ask(Facts::INVENTORY_ARGUMENTS, inventory);
-    if (findings_.m_ToolProblem.empty()) {
+    findings_.toolProblem = tool_->Ask(Facts::INVENTORY_ARGUMENTS, inventory);
+    if (findings_.toolProblem.empty()) {
       for (const auto& member : inventory.Root().GetObject()) {
         if (member.value.IsObject()) Place(member.name.GetString(), member.value);
       }
     }
     FindAdapters();
-    for (Device& device : findings_.m_Devices) {
-      device.m_Section.empty() ? JudgeUnlisted(device) : JudgeListed(device);
+    for (Device& device : findings_.devices) {
+      device.section.empty() ? JudgeUnlisted(device) : JudgeListed(device);
     }
     return std::move(findings_);
   }
@@ -161,14 +161,14 @@ class Doctor {
  private:
   // The machine's device that the section is about, or a new row.
   Device& DeviceOf(const std::string& serial, const std::string& path) {
-    auto& devices = findings_.m_Devices;
-    const auto free = [](const Device& device) { return device.m_Section.empty(); };
+    auto& devices = findings_.devices;
+    const auto free = [](const Device& device) { return device.section.empty(); };
     auto found = std::find_if(devices.begin(), devices.end(), [&](const Device& device) {
-      return free(device) && IsPathOf(path, device.m_Controller);
+      return free(device) && IsPathOf(path, device.controller);
     });
     if (found == devices.end()) {
       found = std::find_if(devices.begin(), devices.end(), [&](const Device& device) {
-        return free(device) && !serial.empty() && device.m_Serial == serial;
+        return free(device) && !serial.empty() && device.serial == serial;
       });
     }
     return found == devices.end() ? devices.emplace_back() : *found;
@@ -178,24 +178,24 @@ class Doctor {
     const std::string serial = TextOf(section, key::SerialNumber);
     const std::string path = TextOf(section, key::DevicePath);
     Device& device = DeviceOf(serial, path);
-    device.m_Section = name;
-    device.m_Index = IndexOf(section);
-    if (!serial.empty()) device.m_Serial = serial;
-    if (!path.empty()) device.m_Path = path;
+    device.section = name;
+    device.index = IndexOf(section);
+    if (!serial.empty()) device.serial = serial;
+    if (!path.empty()) device.path = path;
     if (const std::string model = TextOf(section, key::ModelNumber); !model.empty()) {
-      device.m_Model = model;
+      device.model = model;
     }
-    CompareSection(section, device.m_Keys);
+    CompareSection(section, device.keys);
     const SectionVerdict verdict = JudgeSection(name, section);
-    device.m_Verdict = verdict.m_LeftOut ? Verdict::LeftOut : Verdict::Wrong;
-    device.m_Reason = verdict.m_Reason;
+    device.verdict = verdict.leftOut ? Verdict::LeftOut : Verdict::Wrong;
+    device.reason = verdict.reason;
   }
 
   // An adapter is one device: of two with its serial number the one on its path, else the first.
   void FindAdapters() {
     std::vector<const PI::CObject*> adapters;
-    for (const StartedPlugin& plugin : findings_.m_Plugins) {
-      for (const auto& adapter : plugin.m_Topology.Adapters()) adapters.push_back(adapter.m_Object);
+    for (const StartedPlugin& plugin : findings_.plugins) {
+      for (const auto& adapter : plugin.topology.Adapters()) adapters.push_back(adapter.object);
     }
     for (const bool samePath : {true, false}) {
       for (const PI::CObject*& adapter : adapters) {
@@ -207,12 +207,12 @@ class Doctor {
   bool Claim(const PI::CObject& adapter, bool samePath) {
     const std::string serial = SerialOf(adapter);
     const std::string path = TextValue(adapter, PI::PROPERTY_DEVICE_PATH).value_or("");
-    auto& devices = findings_.m_Devices;
+    auto& devices = findings_.devices;
     const auto found = std::find_if(devices.begin(), devices.end(), [&](const Device& device) {
-      return device.m_Adapter == nullptr && device.m_Reason.empty() && device.m_Serial == serial &&
-             (!samePath || device.m_Path == path);
+      return device.adapter == nullptr && device.reason.empty() && device.serial == serial &&
+             (!samePath || device.path == path);
     });
-    if (found != devices.end()) found->m_Adapter = &adapter;
+    if (found != devices.end()) found->adapter = &adapter;
     return found != devices.end();
   }
 
@@ -222,49 +222,49 @@ class Doctor {
 
   // What the tool lists.
   void JudgeListed(Device& device) {
-    if (!device.m_Reason.empty()) return;
-    if (IsBehindVolumeController(device.m_Path)) {
-      device.m_Verdict = Verdict::LeftOut;
-      device.m_Reason = "behind a volume-management controller";
-    } else if (device.m_Adapter != nullptr) {
+    if (!device.reason.empty()) return;
+    if (IsBehindVolumeController(device.path)) {
+      device.verdict = Verdict::LeftOut;
+      device.reason = "behind a volume-management controller";
+    } else if (device.adapter != nullptr) {
       JudgeAdapter(device);
     } else {
-      device.m_Verdict = Verdict::Wrong;
-      device.m_Reason = "the tool lists it, but no plug-in shows it: " + WhyNotShown(device);
+      device.verdict = Verdict::Wrong;
+      device.reason = "the tool lists it, but no plug-in shows it: " + WhyNotShown(device);
     }
   }
 
   void JudgeAdapter(Device& device) {
-    device.m_Verdict = Verdict::Adapter;
+    device.verdict = Verdict::Adapter;
     for (std::size_t log = 0; log < Facts::LOGS.size(); ++log) {
       const std::string problem = LogProblem(log, device);
       if (problem.empty()) continue;
-      device.m_Verdict = Verdict::Wrong;
-      device.m_Reason =
+      device.verdict = Verdict::Wrong;
+      device.reason =
           fmt::format("an adapter without health values, {}: {}", LogName(log), problem);
       return;
     }
-    if (device.m_Keys.m_WrongType.empty()) return;
-    device.m_Verdict = Verdict::Wrong;
-    device.m_Reason = "an adapter, but keys of the tool's answer have another type";
+    if (device.keys.wrongType.empty()) return;
+    device.verdict = Verdict::Wrong;
+    device.reason = "an adapter, but keys of the tool's answer have another type";
   }
 
   std::string LogProblem(std::size_t log, Device& device) {
     ToolAnswer answer;
-    const std::string problem = tool_->Ask(LogArguments(log, device.m_Index.value_or(0)), answer);
-    if (!problem.empty() || CompareLog(log, answer.Root(), device.m_Keys)) return problem;
+    const std::string problem = tool_->Ask(LogArguments(log, device.index.value_or(0)), answer);
+    if (!problem.empty() || CompareLog(log, answer.Root(), device.keys)) return problem;
     return fmt::format("the tool's answer lacks its section; it says \"{}\"", answer.FirstWords());
   }
 
   std::string WhyNotShown(const Device& device) const {
-    for (const Device& other : findings_.m_Devices) {
-      if (other.m_Adapter == nullptr || other.m_Serial != device.m_Serial) continue;
+    for (const Device& other : findings_.devices) {
+      if (other.adapter == nullptr || other.serial != device.serial) continue;
       return fmt::format(
           "{} has the same serial number and is shown; one of the two is not watched",
-          other.m_Path.empty() ? other.m_Section : other.m_Path);
+          other.path.empty() ? other.section : other.path);
     }
-    for (const StartedPlugin& plugin : findings_.m_Plugins) {
-      if (!plugin.m_Problem.empty()) return plugin.m_Problem;
+    for (const StartedPlugin& plugin : findings_.plugins) {
+      if (!plugin.problem.empty()) return plugin.problem;
     }
     return "its inventory was another one; try again";
   }
@@ -272,27 +272,27 @@ class Doctor {
   // What sysfs shows and the tool does not list.
   void JudgeUnlisted(Device& device) const {
     const std::string reason = WhyLeftOut(device);
-    if (!reason.empty() && device.m_Adapter != nullptr) {
-      device.m_Verdict = Verdict::Adapter;  // of a plug-in with another tool
+    if (!reason.empty() && device.adapter != nullptr) {
+      device.verdict = Verdict::Adapter;  // of a plug-in with another tool
     } else if (!reason.empty()) {
-      device.m_Verdict = Verdict::LeftOut;
-      device.m_Reason = reason;
-    } else if (device.m_Driver != "nvme") {
-      device.m_Reason = "no NVMe driver is bound" +
-                        (device.m_Driver.empty() ? std::string() : ", but " + device.m_Driver);
+      device.verdict = Verdict::LeftOut;
+      device.reason = reason;
+    } else if (device.driver != "nvme") {
+      device.reason = "no NVMe driver is bound" +
+                      (device.driver.empty() ? std::string() : ", but " + device.driver);
     } else {
-      device.m_Reason =
-          findings_.m_ToolProblem.empty() ? "the tool does not list it" : findings_.m_ToolProblem;
+      device.reason =
+          findings_.toolProblem.empty() ? "the tool does not list it" : findings_.toolProblem;
     }
   }
 
   static std::string WhyLeftOut(const Device& device) {
-    if (device.m_Address.empty()) return "not on PCI Express but over " + device.m_Driver;
-    if (device.m_Vendor != std::string("0x") + Facts::PCI_VENDOR) {
-      return "of a vendor that is not served, " + device.m_Vendor;
+    if (device.address.empty()) return "not on PCI Express but over " + device.driver;
+    if (device.vendor != std::string("0x") + Facts::PCI_VENDOR) {
+      return "of a vendor that is not served, " + device.vendor;
     }
-    if (!device.m_Model.empty() && !IsServedModel(device.m_Model)) return "its model is not served";
-    if (IsBehindVolumeController(device.m_Path)) return "behind a volume-management controller";
+    if (!device.model.empty() && !IsServedModel(device.model)) return "its model is not served";
+    if (IsBehindVolumeController(device.path)) return "behind a volume-management controller";
     return {};
   }
 
@@ -314,27 +314,26 @@ std::string KeyLine(const char* title, const std::vector<std::string>& keys) {
 
 // The keys stand below what is wrong: a healthy drive lacks some forty of the known ones.
 std::string Keys(const Device& device, bool verbose) {
-  if (!verbose && device.m_Verdict != Verdict::Wrong) return {};
-  return KeyLine("missing", device.m_Keys.m_Missing) +
-         KeyLine("wrong type", device.m_Keys.m_WrongType) +
-         KeyLine("not known", device.m_Keys.m_Unknown);
+  if (!verbose && device.verdict != Verdict::Wrong) return {};
+  return KeyLine("missing", device.keys.missing) + KeyLine("wrong type", device.keys.wrongType) +
+         KeyLine("not known", device.keys.unknown);
 }
 
 std::string Render(const Findings& findings, bool verbose) {
   std::string text =
-      fmt::format("tool {}: {}\n", findings.m_Tool,
-                  findings.m_ToolProblem.empty() ? "answers" : Printable(findings.m_ToolProblem));
-  if (!findings.m_InstallationProblem.empty()) {
-    text += fmt::format("  {}\n", Printable(findings.m_InstallationProblem));
+      fmt::format("tool {}: {}\n", findings.tool,
+                  findings.toolProblem.empty() ? "answers" : Printable(findings.toolProblem));
+  if (!findings.installationProblem.empty()) {
+    text += fmt::format("  {}\n", Printable(findings.installationProblem));
   }
-  if (findings.m_Devices.empty()) text += "no NVMe device and no drive of the tool\n";
-  for (const Device& device : findings.m_Devices) {
-    text += NameOf(device.m_Verdict);
+  if (findings.devices.empty()) text += "no NVMe device and no drive of the tool\n";
+  for (const Device& device : findings.devices) {
+    text += NameOf(device.verdict);
     for (const std::string* const part :
-         {&device.m_Serial, &device.m_Model, &device.m_Path, &device.m_Address}) {
+         {&device.serial, &device.model, &device.path, &device.address}) {
       if (!part->empty()) text += "  " + Printable(*part);
     }
-    text += device.m_Reason.empty() ? "\n" : ": " + Printable(device.m_Reason) + "\n";
+    text += device.reason.empty() ? "\n" : ": " + Printable(device.reason) + "\n";
     text += Keys(device, verbose);
   }
   return text;
@@ -347,29 +346,29 @@ void WriteTexts(JsonText& json, const char* name, const std::vector<std::string>
 }
 
 void WriteDevice(JsonText& json, const Device& device) {
-  json.StartObject().Key("verdict").Text(NameOf(device.m_Verdict));
-  json.Key("reason").Text(device.m_Reason);
-  json.Key("serial").Text(device.m_Serial).Key("model").Text(device.m_Model);
-  json.Key("path").Text(device.m_Path).Key("address").Text(device.m_Address);
-  json.Key("driver").Text(device.m_Driver).Key("section").Text(device.m_Section);
-  WriteTexts(json, "missing", device.m_Keys.m_Missing);
-  WriteTexts(json, "wrongType", device.m_Keys.m_WrongType);
-  WriteTexts(json, "unknown", device.m_Keys.m_Unknown);
+  json.StartObject().Key("verdict").Text(NameOf(device.verdict));
+  json.Key("reason").Text(device.reason);
+  json.Key("serial").Text(device.serial).Key("model").Text(device.model);
+  json.Key("path").Text(device.path).Key("address").Text(device.address);
+  json.Key("driver").Text(device.driver).Key("section").Text(device.section);
+  WriteTexts(json, "missing", device.keys.missing);
+  WriteTexts(json, "wrongType", device.keys.wrongType);
+  WriteTexts(json, "unknown", device.keys.unknown);
   json.EndObject();
 }
 
 std::string FindingsJson(const Findings& findings) {
   JsonText json;
-  json.StartObject().Key("tool").Text(findings.m_Tool);
-  json.Key("toolProblem").Text(findings.m_ToolProblem);
-  json.Key("installationProblem").Text(findings.m_InstallationProblem);
+  json.StartObject().Key("tool").Text(findings.tool);
+  json.Key("toolProblem").Text(findings.toolProblem);
+  json.Key("installationProblem").Text(findings.installationProblem);
   json.Key("plugins").StartArray();
-  for (const StartedPlugin& plugin : findings.m_Plugins) {
-    json.StartObject().Key("plugin").Text(plugin.m_Name).Key("result").Unsigned(plugin.m_Result);
-    json.Key("problem").Text(plugin.m_Problem).EndObject();
+  for (const StartedPlugin& plugin : findings.plugins) {
+    json.StartObject().Key("plugin").Text(plugin.name).Key("result").Unsigned(plugin.result);
+    json.Key("problem").Text(plugin.problem).EndObject();
   }
   json.EndArray().Key("devices").StartArray();
-  for (const Device& device : findings.m_Devices) WriteDevice(json, device);
+  for (const Device& device : findings.devices) WriteDevice(json, device);
   json.EndArray().EndObject();
   return json.Take();
 }
@@ -378,13 +377,13 @@ std::string FindingsJson(const Findings& findings) {
 
 int RunDoctor(Host& host) {
   const Findings findings = Doctor(host).Examine();
-  host.Settings().m_Json ? host.Out().WriteLine(FindingsJson(findings))
-                         : host.Out().Write(Render(findings, host.Settings().m_Verbose));
-  if (findings.m_Devices.empty()) return EXIT_NOTHING;
+  host.Settings().json ? host.Out().WriteLine(FindingsJson(findings))
+                       : host.Out().Write(Render(findings, host.Settings().verbose));
+  if (findings.devices.empty()) return EXIT_NOTHING;
   const bool wrong =
-      !findings.m_ToolProblem.empty() ||
-      std::any_of(findings.m_Devices.begin(), findings.m_Devices.end(),
-                  [](const Device& device) { return device.m_Verdict == Verdict::Wrong; });
+      !findings.toolProblem.empty() ||
+      std::any_of(findings.devices.begin(), findings.devices.end(),
+                  [](const Device& device) { return device.verdict == Verdict::Wrong; });
   return wrong ? EXIT_FAILED : EXIT_DONE;
 }
 

@@ -37,7 +37,7 @@ std::string_view HealthOf(unsigned int severity) {
 std::vector<const PI::CObject*> Missing(const Topology& from, const Topology& in) {
   std::vector<const PI::CObject*> missing;
   for (const Topology::Adapter& adapter : from.Adapters()) {
-    if (in.Find(adapter.m_Object->m_ID) == nullptr) missing.push_back(adapter.m_Object);
+    if (in.Find(adapter.object->m_ID) == nullptr) missing.push_back(adapter.object);
   }
   return missing;
 }
@@ -73,8 +73,8 @@ class Queue {
 };
 
 void AddDrive(Report& report, const PI::CObject& object) {
-  report.m_Serial = TextValue(object, PI::PROPERTY_SERIAL_NUMBER).value_or("");
-  report.m_Location = TextValue(object, PI::PROPERTY_LOCATION).value_or("");
+  report.serial = TextValue(object, PI::PROPERTY_SERIAL_NUMBER).value_or("");
+  report.location = TextValue(object, PI::PROPERTY_LOCATION).value_or("");
 }
 
 // What is left of an adapter's name when the plug-in gave none.
@@ -84,9 +84,9 @@ void NameEvent(PI::CEvent& event, const PI::CObject& object) {
 
 Report Notice(const PI::CObject& adapter, unsigned int severity, const std::string& what) {
   Report report;
-  report.m_IsNotice = true;
-  report.m_Event = PI::CEvent(0, severity, adapter.m_ID, TLX::Misc::now(), DisplayName(adapter));
-  report.m_Text = fmt::format("{}: {}", what, DisplayName(adapter));
+  report.isNotice = true;
+  report.event = PI::CEvent(0, severity, adapter.m_ID, TLX::Misc::now(), DisplayName(adapter));
+  report.text = fmt::format("{}: {}", what, DisplayName(adapter));
   AddDrive(report, adapter);
   return report;
 }
@@ -94,13 +94,13 @@ Report Notice(const PI::CObject& adapter, unsigned int severity, const std::stri
 // Drives that fell silent or speak again: no event tells of that.
 void AddNotices(std::vector<Report>& reports, const Topology& before, const Topology& after) {
   for (const Topology::Adapter& adapter : after.Adapters()) {
-    const PI::CObject* const earlier = before.Find(adapter.m_Object->m_ID);
+    const PI::CObject* const earlier = before.Find(adapter.object->m_ID);
     const bool wasSilent = earlier != nullptr && IsNotAnswering(*earlier);
-    const bool isSilent = IsNotAnswering(*adapter.m_Object);
+    const bool isSilent = IsNotAnswering(*adapter.object);
     if (isSilent && !wasSilent) {
-      reports.push_back(Notice(*adapter.m_Object, PI::SEVERITY_WARNING, "Drive not answering"));
+      reports.push_back(Notice(*adapter.object, PI::SEVERITY_WARNING, "Drive not answering"));
     } else if (wasSilent && !isSilent) {
-      reports.push_back(Notice(*adapter.m_Object, PI::SEVERITY_INFORMATION, "Drive answers again"));
+      reports.push_back(Notice(*adapter.object, PI::SEVERITY_INFORMATION, "Drive answers again"));
     }
   }
 }
@@ -114,13 +114,13 @@ std::vector<Report> MakeReports(const std::vector<PI::CEvent>& events, const Top
   std::vector<Report> reports;
   for (const PI::CEvent& event : events) {
     Report& report = reports.emplace_back();
-    report.m_Event = event;
+    report.event = event;
     const PI::CObject* object = after.Find(event.m_ObjectID);
     if (event.m_EventID == PI::EVENT_ADAPTER_ADDED) object = added.Take(event);
     if (event.m_EventID == PI::EVENT_ADAPTER_REMOVED) {
       object = removed.Take(event);
       if (!toolFailure.empty()) {
-        report.m_Remark = "in a scan in which the drive tool failed: " + toolFailure;
+        report.remark = "in a scan in which the drive tool failed: " + toolFailure;
       }
     }
     PI::CEvent named = event;
@@ -128,41 +128,40 @@ std::vector<Report> MakeReports(const std::vector<PI::CEvent>& events, const Top
       AddDrive(report, *object);
       NameEvent(named, *object);
       const Topology::Adapter* const adapter = after.AdapterOf(*object);
-      if (adapter != nullptr && IsNotAnswering(*adapter->m_Object))
-        report.m_Remark = "not answering";
+      if (adapter != nullptr && IsNotAnswering(*adapter->object)) report.remark = "not answering";
     }
-    report.m_Text = EventText(named);
+    report.text = EventText(named);
   }
   AddNotices(reports, before, after);
   return reports;
 }
 
 std::string ReportLine(const Report& report, bool colour) {
-  const std::string severity = SeverityText(report.m_Event.m_Severity);
+  const std::string severity = SeverityText(report.event.m_Severity);
   const std::string padding(SEVERITY_WIDTH - std::min(severity.size(), SEVERITY_WIDTH), ' ');
-  std::string line = fmt::format("{}  {}{}  {}", LocalTime(report.m_Event.m_Time),
-                                 Coloured(severity, HealthOf(report.m_Event.m_Severity), colour),
-                                 padding, Printable(report.m_Text));
-  if (!report.m_Serial.empty()) {
-    const std::string place = report.m_Location.empty() ? "" : ", " + report.m_Location;
-    line += fmt::format("  [{}]", Printable(report.m_Serial + place));
+  std::string line = fmt::format("{}  {}{}  {}", LocalTime(report.event.m_Time),
+                                 Coloured(severity, HealthOf(report.event.m_Severity), colour),
+                                 padding, Printable(report.text));
+  if (!report.serial.empty()) {
+    const std::string place = report.location.empty() ? "" : ", " + report.location;
+    line += fmt::format("  [{}]", Printable(report.serial + place));
   }
-  if (!report.m_Remark.empty()) line += fmt::format("  ({})", Printable(report.m_Remark));
+  if (!report.remark.empty()) line += fmt::format("  ({})", Printable(report.remark));
   return line;
 }
 
 std::string ReportJson(const Report& report, const std::string& plugin) {
   JsonText json;
   json.StartObject().Key("plugin").Text(plugin);
-  if (!report.m_IsNotice) json.Key("id").Unsigned(report.m_Event.m_EventID);
-  json.Key("severity").Unsigned(report.m_Event.m_Severity);
-  json.Key("object").Id(report.m_Event.m_ObjectID).Key("time").Unsigned(report.m_Event.m_Time);
-  json.Key("name").Text(report.m_Event.m_Name);
-  json.Key("placeholder1").Text(report.m_Event.m_PlaceHolder1);
-  json.Key("placeholder2").Text(report.m_Event.m_PlaceHolder2);
-  json.Key("text").Text(report.m_Text).Key("serial").Text(report.m_Serial);
-  json.Key("location").Text(report.m_Location);
-  if (!report.m_Remark.empty()) json.Key("remark").Text(report.m_Remark);
+  if (!report.isNotice) json.Key("id").Unsigned(report.event.m_EventID);
+  json.Key("severity").Unsigned(report.event.m_Severity);
+  json.Key("object").Id(report.event.m_ObjectID).Key("time").Unsigned(report.event.m_Time);
+  json.Key("name").Text(report.event.m_Name);
+  json.Key("placeholder1").Text(report.event.m_PlaceHolder1);
+  json.Key("placeholder2").Text(report.event.m_PlaceHolder2);
+  json.Key("text").Text(report.text).Key("serial").Text(report.serial);
+  json.Key("location").Text(report.location);
+  if (!report.remark.empty()) json.Key("remark").Text(report.remark);
   json.EndObject();
   return json.Take();
 }

@@ -11,12 +11,12 @@ namespace vxhost {
 
 // One thing to tell people or scripts: an event of a plug-in, or a change that the host saw itself.
 struct Report {
-  PI::CEvent m_Event;
-  bool m_IsNotice = false;  // the host's own: m_Event has no id of the catalogue
-  std::string m_Text;       // the sentence
-  std::string m_Serial;
-  std::string m_Location;
-  std::string m_Remark;  // what else is known: "not answering", the reason of a removal
+  PI::CEvent event;
+  bool isNotice = false;  // the host's own: event has no id of the catalogue
+  std::string text;       // the sentence
+  std::string serial;
+  std::string location;
+  std::string remark;  // what else is known: "not answering", the reason of a removal
 };
 
 // The reports for the events that came between two topologies. toolFailure: why the tool failed in

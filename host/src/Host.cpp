@@ -64,44 +64,44 @@ Host::Host(const Options& options, Output& output, SignalWatch& signals)
   SetUpTrace();
   SetUpDirectories();
   TLXX::CRunLimits limits = TLXX::CSystem::RunLimits();
-  limits.m_QueryTimeout = ToTimeout(options_.m_ToolTimeout);
+  limits.m_QueryTimeout = ToTimeout(options_.toolTimeout);
   TLXX::CSystem::SetRunLimits(limits);
   TLXX::CSystem::SetErrorSink(
       [](const std::string& line) { Say("tool: " + TLX::Misc::Printable(line)); });
-  TLX::Misc::CClock::SetTimeScale(options_.m_TimeScale);
+  TLX::Misc::CClock::SetTimeScale(options_.timeScale);
 }
 
 void Host::SetUpTrace() {
   std::shared_ptr<TLX::Internals::ITraceSink> sink = std::make_shared<StandardErrorSink>();
-  if (!options_.m_TraceFile.empty()) {
+  if (!options_.traceFile.empty()) {
     std::string error;
-    sink = TLX::Internals::MakeFileTraceSink(options_.m_TraceFile, error, {},
+    sink = TLX::Internals::MakeFileTraceSink(options_.traceFile, error, {},
                                              [](const std::string& line) { Say(line); });
     if (sink == nullptr) throw Failure(EXIT_FAILED, "--trace-file: " + error);
   }
   TLX::Internals::SetTraceSink(std::move(sink));
-  TLX::Misc::CModuleInfo::SetPluginTraceMask(options_.m_Trace);
-  TLX::Misc::CModuleInfo::SetPlatformTraceMask(options_.m_TracePlatform);
+  TLX::Misc::CModuleInfo::SetPluginTraceMask(options_.trace);
+  TLX::Misc::CModuleInfo::SetPlatformTraceMask(options_.tracePlatform);
 }
 
 void Host::SetUpDirectories() {
-  if (options_.m_ConfigDir.empty()) {
+  if (options_.configDir.empty()) {
     PI::CConfigFile::SetConfigDirectory((home_ / "etc").string());
   } else {
-    RequireDirectory("--config-dir", options_.m_ConfigDir);
-    PI::CConfigFile::SetConfigDirectory(std::filesystem::absolute(options_.m_ConfigDir).string());
+    RequireDirectory("--config-dir", options_.configDir);
+    PI::CConfigFile::SetConfigDirectory(std::filesystem::absolute(options_.configDir).string());
   }
-  if (!options_.m_Sysfs.empty()) {
-    RequireDirectory("--sysfs", options_.m_Sysfs);
-    TLXX::CConfigManager::SetSysfsRoot(std::filesystem::absolute(options_.m_Sysfs).string());
+  if (!options_.sysfs.empty()) {
+    RequireDirectory("--sysfs", options_.sysfs);
+    TLXX::CConfigManager::SetSysfsRoot(std::filesystem::absolute(options_.sysfs).string());
   }
-  if (!options_.m_Simulate.empty()) {
-    simulation_ = std::make_unique<Simulation>(home_, options_.m_Simulate, signals_);
+  if (!options_.simulate.empty()) {
+    simulation_ = std::make_unique<Simulation>(home_, options_.simulate, signals_);
   }
 }
 
 std::vector<std::filesystem::path> Host::Plugins() const {
-  if (!options_.m_Plugin.empty()) return {options_.m_Plugin};
+  if (!options_.plugin.empty()) return {options_.plugin};
   auto files = PluginFiles(home_ / "plugins");
   if (files.empty()) {
     throw Failure(EXIT_NOTHING, fmt::format("no plug-in in {}", (home_ / "plugins").string()));

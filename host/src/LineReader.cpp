@@ -39,11 +39,11 @@ bool LineReader::Fill() {
 }
 
 void LineReader::Keep(Line& line, std::size_t length) {
-  if (line.m_TooLong || line.m_Text.size() + length > longest_) {
-    line.m_TooLong = true;
-    line.m_Text.clear();
+  if (line.tooLong || line.text.size() + length > longest_) {
+    line.tooLong = true;
+    line.text.clear();
   } else {
-    line.m_Text.append(buffer_, begin_, length);
+    line.text.append(buffer_, begin_, length);
   }
   begin_ += length;
 }

@@ -14,8 +14,8 @@ class LineReader {
       : descriptor_(descriptor), longest_(longest), stop_(stop) {}
 
   struct Line {
-    std::string m_Text;      // without its line feed; empty when too long
-    bool m_TooLong = false;  // longer than the limit: read to its end and dropped
+    std::string text;      // without its line feed; empty when too long
+    bool tooLong = false;  // longer than the limit: read to its end and dropped
   };
 
   // The next line, the unfinished last one included; nothing at the end of input, when reading

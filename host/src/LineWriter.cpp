@@ -39,9 +39,9 @@ int WriteAll(int descriptor, std::string_view text) {
 
 struct LineWriter::State {
   struct Entry {
-    std::string m_Text;
-    unsigned long m_Number;
-    bool m_MayBeDropped;
+    std::string text;
+    unsigned long number;
+    bool mayBeDropped;
   };
 
   State(int number, std::function<std::string(unsigned long)> gap, std::function<void(int)> error)
@@ -81,11 +81,11 @@ struct LineWriter::State {
   void DropOldest() {
     auto oldest = waiting.begin();
     while (bytes > LIMIT && oldest + 1 != waiting.end()) {
-      if (!oldest->m_MayBeDropped) {
+      if (!oldest->mayBeDropped) {
         ++oldest;
         continue;
       }
-      bytes -= oldest->m_Text.size();
+      bytes -= oldest->text.size();
       oldest = waiting.erase(oldest);
       ++dropped;
       lost = true;
@@ -98,7 +98,7 @@ struct LineWriter::State {
     if (dropped != 0) return {gapLine(std::exchange(dropped, 0)), done, true};
     Entry next = std::move(waiting.front());
     waiting.pop_front();
-    bytes -= next.m_Text.size();
+    bytes -= next.text.size();
     return next;
   }
 };
@@ -125,13 +125,13 @@ void LineWriter::Run(const std::shared_ptr<State>& state) {
     const State::Entry entry = state->TakeNext();
     state->writing = true;
     lock.unlock();
-    const int error = WriteAll(state->descriptor, entry.m_Text);
+    const int error = WriteAll(state->descriptor, entry.text);
     lock.lock();
     if (error != 0) {
-      state->failed = entry.m_Number;
+      state->failed = entry.number;
       if (!state->ended) state->onError(error);
     }
-    state->done = entry.m_Number;
+    state->done = entry.number;
     state->writing = false;
     state->changed.notify_all();
   }

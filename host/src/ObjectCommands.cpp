@@ -19,14 +19,14 @@ namespace {
 
 // What a command is about: an object of a running plug-in.
 struct Target {
-  StartedPlugin* m_Plugin = nullptr;
-  const PI::CObject* m_Object = nullptr;
+  StartedPlugin* plugin = nullptr;
+  const PI::CObject* object = nullptr;
 };
 
 // By its file's name, or by the name that it gives itself and "vxhost tree" shows.
 bool NamesPlugin(const std::string& name, const StartedPlugin& plugin) {
-  const PI::CObject* const object = plugin.m_Topology.Plugin();
-  return name == plugin.m_Name || (object != nullptr && name == DisplayName(*object));
+  const PI::CObject* const object = plugin.topology.Plugin();
+  return name == plugin.name || (object != nullptr && name == DisplayName(*object));
 }
 
 // The plug-ins of an object command, started, and the object that its first argument names.
@@ -38,10 +38,10 @@ class ObjectCommand {
   Target Find() {
     const int status = StatusOf(plugins_);
     if (status != EXIT_DONE) throw Failure(status, "no plug-in runs");
-    const std::string& name = host_.Settings().m_Arguments.at(0);
+    const std::string& name = host_.Settings().arguments.at(0);
     for (StartedPlugin& plugin : plugins_) {
-      if (plugin.m_Session == nullptr) continue;
-      const Topology& topology = plugin.m_Topology;
+      if (plugin.session == nullptr) continue;
+      const Topology& topology = plugin.topology;
       const PI::CObject* const object =
           NamesPlugin(name, plugin) ? topology.Plugin() : topology.Lookup(name);
       if (object != nullptr) return {&plugin, object};
@@ -54,7 +54,7 @@ class ObjectCommand {
 
   // The property of the object that the second argument names. Throws Failure.
   const PI::CProperty& FindProperty(const PI::CObject& object) const {
-    const std::string& name = host_.Settings().m_Arguments.at(1);
+    const std::string& name = host_.Settings().arguments.at(1);
     for (const PI::CProperty& property : object.m_Properties) {
       if (NamesProperty(name, property)) return property;
     }
@@ -68,7 +68,7 @@ class ObjectCommand {
         fmt::format("{} has no property \"{}\"{} \"vxhost show {}\" lists those it has",
                     Printable(DisplayName(object)), Printable(name),
                     nearest.empty() ? ";" : fmt::format("; did you mean \"{}\"?", nearest),
-                    Printable(host_.Settings().m_Arguments.at(0))));
+                    Printable(host_.Settings().arguments.at(0))));
   }
 
  private:
@@ -89,14 +89,13 @@ std::string PropertyTable(const PI::CObject& object) {
 }
 
 std::string Heading(const Target& target) {
-  const PI::CObject& object = *target.m_Object;
+  const PI::CObject& object = *target.object;
   std::string text = fmt::format("{} {}: {}", ObjectTypeText(object.m_Type), HexId(object.m_ID),
                                  Printable(DisplayName(object)));
-  const Topology::Adapter* const adapter = target.m_Plugin->m_Topology.AdapterOf(object);
+  const Topology::Adapter* const adapter = target.plugin->topology.AdapterOf(object);
   if (adapter != nullptr) {
-    text += fmt::format("\n  Health: {}", HealthText(*adapter->m_Object));
-    if (adapter->m_HostNumber > 0)
-      text += fmt::format("\n  Host number: {}", adapter->m_HostNumber);
+    text += fmt::format("\n  Health: {}", HealthText(*adapter->object));
+    if (adapter->hostNumber > 0) text += fmt::format("\n  Host number: {}", adapter->hostNumber);
   }
   return text + "\n";
 }
@@ -129,12 +128,12 @@ std::string OperationsText(const std::vector<PI::COperation>& operations) {
 int RunShow(Host& host) {
   ObjectCommand command(host);
   const Target target = command.Find();
-  if (host.Settings().m_Json) {
+  if (host.Settings().json) {
     JsonText json;
-    Write(json, *target.m_Object);
+    Write(json, *target.object);
     host.Out().WriteLine(json.Take());
   } else {
-    host.Out().Write(Heading(target) + PropertyTable(*target.m_Object));
+    host.Out().Write(Heading(target) + PropertyTable(*target.object));
   }
   return EXIT_DONE;
 }
@@ -143,32 +142,31 @@ int RunGet(Host& host) {
   ObjectCommand command(host);
   const Target target = command.Find();
   PI::CProperty property;
-  property.m_PropertyID = command.FindProperty(*target.m_Object).m_PropertyID;
-  RequireResult(target.m_Plugin->m_Session->GetProperty(target.m_Object->m_ID, property),
-                host.Settings().m_Arguments.at(1));
-  host.Out().WriteLine(host.Settings().m_Json ? PropertyJson(property)
-                                              : Printable(ValueText(property)));
+  property.m_PropertyID = command.FindProperty(*target.object).m_PropertyID;
+  RequireResult(target.plugin->session->GetProperty(target.object->m_ID, property),
+                host.Settings().arguments.at(1));
+  host.Out().WriteLine(host.Settings().json ? PropertyJson(property)
+                                            : Printable(ValueText(property)));
   return EXIT_DONE;
 }
 
 int RunSet(Host& host) {
   ObjectCommand command(host);
   const Target target = command.Find();
-  PI::CProperty property = command.FindProperty(*target.m_Object);
+  PI::CProperty property = command.FindProperty(*target.object);
   const std::string name = PropertyText(property.m_PropertyID, property.m_LabelID);
   if (!property.m_Settable) {
     throw Failure(EXIT_FAILED,
                   fmt::format("{} cannot be set; \"vxhost show\" marks what can", name));
   }
-  const std::string& text = host.Settings().m_Arguments.at(2);
+  const std::string& text = host.Settings().arguments.at(2);
   if (!SetFromText(property, text)) {
     throw Failure(EXIT_FAILED, fmt::format("{} cannot be {}: allowed is {}", name, Printable(text),
                                            AllowedText(property)));
   }
-  const unsigned int result =
-      target.m_Plugin->m_Session->SetProperty(target.m_Object->m_ID, property);
+  const unsigned int result = target.plugin->session->SetProperty(target.object->m_ID, property);
   RequireResult(result, name);
-  host.Out().WriteLine(host.Settings().m_Json
+  host.Out().WriteLine(host.Settings().json
                            ? PropertyJson(property)
                            : fmt::format("{}: {}", name, Printable(ValueText(property))));
   Say("the setting is stored; a running \"vxhost run\" takes it at its next start");
@@ -179,9 +177,9 @@ int RunOps(Host& host) {
   ObjectCommand command(host);
   const Target target = command.Find();
   std::vector<PI::COperation> operations;
-  RequireResult(target.m_Plugin->m_Session->GetOperations(target.m_Object->m_ID, operations),
+  RequireResult(target.plugin->session->GetOperations(target.object->m_ID, operations),
                 "operations");
-  if (host.Settings().m_Json) {
+  if (host.Settings().json) {
     JsonText json;
     Write(json, operations);
     host.Out().WriteLine(json.Take());

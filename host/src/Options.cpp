@@ -59,29 +59,29 @@ CLI::Option* Bind(CLI::App& app, const OptionRow& row, Options& options) {
 // clang-format off
 constexpr OptionRow OPTIONS[] = {
     {Option::Plugin, "--plugin", "PATH",
-     "Use this plug-in instead of those in plugins/", Bind<&Options::m_Plugin>},
+     "Use this plug-in instead of those in plugins/", Bind<&Options::plugin>},
     {Option::ConfigDir, "--config-dir", "DIR",
-     "Directory of the options files", Bind<&Options::m_ConfigDir>},
+     "Directory of the options files", Bind<&Options::configDir>},
     {Option::Sysfs, "--sysfs", "DIR",
-     "Read PCI facts below DIR instead of /sys", Bind<&Options::m_Sysfs>},
+     "Read PCI facts below DIR instead of /sys", Bind<&Options::sysfs>},
     {Option::Simulate, "--simulate", "FLEET.json",
-     "Use the simulated drives of a fleet file", Bind<&Options::m_Simulate>},
+     "Use the simulated drives of a fleet file", Bind<&Options::simulate>},
     {Option::Trace, "--trace", "MASK",
-     "Trace levels of plug-ins: 2 steps, 4 detail, 8 locks, 16 tool", Bind<&Options::m_Trace>},
+     "Trace levels of plug-ins: 2 steps, 4 detail, 8 locks, 16 tool", Bind<&Options::trace>},
     {Option::TracePlatform, "--trace-platform", "MASK",
-     "Trace levels of the platform libraries", Bind<&Options::m_TracePlatform>},
+     "Trace levels of the platform libraries", Bind<&Options::tracePlatform>},
     {Option::TraceFile, "--trace-file", "PATH",
-     "Append trace lines to this file instead of standard error", Bind<&Options::m_TraceFile>},
+     "Append trace lines to this file instead of standard error", Bind<&Options::traceFile>},
     {Option::ToolTimeout, "--tool-timeout", "SECONDS",
      "End a query of the drive tool after so long (60; 0: never)",
-     Bind<&Options::m_ToolTimeout>, 0, LONGEST_TIMEOUT},
+     Bind<&Options::toolTimeout>, 0, LONGEST_TIMEOUT},
     {Option::TimeScale, "--time-scale", "N",
-     "Run the clock N times faster", Bind<&Options::m_TimeScale>, 1, HIGHEST_SCALE},
+     "Run the clock N times faster", Bind<&Options::timeScale>, 1, HIGHEST_SCALE},
     {Option::Database, "--db", "sqlite:PATH|none",
      "Database of the mirror; run writes one in the state directory unless told",
-     Bind<&Options::m_Database>, 0, 0, "none"},
-    {Option::Json, "--json", nullptr, "Print JSON for scripts", Bind<&Options::m_Json>},
-    {Option::Verbose, "--verbose", nullptr, "Show what is in order, too", Bind<&Options::m_Verbose>},
+     Bind<&Options::database>, 0, 0, "none"},
+    {Option::Json, "--json", nullptr, "Print JSON for scripts", Bind<&Options::json>},
+    {Option::Verbose, "--verbose", nullptr, "Show what is in order, too", Bind<&Options::verbose>},
 };
 // clang-format on
 
@@ -112,8 +112,8 @@ void AddCommand(CLI::App& app, const CommandRow& row, Options& options) {
         ->add_option_function<std::string>(
             argument.name,
             [&options, i](const std::string& value) {
-              if (options.m_Arguments.size() <= i) options.m_Arguments.resize(i + 1);
-              options.m_Arguments[i] = value;
+              if (options.arguments.size() <= i) options.arguments.resize(i + 1);
+              options.arguments[i] = value;
             },
             argument.help)
         ->required()
@@ -126,9 +126,9 @@ void AddCommand(CLI::App& app, const CommandRow& row, Options& options) {
 
 ParseResult Refusal(const std::string& reason) {
   ParseResult result;
-  result.m_Ends = true;
-  result.m_Status = EXIT_USAGE;
-  result.m_Text = "vxhost: " + reason + "\n";
+  result.ends = true;
+  result.status = EXIT_USAGE;
+  result.text = "vxhost: " + reason + "\n";
   return result;
 }
 
@@ -150,8 +150,8 @@ class CommandLine {
     app_.require_subcommand(0, 1);
     // What is left over is named here, with what was probably meant.
     app_.allow_extras();
-    for (const OptionRow& row : OPTIONS) row.bind(app_, row, result_.m_Options);
-    for (const CommandRow& row : commands) AddCommand(app_, row, result_.m_Options);
+    for (const OptionRow& row : OPTIONS) row.bind(app_, row, result_.options);
+    for (const CommandRow& row : commands) AddCommand(app_, row, result_.options);
   }
 
   ParseResult Parse(int argc, const char* const* argv) {
@@ -162,10 +162,10 @@ class CommandLine {
     }
     if (const std::string problem = Problem(); !problem.empty()) return Refusal(problem);
     const CommandRow& command = *Chosen();
-    result_.m_Options.m_Command = command.name;
+    result_.options.command = command.name;
     if (TakesRest(command)) {
       for (const std::string& rest : Parsed()->remaining()) {
-        result_.m_Options.m_Arguments.push_back(rest);
+        result_.options.arguments.push_back(rest);
       }
     }
     return std::move(result_);
@@ -201,9 +201,9 @@ class CommandLine {
     const std::string leftOver = wanted ? std::string() : LeftOver();
     if (!leftOver.empty()) return Refusal(leftOver);
     ParseResult result;
-    result.m_Ends = true;
-    result.m_Status = wanted ? EXIT_DONE : EXIT_USAGE;
-    result.m_Text = wanted ? out.str() : "vxhost: " + problem.str();
+    result.ends = true;
+    result.status = wanted ? EXIT_DONE : EXIT_USAGE;
+    result.text = wanted ? out.str() : "vxhost: " + problem.str();
     return result;
   }
 
@@ -219,8 +219,8 @@ class CommandLine {
           row.without != nullptr && app_.get_option(row.name)->results().front() == row.without;
       if (!harmless) return NotTaken(row);
     }
-    const Options& options = result_.m_Options;
-    if (!options.m_Simulate.empty() && !options.m_Sysfs.empty()) {
+    const Options& options = result_.options;
+    if (!options.simulate.empty() && !options.sysfs.empty()) {
       return "--simulate excludes --sysfs: a simulated machine has a sysfs of its own";
     }
     return {};

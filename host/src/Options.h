@@ -9,21 +9,21 @@ namespace vxhost {
 
 // What the command line says.
 struct Options {
-  std::string m_Plugin;
-  std::string m_ConfigDir;
-  std::string m_Sysfs;
-  std::string m_Simulate;
-  unsigned int m_Trace = 0;
-  unsigned int m_TracePlatform = 0;
-  std::string m_TraceFile;
-  double m_ToolTimeout = 60;  // seconds; 0: none
-  double m_TimeScale = 1;
-  std::string m_Database;  // "sqlite:PATH" or "none"; empty: what the command has by default
-  bool m_Json = false;
-  bool m_Verbose = false;
+  std::string plugin;
+  std::string configDir;
+  std::string sysfs;
+  std::string simulate;
+  unsigned int trace = 0;
+  unsigned int tracePlatform = 0;
+  std::string traceFile;
+  double toolTimeout = 60;  // seconds; 0: none
+  double timeScale = 1;
+  std::string database;  // "sqlite:PATH" or "none"; empty: what the command has by default
+  bool json = false;
+  bool verbose = false;
 
-  std::string m_Command;
-  std::vector<std::string> m_Arguments;  // of the command, in the order of its table row
+  std::string command;
+  std::vector<std::string> arguments;  // of the command, in the order of its table row
 };
 
 // An argument of a command.
@@ -59,10 +59,10 @@ struct CommandRow {
 
 // What parsing ended with: the options, or a text to print and the status to end with.
 struct ParseResult {
-  Options m_Options;
-  bool m_Ends = false;
-  int m_Status = EXIT_DONE;
-  std::string m_Text;
+  Options options;
+  bool ends = false;
+  int status = EXIT_DONE;
+  std::string text;
 };
 
 // An option may stand before or behind the command, once. One that the command does not take is

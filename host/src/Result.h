@@ -8,7 +8,7 @@ namespace vxhost {
 
 // Why something could not be done, as one line for people.
 struct Problem {
-  std::string m_Text;
+  std::string text;
 };
 
 // What a function made, or why it could not: for failures that callers are expected to meet. What

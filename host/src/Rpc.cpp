@@ -19,7 +19,7 @@ constexpr std::size_t LONGEST_LINE = std::size_t{256} << 20U;
 
 std::string ProblemAnswer(const RpcProblem& problem) {
   JsonText json;
-  json.StartObject().Key("id").Raw(problem.m_Id).Key("error").Text(problem.m_Text).EndObject();
+  json.StartObject().Key("id").Raw(problem.id).Key("error").Text(problem.text).EndObject();
   return json.Take();
 }
 
@@ -43,10 +43,10 @@ struct DataWriter {
 
 std::string Answer(const RpcRequest& request, unsigned int result) {
   JsonText json;
-  json.StartObject().Key("id").Raw(request.m_Id).Key("result").Unsigned(result);
-  if (request.m_Kind == RpcKind::Command && AnswersWithData(request.m_Command)) {
+  json.StartObject().Key("id").Raw(request.id).Key("result").Unsigned(result);
+  if (request.kind == RpcKind::Command && AnswersWithData(request.command)) {
     json.Key("data");
-    std::visit(DataWriter{json}, request.m_Data);
+    std::visit(DataWriter{json}, request.data);
   }
   json.EndObject();
   return json.Take();
@@ -76,9 +76,9 @@ bool RpcServer::Run(int input) {
   LineReader lines(input, LONGEST_LINE, stop_.Descriptor());
   while (const auto line = lines.Next()) {
     const bool written =
-        line->m_TooLong
+        line->tooLong
             ? output_.WriteLine(ProblemAnswer({"null", "the line is longer than 256 MiB"}))
-            : Serve(line->m_Text);
+            : Serve(line->text);
     if (!written) return false;
   }
   return true;
@@ -91,16 +91,16 @@ bool RpcServer::Serve(std::string_view line) {
 }
 
 std::string RpcServer::Perform(RpcRequest& request) {
-  switch (request.m_Kind) {
+  switch (request.kind) {
     case RpcKind::Release:
       return ReleaseIfEnded(request);
     case RpcKind::Create:
       return CreateAnew(request);
     case RpcKind::Sleep:
-      Sleep(std::chrono::milliseconds(request.m_Number));
+      Sleep(std::chrono::milliseconds(request.number));
       return Answer(request, 0);
     case RpcKind::Trace:
-      TLX::Misc::CModuleInfo::SetPluginTraceMask(request.m_Number);
+      TLX::Misc::CModuleInfo::SetPluginTraceMask(request.number);
       return Answer(request, 0);
     case RpcKind::Command:
       break;
@@ -110,30 +110,30 @@ std::string RpcServer::Perform(RpcRequest& request) {
 
 std::string RpcServer::Call(RpcRequest& request) {
   if (interface_ == nullptr) {
-    return ProblemAnswer({request.m_Id, "no interface object lives: create one first"});
+    return ProblemAnswer({request.id, "no interface object lives: create one first"});
   }
-  if (request.m_Command == PI::COMMAND_SET_ADAPTER_IDS) workerMayRun_ = true;
-  const unsigned int result = ExecuteCommand(*interface_, request.m_Command, request.m_Object,
-                                             std::visit(DataPointer{}, request.m_Data));
-  if (request.m_Command == PI::COMMAND_DEINITIALIZE) workerMayRun_ = false;
+  if (request.command == PI::COMMAND_SET_ADAPTER_IDS) workerMayRun_ = true;
+  const unsigned int result = ExecuteCommand(*interface_, request.command, request.object,
+                                             std::visit(DataPointer{}, request.data));
+  if (request.command == PI::COMMAND_DEINITIALIZE) workerMayRun_ = false;
   return Answer(request, result);
 }
 
 std::string RpcServer::CreateAnew(const RpcRequest& request) {
   if (interface_ != nullptr) {
-    return ProblemAnswer({request.m_Id, "an interface object lives already: release it first"});
+    return ProblemAnswer({request.id, "an interface object lives already: release it first"});
   }
   try {
     return Answer(request, Create());
   } catch (const PluginError& error) {
-    return ProblemAnswer({request.m_Id, error.what()});
+    return ProblemAnswer({request.id, error.what()});
   }
 }
 
 std::string RpcServer::ReleaseIfEnded(const RpcRequest& request) {
   if (workerMayRun_) {
     return ProblemAnswer(
-        {request.m_Id, "the object may still be at work since command 2: send command 3 first"});
+        {request.id, "the object may still be at work since command 2: send command 3 first"});
   }
   Release();
   return Answer(request, 0);

@@ -145,7 +145,7 @@ void ReadControl(const JsonValue& json, RpcRequest& request) {
   if (control == CONTROLS.end()) {
     throw Malformed("control: must be \"release\", \"create\", \"sleep\" or \"trace\"");
   }
-  request.m_Kind = control->kind;
+  request.kind = control->kind;
   if (control->argument.empty()) {
     CheckMembers(json, {"id", "control"});
     return;
@@ -156,7 +156,7 @@ void ReadControl(const JsonValue& json, RpcRequest& request) {
     throw Malformed(
         fmt::format(": \"{}\" lacks the member \"{}\"", control->name, control->argument));
   }
-  At(control->argument, [&] { request.m_Number = ReadUnsigned32(*number); });
+  At(control->argument, [&] { request.number = ReadUnsigned32(*number); });
 }
 
 // Fills the list or record from the JSON.
@@ -173,14 +173,14 @@ void ReadCommand(const JsonValue& json, RpcRequest& request) {
   CheckMembers(json, {"id", "command", "object", "data"});
   const JsonValue* const command = Member(json, "command");
   if (command == nullptr) throw Malformed(": lacks the member \"command\" or \"control\"");
-  At("command", [&] { request.m_Command = ReadUnsigned32(*command); });
+  At("command", [&] { request.command = ReadUnsigned32(*command); });
   if (const JsonValue* const object = Member(json, "object")) {
-    At("object", [&] { request.m_Object = ReadId(*object); });
+    At("object", [&] { request.object = ReadId(*object); });
   }
   const JsonValue* const data = Member(json, "data");
   if (data != nullptr && data->IsNull()) return;
-  request.m_Data = EmptyData(request.m_Command);
-  if (data != nullptr) At("data", [&] { std::visit(DataReader{*data}, request.m_Data); });
+  request.data = EmptyData(request.command);
+  if (data != nullptr) At("data", [&] { std::visit(DataReader{*data}, request.data); });
 }
 
 }  // namespace
@@ -229,7 +229,7 @@ Result<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line) {
   }
   const bool deep = JsonDepth(line) > MAX_DEPTH;
   RpcRequest request;
-  request.m_Id = IdOf(document, line, deep);
+  request.id = IdOf(document, line, deep);
   try {
     if (deep) throw Malformed(fmt::format(": nests deeper than {} levels", MAX_DEPTH));
     if (!document.IsObject()) throw Malformed(": must be an object");
@@ -240,7 +240,7 @@ Result<RpcRequest, RpcProblem> ReadRpcRequest(std::string_view line) {
     }
   } catch (const Malformed& problem) {
     const std::string_view text = problem.what();
-    return RpcProblem{request.m_Id, (text.starts_with(':') ? "the line" : "") + std::string(text)};
+    return RpcProblem{request.id, (text.starts_with(':') ? "the line" : "") + std::string(text)};
   }
   return request;
 }

@@ -24,18 +24,18 @@ enum class RpcKind { Command, Release, Create, Sleep, Trace };
 
 // One line of the protocol.
 struct RpcRequest {
-  RpcKind m_Kind = RpcKind::Command;
-  std::string m_Id = "null";   // JSON text, as it is answered
-  unsigned int m_Command = 0;  // of a command
-  unsigned long m_Object = 0;
-  RpcData m_Data;
-  unsigned int m_Number = 0;  // milliseconds or trace mask of a control line
+  RpcKind kind = RpcKind::Command;
+  std::string id = "null";   // JSON text, as it is answered
+  unsigned int command = 0;  // of a command
+  unsigned long object = 0;
+  RpcData data;
+  unsigned int number = 0;  // milliseconds or trace mask of a control line
 };
 
 // What is wrong with a line, and the id it is answered with.
 struct RpcProblem {
-  std::string m_Id = "null";
-  std::string m_Text;
+  std::string id = "null";
+  std::string text;
 };
 
 // An empty list or record of the command's kind; NoData for commands without data and unknown ones.

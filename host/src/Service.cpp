@@ -57,15 +57,15 @@ std::optional<unsigned int> ServedPlugin::Start(MirrorDatabase& database, bool a
                                                 const Session::StopQuestion& isToEnd) {
   // Rows of another plug-in that runs must neither go nor wait for this one's start.
   Started started = StartSession(alone ? database.BeginStart() : nullptr, isToEnd);
-  if (started.m_Result == 0U && !started.m_RowsKept) {
+  if (started.result == 0U && !started.rowsKept) {
     // The plug-in takes the lost rows for written and would never write them again. Without a
     // transaction it learns of each row that cannot be written, and writes it when there is room.
     Stop();
     started = StartSession(nullptr, isToEnd);
   }
   // A start that failed is undone: nobody serves the drives of the run before any more.
-  if (started.m_Result.value_or(0) != 0 && alone) database.RemoveEarlierRun();
-  return started.m_Result;
+  if (started.result.value_or(0) != 0 && alone) database.RemoveEarlierRun();
+  return started.result;
 }
 
 ServedPlugin::Started ServedPlugin::StartSession(
@@ -75,16 +75,16 @@ ServedPlugin::Started ServedPlugin::StartSession(
   try {
     // Held over the start, so that a notification of the new object waits for what was known first.
     const std::lock_guard lock(mutex_);
-    started.m_Result = session_->Start(isToEnd);
-    if (started.m_Result == 0U) {
-      started.m_RowsKept = transaction == nullptr || transaction->Commit();
+    started.result = session_->Start(isToEnd);
+    if (started.result == 0U) {
+      started.rowsKept = transaction == nullptr || transaction->Commit();
       known_ = Topology(session_->GetTopology(), session_->Adapters());
     }
   } catch (const PluginError&) {
     session_.reset();
     throw;
   }
-  if (started.m_Result != 0U) session_.reset();
+  if (started.result != 0U) session_.reset();
   return started;
 }
 
@@ -129,9 +129,9 @@ void Service::Load() {
   for (const std::filesystem::path& file : host_.Plugins()) {
     try {
       Entry entry;
-      entry.m_Plugin =
+      entry.plugin =
           std::make_unique<ServedPlugin>(std::make_unique<PluginLibrary>(file), numbers_,
-                                         host_.Out(), host_.Settings().m_Json, host_.Colour());
+                                         host_.Out(), host_.Settings().json, host_.Colour());
       entries_.push_back(std::move(entry));
     } catch (const PluginError& error) {
       Say(error.what());
@@ -144,7 +144,7 @@ int Service::Run() {
   WaitForEnd();
   EndStarts();
   starts.get();
-  for (Entry& entry : entries_) entry.m_Plugin->Stop();
+  for (Entry& entry : entries_) entry.plugin->Stop();
   const std::string statistics = RenderRunStatistics();
   if (!statistics.empty()) Say("tool runs:\n" + statistics);
   return Status();
@@ -155,10 +155,10 @@ int Service::Run() {
 void Service::KeepStarting() {
   const SetAtEnd over(startsAreOver_);
   const TLXX::CRunStop::CScope scope(startRuns_);
-  const auto isGivenUp = [](const Entry& entry) { return entry.m_GivenUp; };
+  const auto isGivenUp = [](const Entry& entry) { return entry.givenUp; };
   while (!ends_) {
     for (Entry& entry : entries_) {
-      if (!ends_ && !entry.m_GivenUp && !entry.m_Plugin->Runs()) Try(entry);
+      if (!ends_ && !entry.givenUp && !entry.plugin->Runs()) Try(entry);
     }
     if (std::all_of(entries_.begin(), entries_.end(), isGivenUp)) return;
     PauseStarts();
@@ -190,16 +190,16 @@ void Service::EndStarts() {
 int Service::Status() const {
   if (readerHasGone_) return EXIT_FAILED;
   const bool given = std::all_of(entries_.begin(), entries_.end(),
-                                 [](const Entry& entry) { return entry.m_GivenUp; });
+                                 [](const Entry& entry) { return entry.givenUp; });
   if (!given) return EXIT_DONE;
   return entries_.empty() ? EXIT_NOTHING : EXIT_FAILED;
 }
 
 void Service::Try(Entry& entry) {
-  if (entry.m_NextTry > TLX::Misc::now()) return;
-  ServedPlugin& plugin = *entry.m_Plugin;
+  if (entry.nextTry > TLX::Misc::now()) return;
+  ServedPlugin& plugin = *entry.plugin;
   const bool alone = std::none_of(entries_.begin(), entries_.end(),
-                                  [](const Entry& other) { return other.m_Plugin->Runs(); });
+                                  [](const Entry& other) { return other.plugin->Runs(); });
   try {
     const auto result = plugin.Start(database_, alone, [this] { return ends_.load(); });
     if (!result) return Say(fmt::format("plug-in {}: its start was broken off", plugin.Name()));
@@ -208,26 +208,26 @@ void Service::Try(Entry& entry) {
     Say(fmt::format("plug-in {}: running with {} {}", plugin.Name(), count,
                     count == 1 ? "adapter" : "adapters"));
   } catch (const PluginError& error) {
-    entry.m_GivenUp = true;
+    entry.givenUp = true;
     Say(error.what());
   }
 }
 
 void Service::NoteFailedStart(Entry& entry, unsigned int result) {
-  const std::string problem = StartProblem(entry.m_Plugin->Name(), result);
-  entry.m_GivenUp = !IsWorthAnotherTry(result);
-  if (entry.m_GivenUp) return Say(problem);
-  entry.m_Pause = entry.m_Pause == 0 ? FIRST_PAUSE : std::min(entry.m_Pause * 2, LONGEST_PAUSE);
-  if (result != entry.m_Result) Say(fmt::format("{}; {}", problem, RetryText(entry.m_Pause)));
-  entry.m_Result = result;
-  entry.m_NextTry = TLX::Misc::now() + entry.m_Pause;
+  const std::string problem = StartProblem(entry.plugin->Name(), result);
+  entry.givenUp = !IsWorthAnotherTry(result);
+  if (entry.givenUp) return Say(problem);
+  entry.pause = entry.pause == 0 ? FIRST_PAUSE : std::min(entry.pause * 2, LONGEST_PAUSE);
+  if (result != entry.result) Say(fmt::format("{}; {}", problem, RetryText(entry.pause)));
+  entry.result = result;
+  entry.nextTry = TLX::Misc::now() + entry.pause;
 }
 
 std::optional<unsigned long> Service::NextTry() const {
   std::optional<unsigned long> next;
   for (const Entry& entry : entries_) {
-    if (entry.m_GivenUp || entry.m_Plugin->Runs()) continue;
-    next = std::min(next.value_or(entry.m_NextTry), entry.m_NextTry);
+    if (entry.givenUp || entry.plugin->Runs()) continue;
+    next = std::min(next.value_or(entry.nextTry), entry.nextTry);
   }
   return next;
 }

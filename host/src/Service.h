@@ -40,8 +40,8 @@ class ServedPlugin {
 
  private:
   struct Started {
-    std::optional<unsigned int> m_Result;
-    bool m_RowsKept = true;
+    std::optional<unsigned int> result;
+    bool rowsKept = true;
   };
   [[nodiscard]] Started StartSession(std::unique_ptr<MirrorDatabase::Bracket> transaction,
                                      const Session::StopQuestion& isToEnd);
@@ -71,11 +71,11 @@ class Service {
 
  private:
   struct Entry {
-    std::unique_ptr<ServedPlugin> m_Plugin;
-    unsigned int m_Result = 0;    // of the last start
-    bool m_GivenUp = false;       // not tried again
-    unsigned long m_Pause = 0;    // milliseconds of now() until the next try
-    unsigned long m_NextTry = 0;  // now() of it
+    std::unique_ptr<ServedPlugin> plugin;
+    unsigned int result = 0;    // of the last start
+    bool givenUp = false;       // not tried again
+    unsigned long pause = 0;    // milliseconds of now() until the next try
+    unsigned long nextTry = 0;  // now() of it
   };
 
   void Load();

@@ -14,16 +14,16 @@ namespace vxhost {
 namespace {
 
 void Start(StartedPlugin& plugin, const std::filesystem::path& file, HostNumbers& numbers) {
-  plugin.m_Library = std::make_unique<PluginLibrary>(file);
-  plugin.m_Name = plugin.m_Library->Name();
-  auto session = std::make_unique<Session>(*plugin.m_Library, numbers, nullptr);
-  plugin.m_Result = session->Start().value();  // nobody breaks it off
-  if (plugin.m_Result != 0) {
-    plugin.m_Problem = StartProblem(plugin.m_Name, plugin.m_Result);
+  plugin.library = std::make_unique<PluginLibrary>(file);
+  plugin.name = plugin.library->Name();
+  auto session = std::make_unique<Session>(*plugin.library, numbers, nullptr);
+  plugin.result = session->Start().value();  // nobody breaks it off
+  if (plugin.result != 0) {
+    plugin.problem = StartProblem(plugin.name, plugin.result);
     return;
   }
-  plugin.m_Topology = Topology(session->GetTopology(), session->Adapters());
-  plugin.m_Session = std::move(session);
+  plugin.topology = Topology(session->GetTopology(), session->Adapters());
+  plugin.session = std::move(session);
 }
 
 }  // namespace
@@ -42,22 +42,22 @@ std::vector<StartedPlugin> StartPlugins(const Host& host, HostNumbers& numbers) 
   std::vector<StartedPlugin> plugins;
   for (const std::filesystem::path& file : host.Plugins()) {
     StartedPlugin& plugin = plugins.emplace_back();
-    plugin.m_Name = file.filename().string();
+    plugin.name = file.filename().string();
     try {
       Start(plugin, file, numbers);
     } catch (const PluginError& error) {
-      plugin.m_Library.reset();
-      plugin.m_Problem = error.what();
+      plugin.library.reset();
+      plugin.problem = error.what();
     }
-    if (!plugin.m_Problem.empty()) Say(plugin.m_Problem);
+    if (!plugin.problem.empty()) Say(plugin.problem);
   }
   return plugins;
 }
 
 int StatusOf(const std::vector<StartedPlugin>& plugins) {
-  const auto runs = [](const StartedPlugin& plugin) { return plugin.m_Session != nullptr; };
+  const auto runs = [](const StartedPlugin& plugin) { return plugin.session != nullptr; };
   const auto lacks = [](const StartedPlugin& plugin) {
-    return plugin.m_Library == nullptr || plugin.m_Result == PI::ERR_NO_SUPPORTED_HARDWARE;
+    return plugin.library == nullptr || plugin.result == PI::ERR_NO_SUPPORTED_HARDWARE;
   };
   if (std::any_of(plugins.begin(), plugins.end(), runs)) return EXIT_DONE;
   return std::all_of(plugins.begin(), plugins.end(), lacks) ? EXIT_NOTHING : EXIT_FAILED;

@@ -12,12 +12,12 @@ namespace vxhost {
 
 // A plug-in that a command works with.
 struct StartedPlugin {
-  std::string m_Name;
-  std::unique_ptr<PluginLibrary> m_Library;  // null when it could not be loaded
-  std::unique_ptr<Session> m_Session;        // null unless it runs
-  unsigned int m_Result = 0;                 // of its start
-  std::string m_Problem;                     // why it does not run, one line
-  Topology m_Topology;                       // as it was after the start
+  std::string name;
+  std::unique_ptr<PluginLibrary> library;  // null when it could not be loaded
+  std::unique_ptr<Session> session;        // null unless it runs
+  unsigned int result = 0;                 // of its start
+  std::string problem;                     // why it does not run, one line
+  Topology topology;                       // as it was after the start
 };
 
 // Loads and starts every plug-in, each for itself: a bad one does not stop the others. Says what

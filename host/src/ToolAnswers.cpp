@@ -124,9 +124,9 @@ void Compare(const std::string& place, const Value& section, std::span<const Key
   for (const Key& key : keys) {
     const Value* const value = Find(section, key.name);
     if (value == nullptr) {
-      report.m_Missing.push_back(fmt::format("{}: {}", place, key.name));
+      report.missing.push_back(fmt::format("{}: {}", place, key.name));
     } else if (!Is(*value, key.kind)) {
-      report.m_WrongType.push_back(
+      report.wrongType.push_back(
           fmt::format("{}: {} is not {}", place, key.name, NameOf(key.kind)));
     }
   }
@@ -139,7 +139,7 @@ void AddUnknown(const std::string& place, const Value& section, std::span<const 
     const bool known =
         name == Facts::RAID_MEMBER_KEY ||
         std::any_of(keys.begin(), keys.end(), [&](const Key& key) { return name == key.name; });
-    if (!known) report.m_Unknown.push_back(fmt::format("{}: {}", place, name));
+    if (!known) report.unknown.push_back(fmt::format("{}: {}", place, name));
   }
 }
 
@@ -155,9 +155,9 @@ void CompareAttributes(const std::string& place, const Value& section, std::span
     });
     const std::string name = fmt::format("{}: {}", place, key.name);
     if (found == members.end()) {
-      report.m_Missing.push_back(name);
+      report.missing.push_back(name);
     } else if (!found->value.IsObject()) {
-      report.m_WrongType.push_back(name + " is not a section");
+      report.wrongType.push_back(name + " is not a section");
     } else {
       const std::array<Key, 1> normalized{{{Facts::NORMALIZED_KEY, key.kind}}};
       Compare(name, found->value, normalized, report);
@@ -206,7 +206,7 @@ bool CompareLog(std::size_t log, const Value& answer, KeyReport& report) {
     // The last log shows the drive once more, for one key.
     if (facts.m_Log != ELog::Capacity) AddUnknown(LogName(log), member.value, keys, report);
   }
-  if (!found) report.m_Missing.push_back(fmt::format("{}: its section", LogName(log)));
+  if (!found) report.missing.push_back(fmt::format("{}: its section", LogName(log)));
   return found;
 }
 

@@ -21,9 +21,9 @@ namespace key {
 
 // How an answer differs from what is known, each as "QUERY: KEY".
 struct KeyReport {
-  std::vector<std::string> m_Missing;
-  std::vector<std::string> m_WrongType;  // with the type that was expected
-  std::vector<std::string> m_Unknown;
+  std::vector<std::string> missing;
+  std::vector<std::string> wrongType;  // with the type that was expected
+  std::vector<std::string> unknown;
 };
 
 // What the log is called, and the tool's arguments for the drive with that index.
@@ -37,8 +37,8 @@ void CompareSection(const JsonValue& section, KeyReport& report);  // one of the
 
 // Why a section of the inventory is no drive that is served; empty when it is one.
 struct SectionVerdict {
-  bool m_LeftOut = true;  // it is meant to be; otherwise something is wrong
-  std::string m_Reason;
+  bool leftOut = true;  // it is meant to be; otherwise something is wrong
+  std::string reason;
 };
 [[nodiscard]] SectionVerdict JudgeSection(std::string_view name, const JsonValue& section);
 

@@ -85,7 +85,7 @@ void ToolWatch::Note(const std::string& arguments, const std::string& failure) {
 
 void ToolWatch::DropOld(unsigned long now) {
   std::erase_if(failing_,
-                [&](const auto& entry) { return now - entry.second.m_Since > FORGET_AFTER; });
+                [&](const auto& entry) { return now - entry.second.since > FORGET_AFTER; });
 }
 
 std::string RenderRunStatistics() {

@@ -24,8 +24,8 @@ class ToolWatch {
 
  private:
   struct Failing {
-    unsigned long m_Since;  // milliseconds of now(), of the last failure
-    std::string m_Reason;
+    unsigned long since;  // milliseconds of now(), of the last failure
+    std::string reason;
   };
 
   void Note(const std::string& arguments, const std::string& failure);

@@ -101,7 +101,7 @@ Topology::Topology(std::vector<PI::CObject> objects, const std::vector<PI::CAdap
 void Topology::NumberByPlace(const std::vector<PI::CAdapterID>& numbered) {
   if (adapters_.size() != numbered.size()) return;
   for (std::size_t i = 0; i < adapters_.size(); ++i) {
-    if (!HasAddress(*adapters_[i].m_Object)) adapters_[i].m_HostNumber = numbered[i].m_HostNumber;
+    if (!HasAddress(*adapters_[i].object)) adapters_[i].hostNumber = numbered[i].m_HostNumber;
   }
 }
 
@@ -110,16 +110,16 @@ void Topology::PlaceDrive(const PI::CObject& drive,
                           const std::map<std::string, std::size_t>& bySerial) {
   if (!drive.m_ParentIDs.empty()) {
     const auto parent = std::find_if(adapters_.begin(), adapters_.end(), [&](const Adapter& a) {
-      return HasParent(drive, a.m_Object->m_ID);
+      return HasParent(drive, a.object->m_ID);
     });
     if (parent != adapters_.end()) {
-      parent->m_Drives.push_back(&drive);
+      parent->drives.push_back(&drive);
       return;
     }
   }
   const auto found = bySerial.find(TextValue(drive, PI::PROPERTY_SERIAL_NUMBER).value_or(""));
   if (found != bySerial.end()) {
-    adapters_[found->second].m_Drives.push_back(&drive);
+    adapters_[found->second].drives.push_back(&drive);
   } else {
     strays_.push_back(&drive);
   }
@@ -127,8 +127,8 @@ void Topology::PlaceDrive(const PI::CObject& drive,
 
 const Topology::Adapter* Topology::AdapterOf(const PI::CObject& object) const {
   const auto found = std::find_if(adapters_.begin(), adapters_.end(), [&](const Adapter& a) {
-    return a.m_Object == &object ||
-           std::find(a.m_Drives.begin(), a.m_Drives.end(), &object) != a.m_Drives.end();
+    return a.object == &object ||
+           std::find(a.drives.begin(), a.drives.end(), &object) != a.drives.end();
   });
   return found != adapters_.end() ? &*found : nullptr;
 }
@@ -142,8 +142,8 @@ const PI::CObject* Topology::Find(unsigned long id) const {
 const PI::CObject* Topology::Lookup(const std::string& name) const {
   if (const auto id = ParseHexId(name)) return Find(*id);
   for (const Adapter& adapter : adapters_) {
-    if (adapter.m_HostNumber > 0 && name == std::to_string(adapter.m_HostNumber)) {
-      return adapter.m_Object;
+    if (adapter.hostNumber > 0 && name == std::to_string(adapter.hostNumber)) {
+      return adapter.object;
     }
   }
   for (const PI::CObject& object : objects_) {

@@ -22,9 +22,9 @@ std::string Shown(const PI::CObject& object, unsigned int id);
 class Topology {
  public:
   struct Adapter {
-    const PI::CObject* m_Object;
-    int m_HostNumber;  // -1: the host has not numbered it
-    std::vector<const PI::CObject*> m_Drives;
+    const PI::CObject* object;
+    int hostNumber;  // -1: the host has not numbered it
+    std::vector<const PI::CObject*> drives;
   };
 
   Topology() = default;

@@ -90,13 +90,13 @@ std::vector<Line> Lines(const Topology& topology) {
   for (std::size_t i = 0; i < topology.Adapters().size(); ++i) {
     const auto& adapter = topology.Adapters()[i];
     const bool last = i + 1 == branches;
-    lines.push_back({last ? "└─ " : "├─ ", HealthText(*adapter.m_Object),
-                     adapter.m_HostNumber > 0 ? std::to_string(adapter.m_HostNumber) : "-",
-                     AdapterCells(*adapter.m_Object)});
-    for (const PI::CObject* const drive : adapter.m_Drives) {
-      const bool lastDrive = drive == adapter.m_Drives.back();
+    lines.push_back({last ? "└─ " : "├─ ", HealthText(*adapter.object),
+                     adapter.hostNumber > 0 ? std::to_string(adapter.hostNumber) : "-",
+                     AdapterCells(*adapter.object)});
+    for (const PI::CObject* const drive : adapter.drives) {
+      const bool lastDrive = drive == adapter.drives.back();
       lines.push_back({std::string(last ? "   " : "│  ") + (lastDrive ? "└─ " : "├─ "),
-                       DriveState(*drive, adapter.m_Object), "", DriveCells(*drive), true});
+                       DriveState(*drive, adapter.object), "", DriveCells(*drive), true});
     }
   }
   for (const PI::CObject* const drive : topology.Strays()) {

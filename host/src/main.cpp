@@ -26,18 +26,18 @@ void OpenStandardDescriptors() {
 
 std::vector<vxhost::CommandRow> Rows() {
   std::vector<vxhost::CommandRow> rows;
-  for (const vxhost::Command& command : vxhost::Commands()) rows.push_back(command.m_Row);
+  for (const vxhost::Command& command : vxhost::Commands()) rows.push_back(command.row);
   return rows;
 }
 
 int RunCommand(const vxhost::Options& options, vxhost::SignalWatch& signals) {
   const auto& commands = vxhost::Commands();
   const auto command = std::find_if(commands.begin(), commands.end(), [&](const auto& known) {
-    return options.m_Command == known.m_Row.name;
+    return options.command == known.row.name;
   });
   vxhost::Output output;
   vxhost::Host host(options, output, signals);
-  const int status = command->m_Run(host);
+  const int status = command->run(host);
   output.Finish();
   return status == vxhost::EXIT_DONE && output.HasFailed() ? vxhost::EXIT_FAILED : status;
 }
@@ -58,12 +58,12 @@ int main(int argc, char** argv) {
     // First, so that every thread is made with the signals blocked.
     vxhost::SignalWatch signals;
     const vxhost::ParseResult parsed = vxhost::ParseOptions(argc, argv, Rows());
-    if (parsed.m_Ends) {
-      if (parsed.m_Status == vxhost::EXIT_DONE) return Print(parsed.m_Text);
-      std::fputs(parsed.m_Text.c_str(), stderr);
-      return parsed.m_Status;
+    if (parsed.ends) {
+      if (parsed.status == vxhost::EXIT_DONE) return Print(parsed.text);
+      std::fputs(parsed.text.c_str(), stderr);
+      return parsed.status;
     }
-    return RunCommand(parsed.m_Options, signals);
+    return RunCommand(parsed.options, signals);
   } catch (const vxhost::Failure& failure) {
     vxhost::Say(failure.what());
     return failure.Status();

@@ -34,7 +34,7 @@ std::vector<std::string> Lines(const std::string& text, std::size_t longest) {
   LineReader reader(file.Get(), longest);
   std::vector<std::string> lines;
   while (const auto line = reader.Next()) {
-    lines.push_back(line->m_TooLong ? "(too long)" : line->m_Text);
+    lines.push_back(line->tooLong ? "(too long)" : line->text);
   }
   return lines;
 }
@@ -61,7 +61,7 @@ TEST(LineReader, Stop_EndsTheInputAlthoughMoreIsThere) {
   std::array<int, 2> stop{};
   ASSERT_EQ(::pipe(stop.data()), 0);
   LineReader reader(file.Get(), 10, stop[0]);
-  EXPECT_EQ(reader.Next()->m_Text, "a");
+  EXPECT_EQ(reader.Next()->text, "a");
   ASSERT_EQ(::write(stop[1], "x", 1), 1);
   EXPECT_FALSE(reader.Next());
   ::close(stop[0]);
@@ -90,24 +90,24 @@ TEST(Options, GlobalOptions_StandBeforeAndBehindTheCommand) {
                                              {"tree", "--json", "--trace", "0x1e", "--plugin", "p"},
                                              {"--plugin=p", "tree", "--trace=30", "--json"}}) {
     const auto result = Parse(words);
-    ASSERT_FALSE(result.m_Ends) << result.m_Text;
-    EXPECT_EQ(result.m_Options.m_Command, "tree");
-    EXPECT_EQ(result.m_Options.m_Plugin, "p");
-    EXPECT_EQ(result.m_Options.m_Trace, 30U);
-    EXPECT_TRUE(result.m_Options.m_Json);
+    ASSERT_FALSE(result.ends) << result.text;
+    EXPECT_EQ(result.options.command, "tree");
+    EXPECT_EQ(result.options.plugin, "p");
+    EXPECT_EQ(result.options.trace, 30U);
+    EXPECT_TRUE(result.options.json);
   }
 }
 
 TEST(Options, Arguments_AreTakenInOrder) {
   const auto result = Parse({"get", "1", "--json", "Poll interval"});
-  ASSERT_FALSE(result.m_Ends) << result.m_Text;
-  EXPECT_EQ(result.m_Options.m_Arguments, (std::vector<std::string>{"1", "Poll interval"}));
+  ASSERT_FALSE(result.ends) << result.text;
+  EXPECT_EQ(result.options.arguments, (std::vector<std::string>{"1", "Poll interval"}));
 }
 
 TEST(Options, RestOfAnotherProgram_IsPassedOnUntouched) {
   const auto result = Parse({"--json", "pass", "pull", "0", "--fleet", "f", "--json"});
-  ASSERT_FALSE(result.m_Ends) << result.m_Text;
-  EXPECT_EQ(result.m_Options.m_Arguments,
+  ASSERT_FALSE(result.ends) << result.text;
+  EXPECT_EQ(result.options.arguments,
             (std::vector<std::string>{"pull", "0", "--fleet", "f", "--json"}));
 }
 
@@ -123,18 +123,18 @@ TEST(Options, WrongUsage_EndsWithTwoAndSaysWhy) {
                                              {"--tool-timeout", "-1", "tree"},
                                              {"--simulate", "f", "--sysfs", "d", "tree"}}) {
     const auto result = Parse(words);
-    EXPECT_TRUE(result.m_Ends);
-    EXPECT_EQ(result.m_Status, vxhost::EXIT_USAGE);
-    EXPECT_TRUE(result.m_Text.starts_with("vxhost: ")) << result.m_Text;
+    EXPECT_TRUE(result.ends);
+    EXPECT_EQ(result.status, vxhost::EXIT_USAGE);
+    EXPECT_TRUE(result.text.starts_with("vxhost: ")) << result.text;
   }
 }
 
 TEST(Options, HelpAndVersion_EndWithZero) {
   const auto version = Parse({"--version"});
-  EXPECT_EQ(version.m_Status, 0);
-  EXPECT_TRUE(version.m_Text.starts_with("vxhost ")) << version.m_Text;
-  EXPECT_NE(Parse({"--help"}).m_Text.find("tree"), std::string::npos);
-  EXPECT_EQ(Parse({"tree", "--help"}).m_Status, 0);
+  EXPECT_EQ(version.status, 0);
+  EXPECT_TRUE(version.text.starts_with("vxhost ")) << version.text;
+  EXPECT_NE(Parse({"--help"}).text.find("tree"), std::string::npos);
+  EXPECT_EQ(Parse({"tree", "--help"}).status, 0);
 }
 
 }  // namespace

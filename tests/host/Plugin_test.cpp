@@ -12,10 +12,10 @@ using TLX::Misc::CClock;
 class ScaleProbe : public IPLUGINAPI {
  public:
   unsigned int Execute(PI::_COMMAND, unsigned long, void*) override {
-    scale_ = CClock::TimeScale();
+    scale = CClock::TimeScale();
     return 20042;
   }
-  double scale_ = 0;
+  double scale = 0;
 };
 
 class ExecuteCommandTest : public testing::Test {
@@ -28,13 +28,13 @@ class ExecuteCommandTest : public testing::Test {
 
 TEST_F(ExecuteCommandTest, Command3_RunsInRealTimeAndLeavesTheTimeScaleAsItWas) {
   EXPECT_EQ(vxhost::ExecuteCommand(probe_, PI::COMMAND_DEINITIALIZE, 0, nullptr), 20042U);
-  EXPECT_EQ(probe_.scale_, 1);
+  EXPECT_EQ(probe_.scale, 1);
   EXPECT_EQ(CClock::TimeScale(), 20);
 }
 
 TEST_F(ExecuteCommandTest, OtherCommands_RunAtTheTimeScale) {
   EXPECT_EQ(vxhost::ExecuteCommand(probe_, PI::COMMAND_INITIALIZE, 0, nullptr), 20042U);
-  EXPECT_EQ(probe_.scale_, 20);
+  EXPECT_EQ(probe_.scale, 20);
 }
 
 }  // namespace

@@ -105,14 +105,14 @@ KeyReport OfLog(std::size_t log, const std::string& json) {
   KeyReport report;
   const bool found = vxhost::CompareLog(log, Parsed(json), report);
   const std::string section = std::string(vxhost::LogName(log)) + ": its section";
-  EXPECT_EQ(!found, report.m_Missing == std::vector<std::string>{section});
+  EXPECT_EQ(!found, report.missing == std::vector<std::string>{section});
   return report;
 }
 
 void ExpectNothing(const KeyReport& report, const std::string& what) {
-  EXPECT_THAT(report.m_Missing, IsEmpty()) << what;
-  EXPECT_THAT(report.m_WrongType, IsEmpty()) << what;
-  EXPECT_THAT(report.m_Unknown, IsEmpty()) << what;
+  EXPECT_THAT(report.missing, IsEmpty()) << what;
+  EXPECT_THAT(report.wrongType, IsEmpty()) << what;
+  EXPECT_THAT(report.unknown, IsEmpty()) << what;
 }
 
 // Every key of a section, taken away and given each value of its type and of others.
@@ -122,22 +122,22 @@ void ExpectEachKeyToBeWatched(const Keys& keys, const std::string& place, Compar
   for (const auto& [key, kind] : keys) {
     const Values values = ValuesOf(kind);
     const KeyReport without = compare(Section(keys, key));
-    EXPECT_THAT(without.m_Missing, ElementsAre(place + ": " + key));
-    EXPECT_THAT(without.m_WrongType, IsEmpty()) << key;
+    EXPECT_THAT(without.missing, ElementsAre(place + ": " + key));
+    EXPECT_THAT(without.wrongType, IsEmpty()) << key;
     for (const std::string& good : values.good) {
       ExpectNothing(compare(Section(keys, key, good)), key + " " + good);
     }
     for (const std::string& bad : values.bad) {
       const KeyReport wrong = compare(Section(keys, key, bad));
-      EXPECT_THAT(wrong.m_WrongType, ElementsAre(place + ": " + key + " is not " + values.words))
+      EXPECT_THAT(wrong.wrongType, ElementsAre(place + ": " + key + " is not " + values.words))
           << bad;
-      EXPECT_THAT(wrong.m_Missing, IsEmpty()) << key;
+      EXPECT_THAT(wrong.missing, IsEmpty()) << key;
     }
   }
   const KeyReport more = compare(Section(keys, "", "", R"("New one":1,"index":2)"));
-  EXPECT_THAT(more.m_Unknown, ElementsAre(place + ": New one", place + ": index"));
-  EXPECT_THAT(more.m_Missing, IsEmpty());
-  EXPECT_THAT(more.m_WrongType, IsEmpty());
+  EXPECT_THAT(more.unknown, ElementsAre(place + ": New one", place + ": index"));
+  EXPECT_THAT(more.missing, IsEmpty());
+  EXPECT_THAT(more.wrongType, IsEmpty());
 }
 
 TEST(ToolAnswers, Inventory_EachKeyIsWatched) {
@@ -169,13 +169,13 @@ TEST(ToolAnswers, AnswerWithoutItsSection_LacksIt) {
   for (const std::string answer :
        {"{}", R"({"Another":{}})",
         R"({"Temp Statistics":5,"NVMeLog2":[],"SMART Attributes":null})"}) {
-    EXPECT_THAT(OfLog(HEALTH_LOG, answer).m_Missing, ElementsAre("health log: its section"));
-    EXPECT_THAT(OfLog(TEMPERATURE_LOG, answer).m_Missing,
+    EXPECT_THAT(OfLog(HEALTH_LOG, answer).missing, ElementsAre("health log: its section"));
+    EXPECT_THAT(OfLog(TEMPERATURE_LOG, answer).missing,
                 ElementsAre("temperature log: its section"));
-    EXPECT_THAT(OfLog(SMART_ATTRIBUTES, answer).m_Missing,
+    EXPECT_THAT(OfLog(SMART_ATTRIBUTES, answer).missing,
                 ElementsAre("SMART attributes: its section"));
   }
-  EXPECT_THAT(OfLog(PROPERTIES, "{}").m_Missing, ElementsAre("properties: its section"));
+  EXPECT_THAT(OfLog(PROPERTIES, "{}").missing, ElementsAre("properties: its section"));
 }
 
 TEST(ToolAnswers, SmartAttributes_AreWatchedOneByOne) {
@@ -185,21 +185,19 @@ TEST(ToolAnswers, SmartAttributes_AreWatchedOneByOne) {
   };
   const std::string good = R"({"Normalized":100,"Raw":"0"})";
   ExpectNothing(report(good, good), "complete");
-  EXPECT_THAT(report("{}", good).m_Missing, ElementsAre("SMART attributes: AD: Normalized"));
-  EXPECT_THAT(report(good, R"({"Normalized":"100"})").m_WrongType,
+  EXPECT_THAT(report("{}", good).missing, ElementsAre("SMART attributes: AD: Normalized"));
+  EXPECT_THAT(report(good, R"({"Normalized":"100"})").wrongType,
               ElementsAre("SMART attributes: EA: Normalized is not a whole number of 64 bits, not "
                           "negative"));
-  EXPECT_THAT(report("100", good).m_WrongType,
-              ElementsAre("SMART attributes: AD is not a section"));
-  EXPECT_THAT(OfLog(SMART_ATTRIBUTES, R"({"SMART Attributes":{}})").m_Missing,
+  EXPECT_THAT(report("100", good).wrongType, ElementsAre("SMART attributes: AD is not a section"));
+  EXPECT_THAT(OfLog(SMART_ATTRIBUTES, R"({"SMART Attributes":{}})").missing,
               UnorderedElementsAre("SMART attributes: AD", "SMART attributes: EA"));
 }
 
 TEST(ToolAnswers, Properties_AreReadForTheSizeAlone) {
   ExpectNothing(OfLog(PROPERTIES, R"({"Any":{"PhysicalSize":1,"Other":2}})"), "complete");
-  EXPECT_THAT(OfLog(PROPERTIES, R"({"Any":{}})").m_Missing,
-              ElementsAre("properties: PhysicalSize"));
-  EXPECT_THAT(OfLog(PROPERTIES, R"({"Any":{"PhysicalSize":-1}})").m_WrongType,
+  EXPECT_THAT(OfLog(PROPERTIES, R"({"Any":{}})").missing, ElementsAre("properties: PhysicalSize"));
+  EXPECT_THAT(OfLog(PROPERTIES, R"({"Any":{"PhysicalSize":-1}})").wrongType,
               ElementsAre("properties: PhysicalSize is not a whole number of 64 bits, not "
                           "negative"));
 }
@@ -230,8 +228,8 @@ TEST(ToolAnswers, Section_IsJudgedByTheFirstReasonThatApplies) {
   };
   for (const Case& row : cases) {
     const auto verdict = vxhost::JudgeSection(row.name, Parsed(row.section));
-    EXPECT_EQ(verdict.m_Reason, row.reason) << row.name << row.section;
-    EXPECT_EQ(verdict.m_LeftOut, row.leftOut) << row.name << row.section;
+    EXPECT_EQ(verdict.reason, row.reason) << row.name << row.section;
+    EXPECT_EQ(verdict.leftOut, row.leftOut) << row.name << row.section;
   }
 }
 

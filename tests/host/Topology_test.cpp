@@ -124,7 +124,7 @@ TEST(TreeView, WhatIsNotSeenAsItself_DoesNotReachTheTerminal) {
 TEST(Topology, AdapterWithoutValues_IsNotAnsweringWhateverItsState) {
   const Topology topology = Make({PLUGIN, Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, ""),
                                   Drive(2, "S", PI::CHOICE_DRIVE_WORKING)});
-  EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object), "not answering");
+  EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].object), "not answering");
   const std::string tree = vxhost::RenderTree(topology, "fixture", false);
   EXPECT_NE(tree.find("└─ not answering     1  A"), std::string::npos) << tree;
   EXPECT_NE(tree.find("   └─ not answering     DRIVE S"), std::string::npos) << tree;
@@ -135,7 +135,7 @@ TEST(Topology, OneValueAlone_MeansThatTheDriveAnswers) {
        {PI::PROPERTY_POWER_ON_HOURS, PI::PROPERTY_DATA_READ, PI::PROPERTY_DATA_WRITTEN}) {
     const Topology topology =
         Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, Number(id, 0))});
-    EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object), "good") << id;
+    EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].object), "good") << id;
   }
 }
 
@@ -148,7 +148,7 @@ TEST(Topology, AdaptersThatAreNoPciFunctions_GoByTheirPlace) {
             "└─ not reported  12  0x0190000000000002\n");
   // With one more than the plug-in has listed, nobody can tell which is which.
   const Topology more = Make({PLUGIN, plain, bare, Object(3, PI::OBJECT_TYPE_ADAPTER, "")});
-  for (const auto& adapter : more.Adapters()) EXPECT_EQ(adapter.m_HostNumber, -1);
+  for (const auto& adapter : more.Adapters()) EXPECT_EQ(adapter.hostNumber, -1);
 }
 
 TEST(EventLines, AdapterThatReportsNoHealth_IsNotCalledSilent) {
@@ -161,15 +161,15 @@ TEST(EventLines, AdapterThatReportsNoHealth_IsNotCalledSilent) {
 TEST(Topology, AdapterAtAnAddressThatWasNotListed_HasNoNumber) {
   const Topology topology = Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_GOOD, ""),
                                   Adapter(2, "B", "T", 9, PI::CHOICE_HEALTH_GOOD, "")});
-  EXPECT_EQ(topology.Adapters()[0].m_HostNumber, 1);
-  EXPECT_EQ(topology.Adapters()[1].m_HostNumber, -1);
+  EXPECT_EQ(topology.Adapters()[0].hostNumber, 1);
+  EXPECT_EQ(topology.Adapters()[1].hostNumber, -1);
 }
 
 TEST(Topology, DegradedWithoutReason_NamesTheAttribute) {
   const Topology topology =
       Make({Adapter(1, "A", "S", 3, PI::CHOICE_HEALTH_DEGRADED,
                     VALUES + Choice(PI::PROPERTY_LIFE_STATE, PI::CHOICE_LIFE_BELOW_NEW))});
-  EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].m_Object),
+  EXPECT_EQ(vxhost::HealthText(*topology.Adapters()[0].object),
             "degraded (normalized attribute EA below 100)");
 }
 
@@ -193,8 +193,8 @@ TEST(Topology, Links_WinOverSerialNumbers) {
   const Topology topology =
       Make({Adapter(1, "A", "SER-A", 3, PI::CHOICE_HEALTH_GOOD, VALUES),
             Adapter(2, "B", "SER-B", 4, PI::CHOICE_HEALTH_GOOD, VALUES), drive});
-  EXPECT_TRUE(topology.Adapters()[0].m_Drives.empty());
-  EXPECT_EQ(topology.Adapters()[1].m_Drives.size(), 1U);
+  EXPECT_TRUE(topology.Adapters()[0].drives.empty());
+  EXPECT_EQ(topology.Adapters()[1].drives.size(), 1U);
 }
 
 PI::CEvent Event(unsigned int id, unsigned long object, const std::string& first,
@@ -212,8 +212,8 @@ TEST(EventLines, NewcomerWithoutName_IsFoundByTheIdsNotKnownBefore) {
   const auto reports = vxhost::MakeReports(
       {Event(PI::EVENT_ADAPTER_ADDED, PI::EVENT_OBJECT_ADAPTERS, "", " ")}, before, after, "");
   ASSERT_EQ(reports.size(), 1U);
-  EXPECT_EQ(reports[0].m_Text, "Adapter added: SER-NEW at PCI:Bus=9");
-  EXPECT_EQ(reports[0].m_Serial, "SER-NEW");
+  EXPECT_EQ(reports[0].text, "Adapter added: SER-NEW at PCI:Bus=9");
+  EXPECT_EQ(reports[0].serial, "SER-NEW");
 }
 
 TEST(EventLines, RemovedAdapters_AreFoundByTheNameOrTheSerialNumberOfTheirEvents) {
@@ -226,9 +226,9 @@ TEST(EventLines, RemovedAdapters_AreFoundByTheNameOrTheSerialNumberOfTheirEvents
        Event(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_OBJECT_ADAPTERS, "", " ")},
       before, Make({PLUGIN}), "");
   ASSERT_EQ(reports.size(), 3U);
-  EXPECT_EQ(reports[0].m_Serial, "SER-C");
-  EXPECT_EQ(reports[1].m_Serial, "SER-B");
-  EXPECT_EQ(reports[2].m_Serial, "SER-A");
+  EXPECT_EQ(reports[0].serial, "SER-C");
+  EXPECT_EQ(reports[1].serial, "SER-B");
+  EXPECT_EQ(reports[2].serial, "SER-A");
 }
 
 TEST(EventLines, RemovalWhileTheToolFailed_IsShownWithThatReason) {
@@ -236,12 +236,12 @@ TEST(EventLines, RemovalWhileTheToolFailed_IsShownWithThatReason) {
   const Topology after = Make({PLUGIN});
   const auto good = vxhost::MakeReports(
       {Event(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_OBJECT_ADAPTERS, "A", " ")}, before, after, "");
-  EXPECT_EQ(good.at(0).m_Remark, "");
-  EXPECT_EQ(good.at(0).m_Serial, "SER-A");
+  EXPECT_EQ(good.at(0).remark, "");
+  EXPECT_EQ(good.at(0).serial, "SER-A");
   const auto failed =
       vxhost::MakeReports({Event(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_OBJECT_ADAPTERS, "A", " ")},
                           before, after, "gone");
-  EXPECT_EQ(failed.at(0).m_Remark, "in a scan in which the drive tool failed: gone");
+  EXPECT_EQ(failed.at(0).remark, "in a scan in which the drive tool failed: gone");
 }
 
 TEST(EventLines, SilenceAndReturn_AreReportedThoughNoEventTells) {
@@ -250,12 +250,12 @@ TEST(EventLines, SilenceAndReturn_AreReportedThoughNoEventTells) {
   const auto lost =
       vxhost::MakeReports({Event(PI::EVENT_ALL_CLEAR, 1, "A", "")}, answering, silent, "");
   ASSERT_EQ(lost.size(), 2U);
-  EXPECT_EQ(lost[0].m_Remark, "not answering");
-  EXPECT_EQ(lost[1].m_Text, "Drive not answering: A");
-  EXPECT_TRUE(lost[1].m_IsNotice);
+  EXPECT_EQ(lost[0].remark, "not answering");
+  EXPECT_EQ(lost[1].text, "Drive not answering: A");
+  EXPECT_TRUE(lost[1].isNotice);
   const auto back = vxhost::MakeReports({}, silent, answering, "");
   ASSERT_EQ(back.size(), 1U);
-  EXPECT_EQ(back[0].m_Text, "Drive answers again: A");
+  EXPECT_EQ(back[0].text, "Drive answers again: A");
   EXPECT_TRUE(vxhost::MakeReports({}, silent, silent, "").empty());
 }
 
