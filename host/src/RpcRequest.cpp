@@ -112,12 +112,12 @@ class IdEcho {
 
 // The id of the line, which is JSON and has one.
 std::string EchoOfId(std::string_view line) {
-  constexpr auto flags = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
+  constexpr auto FLAGS = rapidjson::kParseIterativeFlag | rapidjson::kParseNumbersAsStringsFlag;
   rapidjson::MemoryStream bytes(line.data(), line.size());
   // As the document was read: behind a byte order mark, or what the parser takes for one.
   rapidjson::EncodedInputStream<rapidjson::UTF8<>, rapidjson::MemoryStream> stream(bytes);
   IdEcho echo;
-  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>().Parse<flags>(stream,
+  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonMemory>().Parse<FLAGS>(stream,
                                                                                             echo);
   return echo.Take();
 }

@@ -213,7 +213,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   friend struct CInspection;  // of tests
 
   // What the log pass asks for.
-  enum class CLogPass { Done, ScanNeeded, Stopped };
+  enum class ELogPass { Done, ScanNeeded, Stopped };
   class CRowWriter;
 
   // --- piTorvex
@@ -249,7 +249,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
   unsigned long MergeScan(const CTracer& trace, std::vector<CTorvexAdapter>& adapters,
                           std::vector<CTorvexPhysicalDrive>& drives) VX_REQUIRES(m_DataLock);
   void Relink() VX_REQUIRES(m_DataLock);
-  CLogPass RunLogPass(const CTracer& trace) VX_REQUIRES(m_DataLock);
+  ELogPass RunLogPass(const CTracer& trace) VX_REQUIRES(m_DataLock);
   bool RefreshRecord(CCmdEmuAdapter& record) VX_REQUIRES(m_DataLock);
   bool PauseBetweenRecords();
   void NotifyHost(const CTracer& trace);

@@ -416,7 +416,7 @@ void IPLUGINAPI_IMPL::Refresh(const CTracer& trace, CSchedule& schedule) {
   CTracedLock data(m_DataLock, "m_DataLock", trace, WORKER_RELEASE);
   if (!data.IsOwned()) return;
   if (!schedule.IsScanDue()) {
-    if (RunLogPass(trace) != CLogPass::ScanNeeded) {
+    if (RunLogPass(trace) != ELogPass::ScanNeeded) {
       data.Release();
       return;
     }
@@ -471,16 +471,16 @@ void IPLUGINAPI_IMPL::Relink() {
   }
 }
 
-IPLUGINAPI_IMPL::CLogPass IPLUGINAPI_IMPL::RunLogPass(const CTracer& trace) {
+IPLUGINAPI_IMPL::ELogPass IPLUGINAPI_IMPL::RunLogPass(const CTracer& trace) {
   bool scanNeeded = false;
   m_RecordPosition = -1;
   for (CCmdEmuAdapter& record : m_ToolRecords) {
     m_RecordCallback();
     trace.Tool("Worker GetLogPageInformation()");
     if (RefreshRecord(record)) scanNeeded = true;
-    if (!PauseBetweenRecords()) return CLogPass::Stopped;
+    if (!PauseBetweenRecords()) return ELogPass::Stopped;
   }
-  return scanNeeded ? CLogPass::ScanNeeded : CLogPass::Done;
+  return scanNeeded ? ELogPass::ScanNeeded : ELogPass::Done;
 }
 
 // Whether a scan is needed: there is no adapter at the record's position, the adapter there is of
