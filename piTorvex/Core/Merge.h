@@ -12,8 +12,9 @@ namespace NAMESPACE_piTorvex {
 // What one scan changes in what is published. A value.
 struct CMergeResult {
   bool m_IsChanged = false;  // whether anything was added, removed or changed
-  // The lists to publish, with the marks of the rows that have to be written: in the published
-  // order, those that are new behind them. Empty unless something changed.
+  // The lists to publish, with the marks of the rows that have to be written: adapters in the
+  // published order, those that are new behind them; drives in the scan's. Empty unless something
+  // changed.
   std::vector<CTorvexAdapter> m_Adapters;
   std::vector<CTorvexPhysicalDrive> m_Drives;
   std::vector<unsigned long> m_Children;  // ids of the adapters as the scan found them
