@@ -187,6 +187,20 @@ TEST_F(RescanTest, AHealthQueryThatFails_LooksLikeAllClear_AndTheWarningComesBac
   EXPECT_THAT(Events(), ElementsAre(11088U, 10985U));
 }
 
+// The line names the file of the operation that failed, whoever catches the exception.
+TEST_F(RescanTest, AnExceptionInAHealthQuery_IsTracedUnderTheQueryAndItsFile) {
+  ASSERT_EQ(guest.Initialize(), PI::SUCCESS);
+  Change(0, [](auto& drive) { drive.hours = "no number"; });
+  vxtest::PluginTrace trace(TLX::Misc::TRACE_STEPS);
+  (void)Rescan();
+  std::vector<std::string> places;
+  for (const vxtest::TraceLine& line : trace.Lines()) {
+    if (!line.text.starts_with("Exception stopped: ")) continue;
+    places.push_back(line.file + ", " + line.function);
+  }
+  EXPECT_THAT(places, ElementsAre("piTorvex/Src/piTorvexCmdEmu, GetLogPageInformation"));
+}
+
 // Whoever ends the host may end the tool along with it: that is no empty machine.
 TEST_F(RescanTest, AnInventoryThatFailsWhileAStopIsRequested_RemovesNothing) {
   ASSERT_EQ(guest.Initialize(), 0U);

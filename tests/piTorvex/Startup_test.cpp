@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <filesystem>
 #include <functional>
+#include <stdexcept>
 #include <thread>
 
 #include <gmock/gmock.h>
@@ -351,6 +353,72 @@ TEST(Initialize, ThatFailsTheSecondTime_LeavesNoLinks) {
   const std::vector<PI::CObject> objects = guest.Topology();
   ASSERT_EQ(objects.size(), 1U);
   EXPECT_THAT(objects.front().m_ChildIDs, IsEmpty());
+}
+
+// A start-up that has worked, and then one that fails.
+class SecondInitialize : public testing::Test {
+ protected:
+  SecondInitialize() {
+    machine.AddDrive("SERIAL-A");
+    machine.AddDrive("SERIAL-B");
+    if (guest.Initialize() != 0) throw std::runtime_error("Initialize failed");
+  }
+
+  void ExpectNoObjects() {
+    const std::vector<PI::CObject> objects = guest.Topology();
+    ASSERT_EQ(objects.size(), 1U);
+    EXPECT_THAT(objects.front().m_ChildIDs, IsEmpty());
+    EXPECT_EQ(guest.Impl().m_AdapterCount, 0UL);
+    EXPECT_THAT(guest.ids, IsEmpty());
+  }
+  void ExpectNoRows() {
+    EXPECT_THAT(database.Column("Plugin", "ID"), IsEmpty());
+    EXPECT_THAT(database.Column("Adapter", "SerialNumber"), IsEmpty());
+  }
+
+  FrameDatabase database;
+  Machine machine;
+  Guest guest;
+};
+
+TEST_F(SecondInitialize, WithoutHardware_LeavesNoObjectsAndNoRows) {
+  std::filesystem::remove_all(machine.sysfs.Root() / "bus");
+  EXPECT_EQ(guest.Initialize(), PI::ERR_NO_SUPPORTED_HARDWARE);
+  ExpectNoObjects();
+  ExpectNoRows();
+}
+
+TEST_F(SecondInitialize, WithAToolThatFails_LeavesNoObjectsAndNoRows) {
+  machine.tool.FailInventory(true);
+  EXPECT_EQ(guest.Initialize(), PI::ERR_API_INITIALIZATION_FAILED);
+  ExpectNoObjects();
+  ExpectNoRows();
+}
+
+TEST_F(SecondInitialize, ThatSkipsEveryDrive_LeavesNoObjects) {
+  machine.AddManagedDrive("MANAGED");
+  machine.tool.Change([](auto& drives) { drives.erase(drives.begin(), drives.begin() + 2); });
+  EXPECT_EQ(guest.Initialize(), PI::ERR_NO_SUPPORTED_HARDWARE);
+  ExpectNoObjects();
+}
+
+TEST_F(SecondInitialize, ThatFails_IsFollowedByOneThatWorks) {
+  machine.tool.FailInventory(true);
+  ASSERT_EQ(guest.Initialize(), PI::ERR_API_INITIALIZATION_FAILED);
+  machine.tool.FailInventory(false);
+  EXPECT_EQ(guest.Initialize(), PI::SUCCESS);
+  EXPECT_EQ(guest.Topology().size(), 5U);
+  EXPECT_THAT(database.Column("Adapter", "SerialNumber"), ElementsAre("SERIAL-A", "SERIAL-B"));
+}
+
+TEST(Initialize, ThatFailsTheSecondTimeWithoutADatabase_LeavesNoObjects) {
+  Machine machine;
+  machine.AddDrive("SERIAL");
+  Guest guest;
+  ASSERT_EQ(guest.Initialize(), PI::SUCCESS);
+  machine.tool.FailInventory(true);
+  EXPECT_EQ(guest.Initialize(), PI::ERR_API_INITIALIZATION_FAILED);
+  EXPECT_EQ(guest.Topology().size(), 1U);
 }
 
 TEST(Initialize, OfTwoDrivesWithOneSerialNumber_PublishesTheFirst) {

@@ -449,6 +449,31 @@ TEST_F(WorkerTest, LogPass_ThatFindsDrivesRenumbered_ScansInTheSameWakeUp) {
   EXPECT_EQ(std::count(lines.begin(), lines.end(), "Before ScanSystem()"), 1);
 }
 
+// Two drives have swapped their indexes since the scan: each index still answers, with the other
+// drive's values.
+TEST_F(WorkerTest, LogPass_WhoseAnswerNamesAnotherDrive_CopiesNothingAndScans) {
+  Change(0, [](FakeDrive& drive) { drive.hours = "A"; });
+  Change(1, [](FakeDrive& drive) { drive.hours = "B"; });
+  Start();
+  machine.tool.Change(
+      [](std::vector<FakeDrive>& drives) { std::swap(drives.at(0).index, drives.at(1).index); });
+  std::vector<unsigned long> hoursBeforeTheScan;
+  machine.tool.SetHook([&](const std::string& arguments) {
+    if (arguments != "show -all -o json -torvex" || !hoursBeforeTheScan.empty()) return;
+    for (const auto& adapter : Plugin().m_Adapters) {  // the worker's thread, which holds the lock
+      hoursBeforeTheScan.push_back(adapter.PowerOnHours);
+    }
+  });
+  LogPass();
+  guest->DeInitialize();
+  EXPECT_THAT(hoursBeforeTheScan, ElementsAre(10UL, 11UL));
+  EXPECT_EQ(Plugin().m_Adapters[0].PowerOnHours, 10UL);
+  EXPECT_EQ(Plugin().m_Adapters[1].PowerOnHours, 11UL);
+  EXPECT_EQ(Plugin().m_Adapters[0].ToolIndex, 1);
+  EXPECT_EQ(Plugin().m_Adapters[1].ToolIndex, 0);
+  EXPECT_TRUE(Plugin().m_Events.empty());
+}
+
 TEST_F(WorkerTest, LogPass_OverARecordThatFailsHalfWay_LeavesItAndGoesOn) {
   Start();
   for (const std::size_t drive : {0U, 1U}) {

@@ -58,7 +58,8 @@ std::string LogOf(const FakeDrive& drive, const std::string& arguments) {
   if (arguments.find("-smart") != std::string::npos) {
     return R"({"SMART Attributes":{"EA":{"Normalized":)" + std::to_string(drive.ea) + "}}}";
   }
-  return Section(drive.serial, Member("PhysicalSize", drive.capacity));
+  return Section(drive.serial,
+                 Member("SerialNumber", drive.serial) + Member("PhysicalSize", drive.capacity));
 }
 
 }  // namespace
