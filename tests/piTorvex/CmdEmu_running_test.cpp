@@ -88,7 +88,7 @@ TEST_F(CmdEmuRunning, Inventory_WithoutAnAcceptedDrive_Is20001AndEmpty) {
   plugin.m_ToolRecords.resize(2);
   for (const char* output : {"{}", "[]", "5", "null", R"({"Intel SSD":{"Index":0}})"}) {
     tool.script[INVENTORY].output = output;
-    EXPECT_EQ(plugin.GetAdaptersInfo(), 20001U) << output;
+    EXPECT_EQ(plugin.GetAdaptersInfo(), PI::ERR_NO_SUPPORTED_HARDWARE) << output;
     EXPECT_TRUE(plugin.m_ToolRecords.empty());
   }
 }
@@ -98,7 +98,7 @@ TEST_F(CmdEmuRunning, Inventory_OfAFailedRun_Is20003AndEmpty_AndTracesTheResultO
     plugin.m_ToolRecords.resize(2);
     tool.script[INVENTORY] = {result, ONE_DRIVE, {}};
     vxtest::PluginTrace trace;
-    EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U);
+    EXPECT_EQ(plugin.GetAdaptersInfo(), PI::ERR_TOOL_COMMAND_FAILED);
     EXPECT_TRUE(plugin.m_ToolRecords.empty());
     ASSERT_EQ(trace.Texts(),
               Strings{"TLXX::CSystem::ExecuteCommand returned with " + std::to_string(result)});
@@ -113,7 +113,7 @@ TEST_F(CmdEmuRunning, Inventory_OfOutputThatIsNoJson_Is20003AndEmpty_WithoutATra
     plugin.m_ToolRecords.resize(2);
     tool.script[INVENTORY].output = output;
     vxtest::PluginTrace trace;
-    EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U) << output;
+    EXPECT_EQ(plugin.GetAdaptersInfo(), PI::ERR_TOOL_COMMAND_FAILED) << output;
     EXPECT_TRUE(plugin.m_ToolRecords.empty());
     EXPECT_TRUE(trace.Lines().empty());
   }
@@ -150,7 +150,7 @@ TEST_F(CmdEmuRunning, LogPage_OfAnUnknownLog_Is20006AndRunsNothing) {
   for (const int id : {5, 0, -1, 1, 3, 204, 2147483647}) {
     rapidjson::Document document;
     vxtest::PluginTrace trace;
-    EXPECT_EQ(plugin.GetLogPage(3, id, document), 20006U) << id;
+    EXPECT_EQ(plugin.GetLogPage(3, id, document), PI::ERR_UNKNOWN_LOG_PAGE) << id;
     EXPECT_TRUE(trace.Lines().empty());
   }
   EXPECT_TRUE(tool.Calls().empty());
@@ -185,7 +185,7 @@ TEST_F(CmdEmuRunning, LogPage_ThatFailed_Is20003_AndLeavesANullDocument) {
     rapidjson::Document document;
     document.Parse(R"({"NVMeLog2":{"Percentage Used":50}})");
     tool.script[HEALTH] = failure;
-    EXPECT_EQ(plugin.GetLogPage(3, 2, document), 20003U) << failure.output;
+    EXPECT_EQ(plugin.GetLogPage(3, 2, document), PI::ERR_TOOL_COMMAND_FAILED) << failure.output;
     EXPECT_TRUE(document.IsNull()) << failure.output;
   }
 }
@@ -231,7 +231,7 @@ TEST_F(CmdEmuRunning, LogInformation_FailedLog_EndsTheQuery_AndKeepsWhatWasRead)
   tool.script[TEMPERATURE].result = 0;
   CCmdEmuGetlog log;
   vxtest::PluginTrace trace;
-  EXPECT_EQ(plugin.GetLogPageInformation(3, log), 20003U);
+  EXPECT_EQ(plugin.GetLogPageInformation(3, log), PI::ERR_TOOL_COMMAND_FAILED);
   EXPECT_EQ(tool.Calls(), (Strings{HEALTH, TEMPERATURE}));
   EXPECT_EQ(log.CriticalWarnings, 1U);
   EXPECT_EQ(log.PercentageUsed, 7);
@@ -244,7 +244,7 @@ TEST_F(CmdEmuRunning, LogInformation_AttributeADIs100BeforeItsLogIsAsked) {
   AnswerAllLogs();
   tool.script[ATTRIBUTES].result = 0;
   CCmdEmuGetlog log;
-  EXPECT_EQ(plugin.GetLogPageInformation(3, log), 20003U);
+  EXPECT_EQ(plugin.GetLogPageInformation(3, log), PI::ERR_TOOL_COMMAND_FAILED);
   EXPECT_EQ(log.NormalizedAD, 100U);
   EXPECT_EQ(log.CriticalWarnings, 1U);  // no temperature bits without the last log
 }
@@ -289,7 +289,7 @@ TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
   std::string version = "old";
   {
     vxtest::PluginTrace trace;
-    EXPECT_EQ(plugin.GetVersion(version), 20003U);
+    EXPECT_EQ(plugin.GetVersion(version), PI::ERR_TOOL_COMMAND_FAILED);
     EXPECT_EQ(version, "3.0.20");
     ASSERT_EQ(trace.Texts(), Strings{"Name: Version, Value: (3.0.20)"});
     EXPECT_EQ(trace.Lines()[0].function, "GetVersion");
@@ -305,7 +305,7 @@ TEST_F(CmdEmuRunning, Version_Returns20003WhetherItWasReadOrNot) {
     version = "old";
     tool.script[VERSION] = failure;
     vxtest::PluginTrace trace;
-    EXPECT_EQ(plugin.GetVersion(version), 20003U) << failure.output;
+    EXPECT_EQ(plugin.GetVersion(version), PI::ERR_TOOL_COMMAND_FAILED) << failure.output;
     EXPECT_EQ(version, "") << failure.output;
     EXPECT_TRUE(trace.Lines().empty());
   }
@@ -322,12 +322,13 @@ TEST_F(CmdEmuRunning, EveryCommand_StandsBehindThePrefix_AndIsNotRepeatedWhenItF
     tool.ClearCalls();
     std::string version;
     rapidjson::Document document;
-    EXPECT_EQ(plugin.GetAdaptersInfo(), 20003U);
-    EXPECT_EQ(plugin.GetVersion(version), 20003U);
-    for (const int id : {2, 197, 202, 203}) EXPECT_EQ(plugin.GetLogPage(3, id, document), 20003U);
-    EXPECT_EQ(plugin.CmdEmu_format(3), 20003U);
-    EXPECT_EQ(plugin.CmdEmu_delete(3), 20003U);
-    EXPECT_EQ(plugin.CmdEmu_set(3, "N", 1, 5), 20003U);
+    EXPECT_EQ(plugin.GetAdaptersInfo(), PI::ERR_TOOL_COMMAND_FAILED);
+    EXPECT_EQ(plugin.GetVersion(version), PI::ERR_TOOL_COMMAND_FAILED);
+    for (const int id : {2, 197, 202, 203})
+      EXPECT_EQ(plugin.GetLogPage(3, id, document), PI::ERR_TOOL_COMMAND_FAILED);
+    EXPECT_EQ(plugin.CmdEmu_format(3), PI::ERR_TOOL_COMMAND_FAILED);
+    EXPECT_EQ(plugin.CmdEmu_delete(3), PI::ERR_TOOL_COMMAND_FAILED);
+    EXPECT_EQ(plugin.CmdEmu_set(3, "N", 1, 5), PI::ERR_TOOL_COMMAND_FAILED);
     EXPECT_EQ(tool.Calls(), commands);
     EXPECT_EQ(tool.Prefixes(), Strings(9, "LD_PRELOAD=/h/bin/lib.so /h/bin/isdct"));
   }
@@ -356,8 +357,8 @@ TEST_F(CmdEmuRunning, FormatAndDelete_SucceedWhenAnyLineSaysSo) {
         {{"Error: a", "Format successful.", "Error: b"}, 0U},
         {{"successful"}, 0U},
         {{"unsuccessful"}, 0U},  // holds the word
-        {{"Successful", "SUCCESSFUL", "success", ""}, 20003U},
-        {{}, 20003U}};
+        {{"Successful", "SUCCESSFUL", "success", ""}, PI::ERR_TOOL_COMMAND_FAILED},
+        {{}, PI::ERR_TOOL_COMMAND_FAILED}};
     for (const auto& [lines, result] : cases) {
       tool.ClearCalls();
       tool.script[command.arguments] = {1, "", lines};
@@ -375,7 +376,7 @@ TEST_F(CmdEmuRunning, FormatAndDelete_OfAFailedRun_TraceTheRunOnly) {
   for (const Maintenance& command : MAINTENANCE) {
     tool.script[command.arguments] = {2, "", {"successful"}};
     vxtest::PluginTrace trace;
-    EXPECT_EQ((plugin.*command.run)(3), 20003U);
+    EXPECT_EQ((plugin.*command.run)(3), PI::ERR_TOOL_COMMAND_FAILED);
     ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 2"});
     EXPECT_EQ(trace.Lines()[0].level, 2U);
     EXPECT_EQ(trace.Lines()[0].function, command.function);
@@ -411,10 +412,10 @@ TEST_F(CmdEmuRunning, Set_ChecksTheFirstLineForTheIndexError_AndStopsAtTheFirstS
   const std::vector<Case> cases = {
       {{"a", error, "is successful", "successful 2"}, 0U, {"Value: (is successful)"}},
       {{"successful 1", "successful 2"}, 0U, {"Value: (successful 1)"}},
-      {{error, "successful"}, 20003U, {}},
-      {{"successful " + error}, 20003U, {}},
-      {{"a", "b"}, 20003U, {}},
-      {{}, 20003U, {}}};
+      {{error, "successful"}, PI::ERR_TOOL_COMMAND_FAILED, {}},
+      {{"successful " + error}, PI::ERR_TOOL_COMMAND_FAILED, {}},
+      {{"a", "b"}, PI::ERR_TOOL_COMMAND_FAILED, {}},
+      {{}, PI::ERR_TOOL_COMMAND_FAILED, {}}};
   for (const auto& [lines, result, texts] : cases) {
     tool.script[command] = {1, "", lines};
     vxtest::PluginTrace trace;
@@ -427,7 +428,7 @@ TEST_F(CmdEmuRunning, Set_ChecksTheFirstLineForTheIndexError_AndStopsAtTheFirstS
 TEST_F(CmdEmuRunning, Set_OfAFailedRun_TracesTheRun) {
   tool.script["delete -f -torvex 3"] = {0, "", {"successful"}};
   vxtest::PluginTrace trace;
-  EXPECT_EQ(plugin.CmdEmu_set(3, "N", 0, 5), 20003U);
+  EXPECT_EQ(plugin.CmdEmu_set(3, "N", 0, 5), PI::ERR_TOOL_COMMAND_FAILED);
   ASSERT_EQ(trace.Texts(), Strings{"TLXX::CSystem::ExecuteCommand returned with 0"});
   EXPECT_EQ(trace.Lines()[0].level, 2U);
   EXPECT_EQ(trace.Lines()[0].function, "CmdEmu_set");
@@ -467,12 +468,12 @@ TEST_F(MaintenanceProgram, FormatAndDelete_HearBothStreams) {
   EXPECT_EQ(plugin.CmdEmu_delete(4), 0U);
   EXPECT_EQ(Words(), "yes: delete -f -torvex 4\n");
   Answer("echo failed >&2; exit 0");
-  EXPECT_EQ(plugin.CmdEmu_delete(4), 20003U);
+  EXPECT_EQ(plugin.CmdEmu_delete(4), PI::ERR_TOOL_COMMAND_FAILED);
 }
 
 // A setting is asked for without joining the streams, so that its success must stand in the output.
 TEST_F(MaintenanceProgram, Set_HearsTheOutputAlone) {
-  EXPECT_EQ(plugin.CmdEmu_set(3, "MaximumLBA", 1, 50), 20003U);
+  EXPECT_EQ(plugin.CmdEmu_set(3, "MaximumLBA", 1, 50), PI::ERR_TOOL_COMMAND_FAILED);
   EXPECT_EQ(Words(), "yes: delete -f -torvex 3MaximumLBA=50GB\n");
   Answer("echo 'set successful'; exit 9");  // the status does not matter
   EXPECT_EQ(plugin.CmdEmu_set(3, "MaximumLBA", 4, 50), 0U);
@@ -482,8 +483,8 @@ TEST_F(MaintenanceProgram, Set_HearsTheOutputAlone) {
 TEST_F(MaintenanceProgram, ThatIsNotThere_FailsEveryCommand) {
   std::filesystem::remove(directory / "tool");
   vxtest::PluginTrace trace(2);
-  EXPECT_EQ(plugin.CmdEmu_format(3), 20003U);
-  EXPECT_EQ(plugin.CmdEmu_delete(3), 20003U);
-  EXPECT_EQ(plugin.CmdEmu_set(3, "N", 1, 5), 20003U);
+  EXPECT_EQ(plugin.CmdEmu_format(3), PI::ERR_TOOL_COMMAND_FAILED);
+  EXPECT_EQ(plugin.CmdEmu_delete(3), PI::ERR_TOOL_COMMAND_FAILED);
+  EXPECT_EQ(plugin.CmdEmu_set(3, "N", 1, 5), PI::ERR_TOOL_COMMAND_FAILED);
   EXPECT_EQ(trace.Texts(), Strings(3, "TLXX::CSystem::ExecuteCommand returned with 0"));
 }

@@ -46,9 +46,12 @@ void ExpectSetAndClearedInTurn(const Reports& reports, std::size_t drives) {
     bool& set = wasSet[report.object];
     set = !set;  // sorted by time
     if (set) {
-      EXPECT_THAT(ids, ElementsAre(10957U, 11088U, 10959U, 10960U, 10967U, 10962U, 10968U));
+      EXPECT_THAT(ids, ElementsAre(PI::EVENT_BACKUP_FAILED, PI::EVENT_RELIABILITY_DEGRADED,
+                                   PI::EVENT_TEMPERATURE_HIGH, PI::EVENT_TEMPERATURE_SHUTDOWN,
+                                   PI::EVENT_TEMPERATURE_WARNING, PI::EVENT_TEMPERATURE_ABOVE_LIMIT,
+                                   PI::EVENT_SPARE_LOW));
     } else {
-      EXPECT_THAT(ids, ElementsAre(10980U));
+      EXPECT_THAT(ids, ElementsAre(PI::EVENT_ALL_CLEAR));
     }
   }
   EXPECT_EQ(wasSet.size(), drives);
@@ -86,7 +89,7 @@ TEST(Events, FetchedByFourThreads_ArriveOnceAndInOrder) {
     hosts.emplace_back([&] {
       while (!done) {
         PI::COperation operation;
-        operation.SetOperationID(50002);
+        operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
         if (guest.Call(10, plugin, &operation) != 0) return;
         Add(operation.m_Events, reports);
         fetched += operation.m_Events.size();
@@ -117,7 +120,8 @@ class EventFetch : public testing::Test {
   EventFetch() {
     plugin.m_DataLock.Init();
     plugin.m_EventsLock.Init();
-    plugin.m_Events.emplace_back(11093, 2, 19002, 1, "queued");
+    plugin.m_Events.emplace_back(PI::EVENT_ADAPTER_ADDED, PI::SEVERITY_INFORMATION,
+                                 PI::EVENT_OBJECT_ADAPTERS, 1, "queued");
   }
   ~EventFetch() override {
     if (host.joinable()) host.join();
@@ -174,10 +178,10 @@ void CheckTopology(const std::vector<PI::CObject>& objects) {
     EXPECT_TRUE(ids.insert(object.m_ID).second);
     if (object.m_Type == PI::OBJECT_TYPE_ADAPTER) {
       adapterIds.push_back(object.m_ID);
-      adapterSerials.insert(frametest::TextOf(object, 30022));
+      adapterSerials.insert(frametest::TextOf(object, PI::PROPERTY_SERIAL_NUMBER));
       EXPECT_THAT(object.m_ParentIDs, ElementsAre(objects.front().m_ID));
     } else if (object.m_Type == PI::OBJECT_TYPE_PHYSICAL_DRIVE) {
-      driveSerials.insert(frametest::TextOf(object, 30022));
+      driveSerials.insert(frametest::TextOf(object, PI::PROPERTY_SERIAL_NUMBER));
     }
   }
   EXPECT_EQ(objects.front().m_ChildIDs, adapterIds);
@@ -193,9 +197,9 @@ void AskEverything(Guest& guest) {
   for (const PI::CObject& object : objects) {
     std::vector<PI::CProperty> properties;
     std::vector<PI::COperation> operations;
-    PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30007), false);
+    PI::CProperty property(PI::PROPERTY_NAME, false);
     PI::COperation operation;
-    operation.SetOperationID(50026);
+    operation.SetOperationID(PI::OPERATION_DRIVE);
     guest.Call(5, object.m_ID, &properties);
     guest.Call(6, object.m_ID, &property);
     guest.Call(7, object.m_ID, &property);

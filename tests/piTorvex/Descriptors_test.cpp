@@ -68,7 +68,10 @@ TEST_F(Descriptions, OfAnAdapter_HaveTheFlagsOfTheirRows) {
   EXPECT_THAT(g_Descriptions, Each(Field(&PI::_PROPERTY_DESCRIPTION::m_Flag1, 1U)));
   EXPECT_THAT(g_Descriptions, Each(Field(&PI::_PROPERTY_DESCRIPTION::m_Flag2, 1U)));
   EXPECT_THAT(IdsWithoutLastFlag(),
-              UnorderedElementsAre(30442U, 30483U, 30498U, 30486U, 30489U, 30490U, 30494U, 30189U));
+              UnorderedElementsAre(PI::PROPERTY_TEMPERATURE, PI::PROPERTY_END_OF_LIFE,
+                                   PI::PROPERTY_POWER_ON_HOURS, PI::PROPERTY_AVAILABLE_SPARE,
+                                   PI::PROPERTY_DATA_READ, PI::PROPERTY_DATA_WRITTEN,
+                                   PI::PROPERTY_REMAINING_LIFE, PI::PROPERTY_MEDIA_ERRORS));
 }
 
 TEST_F(Descriptions, OfADrive_HaveTheFlagsOfTheirRows) {
@@ -77,14 +80,15 @@ TEST_F(Descriptions, OfADrive_HaveTheFlagsOfTheirRows) {
   EXPECT_THAT(g_Descriptions, SizeIs(15));
   EXPECT_THAT(g_Descriptions, Each(Field(&PI::_PROPERTY_DESCRIPTION::m_Flag1, 1U)));
   EXPECT_THAT(g_Descriptions, Each(Field(&PI::_PROPERTY_DESCRIPTION::m_Flag2, 1U)));
-  EXPECT_THAT(IdsWithoutLastFlag(), UnorderedElementsAre(30069U, 30022U));
+  EXPECT_THAT(IdsWithoutLastFlag(),
+              UnorderedElementsAre(PI::PROPERTY_DRIVE_TEMPERATURE, PI::PROPERTY_SERIAL_NUMBER));
 }
 
 TEST_F(Descriptions, OfOneProperty_AreAskedForAlone) {
   vxtest::CTorvexAdapter adapter = vxtest::HealthyAdapter();
-  plugin.GetAdapterProperties(adapter, out, 30022);
-  EXPECT_THAT(g_Descriptions,
-              testing::ElementsAre(Field(&PI::_PROPERTY_DESCRIPTION::m_PropertyID, 30022U)));
+  plugin.GetAdapterProperties(adapter, out, PI::PROPERTY_SERIAL_NUMBER);
+  EXPECT_THAT(g_Descriptions, testing::ElementsAre(Field(&PI::_PROPERTY_DESCRIPTION::m_PropertyID,
+                                                         PI::PROPERTY_SERIAL_NUMBER)));
 }
 
 }  // namespace

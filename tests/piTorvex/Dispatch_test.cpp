@@ -101,12 +101,12 @@ TEST(EntryPoints, CreateIf_WithoutMemory_StoresNullAndSaysSo) {
   refuseMemory = true;
   const unsigned int result = createIf(&api);
   refuseMemory = false;
-  EXPECT_EQ(result, 20007U);
+  EXPECT_EQ(result, PI::ERR_OUT_OF_MEMORY);
   EXPECT_EQ(api, nullptr);
 }
 
 TEST(EntryPoints, NullPointers_AreHarmless) {
-  EXPECT_EQ(createIf(nullptr), 20007U);
+  EXPECT_EQ(createIf(nullptr), PI::ERR_OUT_OF_MEMORY);
   releaseIf(nullptr);
   IPLUGINAPI* api = nullptr;
   releaseIf(&api);
@@ -140,7 +140,7 @@ TEST_F(DispatchTest, Execute_UnknownCommand_IsRefusedBeforeAnythingElse) {
   trace.SetMask(EVERY_LEVEL);
   void* const nowhere = reinterpret_cast<void*>(std::uintptr_t{1});
   for (const unsigned int command : {0U, 11U, 12U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(guest.Call(command, plugin, nowhere), 20002U) << command;
+    EXPECT_EQ(guest.Call(command, plugin, nowhere), PI::ERR_UNKNOWN_COMMAND) << command;
   }
   EXPECT_THAT(trace.Texts(), IsEmpty());
 }
@@ -148,7 +148,7 @@ TEST_F(DispatchTest, Execute_UnknownCommand_IsRefusedBeforeAnythingElse) {
 TEST_F(DispatchTest, Execute_WithoutData_IsAFailureAndTouchesNothing) {
   trace.SetMask(EVERY_LEVEL);
   for (const unsigned int command : {1U, 2U, 4U, 5U, 6U, 7U, 8U, 9U, 10U}) {
-    EXPECT_EQ(guest.Call(command, plugin, nullptr), 20000U) << command;
+    EXPECT_EQ(guest.Call(command, plugin, nullptr), PI::ERR_GENERAL_FAILURE) << command;
   }
   EXPECT_THAT(trace.Texts(), IsEmpty());
 }
@@ -186,23 +186,23 @@ TEST_F(DispatchTest, CancellationOfAWaitingRequest_EndsItsThreadAndLeavesTheLock
 }
 
 TEST_F(DispatchTest, UnknownObject_IsNotFoundByAnyCommand) {
-  PI::CProperty property = Named(30007);
+  PI::CProperty property = Named(PI::PROPERTY_NAME);
   property.SetValue("mine");
-  PI::COperation operation = OperationNamed(50002);
+  PI::COperation operation = OperationNamed(PI::OPERATION_FETCH_EVENTS);
   std::vector<PI::CProperty> properties(3);
   std::vector<PI::COperation> operations(3);
-  EXPECT_EQ(guest.Call(5, UNKNOWN_OBJECT, &properties), 20008U);
+  EXPECT_EQ(guest.Call(5, UNKNOWN_OBJECT, &properties), PI::ERR_OBJECT_NOT_FOUND);
   EXPECT_THAT(properties, IsEmpty());
-  EXPECT_EQ(guest.Call(6, UNKNOWN_OBJECT, &property), 20008U);
+  EXPECT_EQ(guest.Call(6, UNKNOWN_OBJECT, &property), PI::ERR_OBJECT_NOT_FOUND);
   EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "mine");
-  EXPECT_EQ(guest.Call(7, UNKNOWN_OBJECT, &property), 20008U);
-  EXPECT_EQ(guest.Call(8, UNKNOWN_OBJECT, &operations), 20008U);
+  EXPECT_EQ(guest.Call(7, UNKNOWN_OBJECT, &property), PI::ERR_OBJECT_NOT_FOUND);
+  EXPECT_EQ(guest.Call(8, UNKNOWN_OBJECT, &operations), PI::ERR_OBJECT_NOT_FOUND);
   EXPECT_THAT(operations, IsEmpty());
   EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "mine");
   operation.m_Events.emplace_back(1, 1, 1, 1, "mine");
-  EXPECT_EQ(guest.Call(9, UNKNOWN_OBJECT, &operation), 20008U);
-  EXPECT_EQ(guest.Call(10, UNKNOWN_OBJECT, &operation), 20008U);
-  EXPECT_EQ(operation.OperationID(), 50002U);
+  EXPECT_EQ(guest.Call(9, UNKNOWN_OBJECT, &operation), PI::ERR_OBJECT_NOT_FOUND);
+  EXPECT_EQ(guest.Call(10, UNKNOWN_OBJECT, &operation), PI::ERR_OBJECT_NOT_FOUND);
+  EXPECT_EQ(operation.OperationID(), PI::OPERATION_FETCH_EVENTS);
   EXPECT_EQ(operation.m_Events.size(), 1U);
   for (const PI::CObject& object : guest.Topology()) EXPECT_EQ(object.m_ReadCounter, 0U);
 }
@@ -210,7 +210,7 @@ TEST_F(DispatchTest, UnknownObject_IsNotFoundByAnyCommand) {
 TEST_F(DispatchTest, GetProperties_AnswersForEachKindOfObject) {
   std::vector<PI::CProperty> properties;
   EXPECT_EQ(guest.Call(5, plugin, &properties), 0U);
-  EXPECT_EQ(properties.front().m_PropertyID, 30137U);
+  EXPECT_EQ(properties.front().m_PropertyID, PI::PROPERTY_LOCATION);
   EXPECT_EQ(guest.Call(5, adapter, &properties), 0U);
   EXPECT_EQ(properties.size(), 28U);  // all but the driver's version, which no module tells
   EXPECT_EQ(guest.Call(5, drive, &properties), 0U);
@@ -218,7 +218,7 @@ TEST_F(DispatchTest, GetProperties_AnswersForEachKindOfObject) {
 }
 
 TEST_F(DispatchTest, GetProperty_GivesTheValueAndCountsTheRead) {
-  PI::CProperty property = Named(30022);
+  PI::CProperty property = Named(PI::PROPERTY_SERIAL_NUMBER);
   EXPECT_EQ(guest.Call(6, drive, &property), 0U);
   EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "SERIAL-A");
   EXPECT_EQ(guest.Impl().m_PhysicalDrives.front().m_ReadCounter, 1U);
@@ -227,7 +227,7 @@ TEST_F(DispatchTest, GetProperty_GivesTheValueAndCountsTheRead) {
 TEST_F(DispatchTest, GetProperty_ThatTheObjectLacks_FailsButCountsTheRead) {
   PI::CProperty property = Named(4711);
   property.SetValue("mine");
-  EXPECT_EQ(guest.Call(6, adapter, &property), 20000U);
+  EXPECT_EQ(guest.Call(6, adapter, &property), PI::ERR_GENERAL_FAILURE);
   EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "mine");
   EXPECT_EQ(guest.Topology()[1].m_ReadCounter, 1U);
 }
@@ -235,15 +235,15 @@ TEST_F(DispatchTest, GetProperty_ThatTheObjectLacks_FailsButCountsTheRead) {
 TEST_F(DispatchTest, GetProperty_WithTheIdOfAll_GivesTheFirst) {
   PI::CProperty property = Named(1);
   EXPECT_EQ(guest.Call(6, adapter, &property), 0U);
-  EXPECT_EQ(property.m_PropertyID, 30007U);
+  EXPECT_EQ(property.m_PropertyID, PI::PROPERTY_NAME);
 }
 
 TEST_F(DispatchTest, AnIdOfAdapterAndDrive_MeansTheAdapter) {
   guest.Impl().m_PhysicalDrives.front().m_ID = adapter;
-  PI::CProperty property = Named(30120);  // only adapters have it
+  PI::CProperty property = Named(PI::PROPERTY_ADAPTER_NUMBER);  // only adapters have it
   EXPECT_EQ(guest.Call(6, adapter, &property), 0U);
   guest.Impl().m_Adapters.front().m_ID = plugin;
-  property = Named(30005);  // only the plug-in has it
+  property = Named(PI::PROPERTY_POLL_INTERVAL);  // only the plug-in has it
   EXPECT_EQ(guest.Call(6, plugin, &property), 0U);
 }
 
@@ -251,17 +251,17 @@ TEST_F(DispatchTest, AnIdOfTwoAdaptersOrDrives_MeansTheFirst) {
   guest.Impl().m_Adapters[1].m_ID = adapter;
   guest.Impl().m_PhysicalDrives[1].m_ID = drive;
   for (const unsigned long object : {adapter, drive}) {
-    PI::CProperty property = Named(30022);
+    PI::CProperty property = Named(PI::PROPERTY_SERIAL_NUMBER);
     EXPECT_EQ(guest.Call(6, object, &property), 0U);
     EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "SERIAL-A");
   }
 }
 
 TEST_F(DispatchTest, SetProperty_OfAdaptersAndDrives_IsRefused) {
-  PI::CProperty property = Named(30007);
-  EXPECT_EQ(guest.Call(7, adapter, &property), 20004U);
-  EXPECT_EQ(guest.Call(7, drive, &property), 20004U);
-  EXPECT_EQ(guest.Call(7, plugin, &property), 20004U);
+  PI::CProperty property = Named(PI::PROPERTY_NAME);
+  EXPECT_EQ(guest.Call(7, adapter, &property), PI::ERR_PROPERTY_NOT_SETTABLE);
+  EXPECT_EQ(guest.Call(7, drive, &property), PI::ERR_PROPERTY_NOT_SETTABLE);
+  EXPECT_EQ(guest.Call(7, plugin, &property), PI::ERR_PROPERTY_NOT_SETTABLE);
 }
 
 TEST_F(DispatchTest, Operations_AreRoutedByObject) {
@@ -271,11 +271,11 @@ TEST_F(DispatchTest, Operations_AreRoutedByObject) {
   operations.resize(2);
   EXPECT_EQ(guest.Call(8, drive, &operations), 0U);
   EXPECT_THAT(operations, IsEmpty());
-  PI::COperation operation = OperationNamed(50026);
+  PI::COperation operation = OperationNamed(PI::OPERATION_DRIVE);
   EXPECT_EQ(guest.Call(9, drive, &operation), 0U);
-  guest.Impl().m_PhysicalDrives.front().HealthState = 40095;
-  EXPECT_EQ(guest.Call(9, drive, &operation), 20042U);
-  EXPECT_EQ(guest.Call(10, drive, &operation), 20005U);
+  guest.Impl().m_PhysicalDrives.front().HealthState = PI::CHOICE_HEALTH_CRITICAL;
+  EXPECT_EQ(guest.Call(9, drive, &operation), PI::ERR_OPERATION_NOT_ALLOWED);
+  EXPECT_EQ(guest.Call(10, drive, &operation), PI::ERR_OPERATION_NOT_SUPPORTED);
   EXPECT_EQ(guest.Call(10, adapter, &operation), 0U);
 }
 
@@ -283,7 +283,7 @@ TEST_F(DispatchTest, AnExceptionOfAHandler_StopsAtTheDoor) {
   machine.tool.SetHook([](const std::string&) { throw std::runtime_error("out of luck"); });
   trace.SetMask(2);
   std::vector<PI::CAdapterID> ids(2);
-  EXPECT_EQ(guest.Call(1, 0, &ids), 20000U);
+  EXPECT_EQ(guest.Call(1, 0, &ids), PI::ERR_GENERAL_FAILURE);
   EXPECT_THAT(ids, IsEmpty());
   EXPECT_TRUE(trace.Has("Exception stopped: out of luck"));
   EXPECT_TRUE(IsFree(guest.Impl().m_DataLock));
@@ -297,8 +297,8 @@ TEST_F(DispatchTest, Requests_GiveTheLocksBack) {
     std::vector<PI::CObject> objects;
     std::vector<PI::CProperty> properties;
     std::vector<PI::COperation> operations;
-    PI::CProperty property = Named(30007);
-    PI::COperation operation = OperationNamed(50002);
+    PI::CProperty property = Named(PI::PROPERTY_NAME);
+    PI::COperation operation = OperationNamed(PI::OPERATION_FETCH_EVENTS);
     const std::vector<std::pair<unsigned int, void*>> calls = {
         {4, &objects},    {5, &properties}, {6, &property},  {7, &property},
         {8, &operations}, {9, &operation},  {10, &operation}};
@@ -313,7 +313,7 @@ TEST_F(DispatchTest, Requests_GiveTheLocksBack) {
 TEST(Dispatch, BeforeStartUp_ASettingIsStoredAndWakesNobody) {
   Machine machine;
   Guest guest;
-  PI::CProperty property = Named(30005);
+  PI::CProperty property = Named(PI::PROPERTY_POLL_INTERVAL);
   property.SetValue(60, 2, 255, 1U);
   EXPECT_EQ(guest.Call(7, 0, &property), 0U);
   EXPECT_EQ(guest.Impl().PollInterval.load(), 60U);
@@ -327,8 +327,8 @@ TEST(Dispatch, BeforeStartUp_RequestsAreAnswered) {
   std::vector<PI::CProperty> properties;
   EXPECT_EQ(guest.Call(5, 0, &properties), 0U);
   EXPECT_EQ(properties.size(), 5U);
-  EXPECT_EQ(guest.Call(5, UNKNOWN_OBJECT, &properties), 20008U);
-  PI::COperation operation = OperationNamed(50002);
+  EXPECT_EQ(guest.Call(5, UNKNOWN_OBJECT, &properties), PI::ERR_OBJECT_NOT_FOUND);
+  PI::COperation operation = OperationNamed(PI::OPERATION_FETCH_EVENTS);
   EXPECT_EQ(guest.Call(10, 0, &operation), 0U);  // the events lock is not there: no events
 }
 
@@ -344,7 +344,7 @@ TEST_F(DispatchTest, GetProperties_OnTheLockLevel_WritesTwoLines) {
 
 TEST_F(DispatchTest, CheckOperation_OnTheLockLevel_WritesFourLines) {
   trace.SetMask(8);
-  PI::COperation operation = OperationNamed(50026);
+  PI::COperation operation = OperationNamed(PI::OPERATION_DRIVE);
   guest.Call(9, drive, &operation);
   EXPECT_THAT(trace.Texts(),
               ElementsAre("ENTER CheckOperation operation=50026", "Before m_DataLock.Wait (sg)",
@@ -361,12 +361,12 @@ TEST_F(DispatchTest, GetOperations_SaysEnterTwice) {
 
 TEST_F(DispatchTest, SetPropertyAndExecuteOperation_TellOfTheLockAlone) {
   trace.SetMask(EVERY_LEVEL);
-  PI::CProperty property = Named(30007);
+  PI::CProperty property = Named(PI::PROPERTY_NAME);
   guest.Call(7, adapter, &property);
   EXPECT_THAT(LevelsAndTexts(), ElementsAre(Pair(8, "Before m_DataLock.Wait (sg)"),
                                             Pair(8, "After m_DataLock.Wait (sg)")));
   trace.Clear();
-  PI::COperation operation = OperationNamed(50026);
+  PI::COperation operation = OperationNamed(PI::OPERATION_DRIVE);
   guest.Call(10, drive, &operation);
   EXPECT_THAT(
       LevelsAndTexts(),
@@ -378,7 +378,7 @@ TEST_F(DispatchTest, SetPropertyAndExecuteOperation_TellOfTheLockAlone) {
 TEST_F(DispatchTest, Lookups_TellHowFarTheyWent) {
   trace.SetMask(4);
   std::vector<PI::CProperty> properties;
-  PI::CProperty property = Named(30007);
+  PI::CProperty property = Named(PI::PROPERTY_NAME);
   guest.Call(5, plugin, &properties);
   guest.Call(6, plugin, &property);
   EXPECT_THAT(trace.Texts(), IsEmpty());
@@ -410,7 +410,7 @@ TEST_F(DispatchTest, Topology_TellsOfEveryObject) {
 // The release is written without a blank here.
 TEST_F(DispatchTest, EventFetch_TellsOfItsLock) {
   trace.SetMask(EVERY_LEVEL);
-  PI::COperation operation = OperationNamed(50002);
+  PI::COperation operation = OperationNamed(PI::OPERATION_FETCH_EVENTS);
   EXPECT_EQ(guest.Impl().GetEvents(guest.Impl().m_Plugin, operation), 0U);
   EXPECT_THAT(
       LevelsAndTexts(),
@@ -422,8 +422,8 @@ TEST_F(DispatchTest, EventFetch_TellsOfItsLock) {
 
 TEST_F(DispatchTest, EachLevelAlone_WritesItsOwnLinesAndNoOther) {
   const auto live = [this](unsigned int mask) {
-    PI::CProperty property = Named(30007);
-    PI::COperation operation = OperationNamed(50002);
+    PI::CProperty property = Named(PI::PROPERTY_NAME);
+    PI::COperation operation = OperationNamed(PI::OPERATION_FETCH_EVENTS);
     std::vector<PI::COperation> operations;
     trace.Clear();
     trace.SetMask(mask);
@@ -447,7 +447,7 @@ TEST_F(DispatchTest, EachLevelAlone_WritesItsOwnLinesAndNoOther) {
 
 TEST_F(DispatchTest, EveryLine_NamesItsFileAndFunction) {
   trace.SetMask(EVERY_LEVEL);
-  PI::COperation operation = OperationNamed(50002);
+  PI::COperation operation = OperationNamed(PI::OPERATION_FETCH_EVENTS);
   std::vector<PI::CObject> objects;
   guest.Call(9, plugin, &operation);
   guest.Call(10, plugin, &operation);
@@ -505,7 +505,7 @@ TEST_F(DispatchTest, PluginProperties_StandInOrder) {
         (text == nullptr ? "-" : text->m_Value) + (property.m_Settable ? " settable" : ""));
   }
   for (const PI::CProperty& property : properties) {
-    const bool isInterval = property.m_PropertyID == 30005;
+    const bool isInterval = property.m_PropertyID == PI::PROPERTY_POLL_INTERVAL;
     EXPECT_EQ(property.m_Kind, isInterval ? PI::KIND_RANGE : PI::KIND_STRING);
     EXPECT_EQ(property.m_Unit, PI::UNIT_NONE);
   }
@@ -528,8 +528,8 @@ TEST_F(DispatchTest, PluginProperties_WithoutAToolVersion_LackOne) {
   std::vector<PI::CProperty> properties;
   guest.Call(5, plugin, &properties);
   EXPECT_EQ(properties.size(), 5U);
-  PI::CProperty property = Named(30004);
-  EXPECT_EQ(guest.Call(6, plugin, &property), 20000U);
+  PI::CProperty property = Named(PI::PROPERTY_TOOL_VERSION);
+  EXPECT_EQ(guest.Call(6, plugin, &property), PI::ERR_GENERAL_FAILURE);
 }
 
 TEST_F(DispatchTest, PluginProperty_OfOneId_IsItsRowOrNothingWithoutAFailure) {
@@ -538,19 +538,22 @@ TEST_F(DispatchTest, PluginProperty_OfOneId_IsItsRowOrNothingWithoutAFailure) {
     EXPECT_EQ(guest.Impl().GetPluginProperties(guest.Impl().m_Plugin, properties, id), 0UL) << id;
     return properties;
   };
-  for (const unsigned int id : {30137U, 30007U, 30099U, 30003U, 30004U, 30005U}) {
+  for (const unsigned int id :
+       {PI::PROPERTY_LOCATION, PI::PROPERTY_NAME, PI::PROPERTY_VERSION, PI::PROPERTY_VENDOR,
+        PI::PROPERTY_TOOL_VERSION, PI::PROPERTY_POLL_INTERVAL}) {
     const std::vector<PI::CProperty> properties = get(id);
     ASSERT_EQ(properties.size(), 1U) << id;
     EXPECT_EQ(properties.front().m_PropertyID, id);
   }
-  for (const unsigned long id : {0UL, 2UL, 30022UL, 0x100000000UL + 30007UL, ~0UL}) {
+  for (const unsigned long id : std::initializer_list<unsigned long>{
+           0, 2, PI::PROPERTY_SERIAL_NUMBER, 0x100000000UL + PI::PROPERTY_NAME, ~0UL}) {
     EXPECT_THAT(get(id), IsEmpty()) << id;
   }
 }
 
 TEST_F(DispatchTest, PollInterval_IsClampedStoredAndWritten) {
   const auto set = [this](int value, int minimum, int maximum) {
-    PI::CProperty property = Named(30005);
+    PI::CProperty property = Named(PI::PROPERTY_POLL_INTERVAL);
     property.SetValue(value, minimum, maximum, 1U);
     EXPECT_EQ(guest.Call(7, plugin, &property), 0U);
     std::string text;
@@ -571,26 +574,26 @@ TEST_F(DispatchTest, PollInterval_IsClampedStoredAndWritten) {
 }
 
 TEST_F(DispatchTest, PollInterval_ThatIsNoRange_IsRefused) {
-  PI::CProperty property = Named(30005);
+  PI::CProperty property = Named(PI::PROPERTY_POLL_INTERVAL);
   property.SetValue("60");
-  EXPECT_EQ(guest.Call(7, plugin, &property), 20000U);
+  EXPECT_EQ(guest.Call(7, plugin, &property), PI::ERR_GENERAL_FAILURE);
   EXPECT_EQ(guest.Impl().PollInterval.load(), 30U);
   EXPECT_EQ(guest.Topology().front().m_ReadCounter, 0U);
 }
 
 TEST_F(DispatchTest, PollInterval_ThatCannotBeWritten_StaysInMemoryAndSaysSo) {
   PI::CConfigFile::SetConfigDirectory("/nowhere/at/all");
-  PI::CProperty property = Named(30005);
+  PI::CProperty property = Named(PI::PROPERTY_POLL_INTERVAL);
   property.SetValue(60, 2, 255, 1U);
-  EXPECT_EQ(guest.Call(7, plugin, &property), 20000U);
+  EXPECT_EQ(guest.Call(7, plugin, &property), PI::ERR_GENERAL_FAILURE);
   EXPECT_EQ(guest.Impl().PollInterval.load(), 60U);
   EXPECT_EQ(guest.Impl().m_PrivateEvent.Wait(0), TLX::Threading::WAIT_ACQUIRED);
 }
 
 TEST_F(DispatchTest, SettingAnythingElse_WakesNobody) {
-  PI::CProperty property = Named(30007);
+  PI::CProperty property = Named(PI::PROPERTY_NAME);
   property.SetValue("name");
-  EXPECT_EQ(guest.Call(7, plugin, &property), 20004U);
+  EXPECT_EQ(guest.Call(7, plugin, &property), PI::ERR_PROPERTY_NOT_SETTABLE);
   EXPECT_EQ(guest.Impl().m_PrivateEvent.Wait(0), TLX::Threading::WAIT_TIMED_OUT);
 }
 
@@ -606,14 +609,17 @@ TEST_F(DispatchTest, PluginOperations_AreTheEventFetchAlone) {
 }
 
 TEST_F(DispatchTest, Events_AreDeliveredOnceAndOnlyByThePluginObject) {
-  guest.Impl().m_Events.emplace_back(11093, 2, 19002, 1, "first");
-  guest.Impl().m_Events.emplace_back(11094, 3, 19002, 2, "second");
-  PI::COperation operation = OperationNamed(50002);
+  guest.Impl().m_Events.emplace_back(PI::EVENT_ADAPTER_ADDED, PI::SEVERITY_INFORMATION,
+                                     PI::EVENT_OBJECT_ADAPTERS, 1, "first");
+  guest.Impl().m_Events.emplace_back(PI::EVENT_ADAPTER_REMOVED, PI::SEVERITY_WARNING,
+                                     PI::EVENT_OBJECT_ADAPTERS, 2, "second");
+  PI::COperation operation = OperationNamed(PI::OPERATION_FETCH_EVENTS);
   operation.m_Events.emplace_back(1, 1, 1, 1, "old");
   EXPECT_EQ(guest.Call(10, adapter, &operation), 0U);
   EXPECT_EQ(operation.m_Events.size(), 1U);  // nothing is fetched there
   EXPECT_EQ(guest.Call(10, plugin, &operation), 0U);
-  EXPECT_THAT(frametest::IdsOf(operation.m_Events), ElementsAre(11093U, 11094U));
+  EXPECT_THAT(frametest::IdsOf(operation.m_Events),
+              ElementsAre(PI::EVENT_ADAPTER_ADDED, PI::EVENT_ADAPTER_REMOVED));
   EXPECT_EQ(operation.m_Events[1].m_Name, "second");
   EXPECT_EQ(guest.Call(10, plugin, &operation), 0U);
   EXPECT_THAT(operation.m_Events, IsEmpty());
@@ -622,7 +628,7 @@ TEST_F(DispatchTest, Events_AreDeliveredOnceAndOnlyByThePluginObject) {
 TEST_F(DispatchTest, UnknownOperationOfThePlugin_IsRefusedAndTraced) {
   trace.SetMask(2);
   PI::COperation operation = OperationNamed(4711);
-  EXPECT_EQ(guest.Call(10, plugin, &operation), 20005U);
+  EXPECT_EQ(guest.Call(10, plugin, &operation), PI::ERR_OPERATION_NOT_SUPPORTED);
   const std::vector<std::string> texts = trace.Texts();
   EXPECT_EQ(texts.front(), "ENTER ExecutePluginOperation()");
   EXPECT_EQ(texts.back(), "LEAVE ExecutePluginOperation() -> 20005");
@@ -631,8 +637,9 @@ TEST_F(DispatchTest, UnknownOperationOfThePlugin_IsRefusedAndTraced) {
 TEST(Events, WithoutTheirLock_StayQueuedAndTheFetchSaysNothing) {
   PluginTrace trace(2 | 8);
   frametest::IPLUGINAPI_IMPL plugin;  // no lock is initialised
-  plugin.m_Events.emplace_back(11093, 2, 19002, 1, "kept");
-  PI::COperation operation = OperationNamed(50002);
+  plugin.m_Events.emplace_back(PI::EVENT_ADAPTER_ADDED, PI::SEVERITY_INFORMATION,
+                               PI::EVENT_OBJECT_ADAPTERS, 1, "kept");
+  PI::COperation operation = OperationNamed(PI::OPERATION_FETCH_EVENTS);
   operation.m_Events.emplace_back(1, 1, 1, 1, "old");
   EXPECT_EQ(plugin.GetEvents(plugin.m_Plugin, operation), 0U);
   EXPECT_THAT(operation.m_Events, IsEmpty());

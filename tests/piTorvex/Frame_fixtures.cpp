@@ -209,7 +209,7 @@ std::vector<PI::CObject> Guest::Topology() {
 
 std::vector<PI::CEvent> Guest::FetchEvents() {
   PI::COperation operation;
-  operation.SetOperationID(50002);
+  operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
   if (Call(10, PluginId(), &operation) != 0) throw std::runtime_error("no events");
   return operation.m_Events;
 }

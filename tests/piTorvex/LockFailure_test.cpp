@@ -41,7 +41,7 @@ using testing::IsEmpty;
 // What a host may send after a start-up that failed. A worker that is started all the same ends at
 // once, because it has no events to wait for.
 void UseUnready(frametest::Guest& guest, vxtest::PluginTrace& trace) {
-  PI::CProperty interval(static_cast<PI::_PROPERTY_ID>(30005), true);
+  PI::CProperty interval(PI::PROPERTY_POLL_INTERVAL, true);
   interval.SetValue(60, 2, 255, 1U);
   EXPECT_EQ(guest.Call(7, 0, &interval), 0U);
   EXPECT_EQ(guest.Impl().PollInterval.load(), 60U);
@@ -65,7 +65,7 @@ TEST(Initialize, WithALockThatFails_NamesItAndDoesNothingElse) {
     g_FailAt = static_cast<int>(i) + 1;
     std::vector<PI::CAdapterID> ids(1);
     testing::internal::CaptureStdout();
-    EXPECT_EQ(guest.Initialize(ids), 20011U) << names[i];
+    EXPECT_EQ(guest.Initialize(ids), PI::ERR_LOCK_INITIALIZATION_FAILED) << names[i];
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(g_Inits, g_FailAt);
     EXPECT_THAT(ids, IsEmpty());

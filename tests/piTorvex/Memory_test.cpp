@@ -166,12 +166,13 @@ class MemoryTest : public testing::TestWithParam<Shortage>,
     for (const PI::CObject& object : objects) {
       if (object.m_Type != PI::OBJECT_TYPE_ADAPTER) continue;
       children.push_back(object.m_ID);
-      serials.push_back(frametest::TextOf(object, 30022));
+      serials.push_back(frametest::TextOf(object, PI::PROPERTY_SERIAL_NUMBER));
       EXPECT_THAT(
           database.Column("Adapter", "HealthState", "SerialNumber = '" + serials.back() + "'"),
-          ElementsAre(std::to_string(
-              boost::get<PI::CChoiceData>(frametest::PropertyOf(object, 30017)->m_Value)
-                  .m_Selected)));
+          ElementsAre(
+              std::to_string(boost::get<PI::CChoiceData>(
+                                 frametest::PropertyOf(object, PI::PROPERTY_HEALTH)->m_Value)
+                                 .m_Selected)));
     }
     EXPECT_EQ(objects.front().m_ChildIDs, children);
     EXPECT_EQ(objects.size(), 1 + 2 * children.size());
@@ -202,7 +203,7 @@ TEST_P(MemoryTest, CreateIf_GivesAnObjectOrSaysThatThereIsNoMemory) {
     unsigned int result = 0;
     refused = RunShort(granted, GetParam(), [&] { result = createIf(&api); });
     EXPECT_EQ(result == 0, api != nullptr);
-    EXPECT_THAT(result, AnyOf(0U, 20007U));
+    EXPECT_THAT(result, AnyOf(PI::SUCCESS, PI::ERR_OUT_OF_MEMORY));
     EXPECT_TRUE(refused || result == 0);
     releaseIf(&api);
   }
@@ -216,7 +217,8 @@ TEST_P(MemoryTest, Initialize_FailsWithAResultAndCanBeRepeated) {
     unsigned int result = 0;
     refused = RunShort(granted, GetParam(), [&] { result = guest->Initialize(ids); });
     // An inventory or a scan without memory reads like one without drives.
-    EXPECT_THAT(result, AnyOf(0U, 20000U, 20001U, 20012U));
+    EXPECT_THAT(result, AnyOf(PI::SUCCESS, PI::ERR_GENERAL_FAILURE, PI::ERR_NO_SUPPORTED_HARDWARE,
+                              PI::ERR_API_INITIALIZATION_FAILED));
     EXPECT_THAT(ids, SizeIs(result == 0 ? 2 : 0));
   }
   EXPECT_EQ(guest->Initialize(), 0U);
@@ -230,7 +232,9 @@ TEST_P(MemoryTest, Requests_GiveTheirResultOrAGeneralFailureAndNothingHalf) {
   ASSERT_EQ(guest->Initialize(), 0U);
   const unsigned long plugin = guest->PluginId();
   const unsigned long adapter = guest->Impl().m_Adapters.front().m_ID;
-  const auto succeedsOrFails = [](unsigned int result) { EXPECT_THAT(result, AnyOf(0U, 20000U)); };
+  const auto succeedsOrFails = [](unsigned int result) {
+    EXPECT_THAT(result, AnyOf(PI::SUCCESS, PI::ERR_GENERAL_FAILURE));
+  };
 
   std::vector<PI::CObject> objects;
   Shorten(
@@ -250,7 +254,7 @@ TEST_P(MemoryTest, Requests_GiveTheirResultOrAGeneralFailureAndNothingHalf) {
   Shorten(
       6, adapter,
       [&] {
-        property = PI::CProperty(static_cast<PI::_PROPERTY_ID>(30063), false);
+        property = PI::CProperty(PI::PROPERTY_MODEL, false);
         return &property;
       },
       [&](unsigned int result) {
@@ -260,7 +264,7 @@ TEST_P(MemoryTest, Requests_GiveTheirResultOrAGeneralFailureAndNothingHalf) {
         EXPECT_EQ(property.m_Value.which(), 0);
       });
   EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "INTEL SSDPE2KX020T8");
-  property = PI::CProperty(static_cast<PI::_PROPERTY_ID>(30005), true);
+  property = PI::CProperty(PI::PROPERTY_POLL_INTERVAL, true);
   property.SetValue(60, 2, 255, 1U);
   Shorten(
       7, plugin, [&] { return &property; }, succeedsOrFails);
@@ -279,17 +283,21 @@ TEST_P(MemoryTest, EventFetch_LosesNoEventAndTellsNoneTwice) {
   const unsigned long plugin = guest->PluginId();
   bool refused = true;
   for (long granted = 0; refused; ++granted) {
-    guest->Impl().m_Events.emplace_back(11093, 2, 19002, 1, "a name too long for the short form");
-    guest->Impl().m_Events.emplace_back(11094, 3, 19002, 2, "another name of such a length");
+    guest->Impl().m_Events.emplace_back(PI::EVENT_ADAPTER_ADDED, PI::SEVERITY_INFORMATION,
+                                        PI::EVENT_OBJECT_ADAPTERS, 1,
+                                        "a name too long for the short form");
+    guest->Impl().m_Events.emplace_back(PI::EVENT_ADAPTER_REMOVED, PI::SEVERITY_WARNING,
+                                        PI::EVENT_OBJECT_ADAPTERS, 2,
+                                        "another name of such a length");
     PI::COperation operation;
-    operation.SetOperationID(50002);
+    operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
     unsigned int result = 0;
     refused = RunShort(granted, GetParam(), [&] { result = guest->Call(10, plugin, &operation); });
-    EXPECT_THAT(result, AnyOf(0U, 20000U));
+    EXPECT_THAT(result, AnyOf(PI::SUCCESS, PI::ERR_GENERAL_FAILURE));
     std::vector<unsigned int> told;
     if (result == 0) told = frametest::IdsOf(operation.m_Events);
     for (const unsigned int id : frametest::IdsOf(guest->FetchEvents())) told.push_back(id);
-    EXPECT_THAT(told, ElementsAre(11093U, 11094U)) << granted;
+    EXPECT_THAT(told, ElementsAre(PI::EVENT_ADAPTER_ADDED, PI::EVENT_ADAPTER_REMOVED)) << granted;
   }
 }
 
@@ -300,7 +308,7 @@ TEST_P(MemoryTest, SetAdapterIDs_CanBeRepeated) {
   for (long granted = 0; refused; ++granted) {
     unsigned int result = 0;
     refused = RunShort(granted, GetParam(), [&] { result = guest->SetAdapterIDs(); });
-    EXPECT_THAT(result, AnyOf(0U, 20000U));
+    EXPECT_THAT(result, AnyOf(PI::SUCCESS, PI::ERR_GENERAL_FAILURE));
     EXPECT_EQ(guest->DeInitialize(), 0U);
     database.Run("DELETE FROM Adapter");  // or each round would have more rows to look through
     ASSERT_EQ(guest->Initialize(), 0U);
@@ -322,7 +330,8 @@ TEST_P(MemoryTest, AScanOfANewWarning_TellsItOnceAndWritesItsRow) {
     WakeUp();
     // A health query without memory is a failed one, after which all looks clear.
     const std::vector<unsigned int> events = frametest::IdsOf(guest->FetchEvents());
-    const std::vector<unsigned int> expected = {warned ? 11088U : 10980U, 10985U};
+    const std::vector<unsigned int> expected = {
+        warned ? PI::EVENT_RELIABILITY_DEGRADED : PI::EVENT_ALL_CLEAR, PI::EVENT_DRIVE_CHANGED};
     EXPECT_THAT(events, ElementsAre(expected[0], expected[1])) << granted;
     CheckMirror();
   }
@@ -339,12 +348,14 @@ TEST_P(MemoryTest, AScanOfAPulledDrive_TellsItOnceAndDeletesItsRow) {
     });
     refused = WakeUpShort(granted);
     WakeUp();
-    EXPECT_THAT(frametest::IdsOf(guest->FetchEvents()), testing::Contains(11094U).Times(1))
+    EXPECT_THAT(frametest::IdsOf(guest->FetchEvents()),
+                testing::Contains(PI::EVENT_ADAPTER_REMOVED).Times(1))
         << granted;
     CheckMirror();
     machine.tool.Change([&pulled](std::vector<FakeDrive>& drives) { drives.push_back(pulled); });
     WakeUp();
-    EXPECT_THAT(frametest::IdsOf(guest->FetchEvents()), ElementsAre(11093U)) << granted;
+    EXPECT_THAT(frametest::IdsOf(guest->FetchEvents()), ElementsAre(PI::EVENT_ADAPTER_ADDED))
+        << granted;
     CheckMirror();
   }
 }

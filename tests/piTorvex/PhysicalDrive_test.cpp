@@ -132,10 +132,10 @@ TEST(PhysicalDriveUpdate, StateOrSectorSize_RaisesTheChangeEventOnce) {
   CTorvexAdapter owner;
   owner.Name = "owner's new name";
   using Change = std::function<void(CTorvexPhysicalDrive&)>;
-  const std::vector<Change> changes = {[](auto& d) { d.HealthState = 40095; },
+  const std::vector<Change> changes = {[](auto& d) { d.HealthState = PI::CHOICE_HEALTH_CRITICAL; },
                                        [](auto& d) { d.SectorSize = 4096; },
                                        [](auto& d) {
-                                         d.HealthState = 40095;
+                                         d.HealthState = PI::CHOICE_HEALTH_CRITICAL;
                                          d.SectorSize = 4096;
                                        }};
   for (const Change& change : changes) {
@@ -150,14 +150,14 @@ TEST(PhysicalDriveUpdate, StateOrSectorSize_RaisesTheChangeEventOnce) {
     ASSERT_EQ(events.size(), 1U);
     EXPECT_GE(events[0].m_Time, before);
     EXPECT_LE(events[0].m_Time, TLX::Misc::now());
-    EXPECT_EQ(events[0].m_EventID, 10985U);
-    EXPECT_EQ(events[0].m_Severity, 2U);
+    EXPECT_EQ(events[0].m_EventID, PI::EVENT_DRIVE_CHANGED);
+    EXPECT_EQ(events[0].m_Severity, PI::SEVERITY_INFORMATION);
     EXPECT_EQ(events[0].m_ObjectID, 0x0135000000000002UL);
     EXPECT_EQ(events[0].m_Name, "Intel SSD DC P4600, SSDPE2KX010T7");
     EXPECT_EQ(events[0].m_PlaceHolder1, "owner's new name");
     EXPECT_EQ(events[0].m_PlaceHolder2, "Intel SSD DC P4600, SSDPE2KX010T7");
     EXPECT_EQ(published.m_ReadCounter, 1U);
-    EXPECT_EQ(published.HealthState, 40099U);
+    EXPECT_EQ(published.HealthState, PI::CHOICE_DRIVE_WORKING);
   }
 }
 
@@ -234,7 +234,9 @@ TEST_F(PhysicalDriveTest, AllProperties_AreTheTableInItsOrder) {
 }
 
 TEST_F(PhysicalDriveTest, IdThatDrivesDoNotHave_GivesNothing) {
-  for (const unsigned long id : {0UL, 2UL, 30120UL, 30442UL, 0x100000000UL + 30007UL, ~0UL}) {
+  for (const unsigned long id : std::initializer_list<unsigned long>{
+           0, 2, PI::PROPERTY_ADAPTER_NUMBER, PI::PROPERTY_TEMPERATURE,
+           0x100000000UL + PI::PROPERTY_NAME, ~0UL}) {
     EXPECT_TRUE(Get(HealthyDrive(), id).empty()) << id;
   }
 }
@@ -243,7 +245,7 @@ TEST_F(PhysicalDriveTest, Temperature_IsShownOnlyForNamesThatBeginWithSSD) {
   for (const char* name : {"Intel SSD DC P4600", "ssd", "SS", "", " SSD", "Ssd x"}) {
     CTorvexPhysicalDrive drive = HealthyDrive();
     drive.Name = name;
-    EXPECT_TRUE(Get(drive, 30069).empty()) << name;
+    EXPECT_TRUE(Get(drive, PI::PROPERTY_DRIVE_TEMPERATURE).empty()) << name;
     EXPECT_EQ(Get(drive, 1).size(), 14U) << name;
   }
   for (const char* name : {"SSD", "SSD PCIe3", "SSDs"}) {
@@ -259,16 +261,20 @@ TEST_F(PhysicalDriveTest, Temperature_IsShownOnlyForNamesThatBeginWithSSD) {
 
 TEST_F(PhysicalDriveTest, State_IsTheDrivesOwn_AndTheInterfaceNeverChanges) {
   CTorvexPhysicalDrive drive = HealthyDrive();
-  drive.HealthState = 40095;
-  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(drive, 30017)[0].m_Value).m_Selected, 40095);
-  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(drive, 30056)[0].m_Value).m_Selected, 40200);
+  drive.HealthState = PI::CHOICE_HEALTH_CRITICAL;
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(drive, PI::PROPERTY_HEALTH)[0].m_Value).m_Selected,
+            PI::CHOICE_HEALTH_CRITICAL);
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(drive, PI::PROPERTY_INTERFACE)[0].m_Value).m_Selected,
+            PI::CHOICE_INTERFACE_NVME);
 }
 
 TEST_F(PhysicalDriveTest, NoPropertyIsSettable) {
   CTorvexPhysicalDrive drive = HealthyDrive();
-  for (const unsigned int id : {1U, 30007U, 30069U, 30005U}) {
+  for (const unsigned int id : {PI::PROPERTY_ALL, PI::PROPERTY_NAME, PI::PROPERTY_DRIVE_TEMPERATURE,
+                                PI::PROPERTY_POLL_INTERVAL}) {
     PI::CProperty property(static_cast<PI::_PROPERTY_ID>(id), true);
-    EXPECT_EQ(plugin.SetPhysicalDriveProperty(drive, property), 20004U) << id;
+    EXPECT_EQ(plugin.SetPhysicalDriveProperty(drive, property), PI::ERR_PROPERTY_NOT_SETTABLE)
+        << id;
   }
   EXPECT_TRUE(drive.SameAs(HealthyDrive()));
 }
@@ -288,11 +294,12 @@ TEST_F(PhysicalDriveTest, CheckOfTheSwitchedOffOperation_FollowsTheState) {
   PI::COperation operation;
   CTorvexPhysicalDrive drive = HealthyDrive();
   for (const auto& [id, state, result] :
-       std::vector<std::tuple<unsigned int, unsigned int, unsigned int>>{{50026, 40099, 0},
-                                                                         {50026, 40095, 20042},
-                                                                         {50026, 0, 20042},
-                                                                         {50002, 40095, 0},
-                                                                         {0, 40095, 0}}) {
+       std::vector<std::tuple<unsigned int, unsigned int, unsigned int>>{
+           {PI::OPERATION_DRIVE, PI::CHOICE_DRIVE_WORKING, 0},
+           {PI::OPERATION_DRIVE, PI::CHOICE_HEALTH_CRITICAL, PI::ERR_OPERATION_NOT_ALLOWED},
+           {PI::OPERATION_DRIVE, 0, PI::ERR_OPERATION_NOT_ALLOWED},
+           {PI::OPERATION_FETCH_EVENTS, PI::CHOICE_HEALTH_CRITICAL, 0},
+           {0, PI::CHOICE_HEALTH_CRITICAL, 0}}) {
     operation.SetOperationID(id);
     drive.HealthState = state;
     vxtest::PluginTrace trace;
@@ -309,11 +316,12 @@ TEST_F(PhysicalDriveTest, CheckOfTheSwitchedOffOperation_FollowsTheState) {
 
 TEST_F(PhysicalDriveTest, RunsNoOperation) {
   CTorvexPhysicalDrive drive = HealthyDrive();
-  for (const unsigned int id : {50026U, 50002U, 0U}) {
+  for (const unsigned int id : {PI::OPERATION_DRIVE, PI::OPERATION_FETCH_EVENTS, 0U}) {
     PI::COperation operation;
     operation.SetOperationID(id);
     vxtest::PluginTrace trace;
-    EXPECT_EQ(plugin.ExecutePhysicalDriveOperation(drive, operation), 20005U);
+    EXPECT_EQ(plugin.ExecutePhysicalDriveOperation(drive, operation),
+              PI::ERR_OPERATION_NOT_SUPPORTED);
     const std::vector<std::string> expected = {"ENTER ExecutePhysicalDriveOperation()",
                                                "LEAVE ExecutePhysicalDriveOperation() -> 20005"};
     EXPECT_EQ(trace.Texts(), expected);

@@ -89,7 +89,7 @@ TEST(EntryPoints, CreateIf_WhoseConstructorThrows_StoresNullAndLetsNothingOut) {
     unsigned int result = 0;
     EXPECT_NO_THROW(result = createIf(&api));
     g_Database = Trouble::None;
-    EXPECT_EQ(result, 20007U);
+    EXPECT_EQ(result, PI::ERR_OUT_OF_MEMORY);
     EXPECT_EQ(api, nullptr);
   }
 }
@@ -130,7 +130,7 @@ TEST(Initialize, LooksForTheThreeDevicesInOrderUpToTheFirst) {
     Guest guest;
     g_Hardware = present;
     g_HardwareQuestions.clear();
-    EXPECT_EQ(guest.Initialize(), present.empty() ? 20001U : 0U);
+    EXPECT_EQ(guest.Initialize(), present.empty() ? PI::ERR_NO_SUPPORTED_HARDWARE : PI::SUCCESS);
     g_Hardware = {"0A54"};
     return g_HardwareQuestions;
   };
@@ -149,12 +149,12 @@ TEST(Requests, ThatThrowHalfWay_LeaveAnEmptyListAndFreeLocks) {
   for (const Trouble trouble : {Trouble::Known, Trouble::Unknown}) {
     std::vector<PI::CObject> objects(3);
     std::vector<PI::CProperty> properties(3);
-    PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30022), false);
+    PI::CProperty property(PI::PROPERTY_SERIAL_NUMBER, false);
     property.SetValue("mine");
     g_Properties = trouble;
-    EXPECT_EQ(guest.Call(4, 0, &objects), 20000U);
-    EXPECT_EQ(guest.Call(5, adapter, &properties), 20000U);
-    EXPECT_EQ(guest.Call(6, adapter, &property), 20000U);
+    EXPECT_EQ(guest.Call(4, 0, &objects), PI::ERR_GENERAL_FAILURE);
+    EXPECT_EQ(guest.Call(5, adapter, &properties), PI::ERR_GENERAL_FAILURE);
+    EXPECT_EQ(guest.Call(6, adapter, &property), PI::ERR_GENERAL_FAILURE);
     g_Properties = Trouble::None;
     EXPECT_THAT(objects, IsEmpty());
     EXPECT_THAT(properties, IsEmpty());

@@ -158,7 +158,7 @@ class RescanTest : public testing::Test {
 TEST_F(RescanTest, WarningsThatWereThereFromTheStart_RaiseNothing) {
   Change(0, [](auto& drive) { drive.warnings = 4; });
   ASSERT_EQ(guest.Initialize(), 0U);
-  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);
   EXPECT_THAT(Events(), IsEmpty());
 }
 
@@ -167,10 +167,10 @@ TEST_F(RescanTest, ADriveThatComesWithAWarning_IsOnlyAdded) {
   machine.AddDrive("SERIAL-C");
   Change(2, [](auto& drive) { drive.warnings = 4; });
   EXPECT_EQ(Rescan(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11093U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_ADDED));
   EXPECT_EQ(guest.Impl().m_PhysicalDrives[2].ParentAdapterNumber,
             guest.Impl().m_Adapters[2].GlobalAdapterNumber);
-  EXPECT_EQ(Rescan(), 20000UL);  // and its numbers stay what they are
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);  // and its numbers stay what they are
 }
 
 // The values of a drive that does not answer are unknown, and unknown reads like good.
@@ -179,12 +179,12 @@ TEST_F(RescanTest, AHealthQueryThatFails_LooksLikeAllClear_AndTheWarningComesBac
   ASSERT_EQ(guest.Initialize(), 0U);
   Change(0, [](auto& drive) { drive.healthFails = true; });
   EXPECT_EQ(Rescan(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(10980U, 10985U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_ALL_CLEAR, PI::EVENT_DRIVE_CHANGED));
   EXPECT_EQ(guest.Impl().m_Adapters[0].Temperature, -1.0F);
-  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);
   Change(0, [](auto& drive) { drive.healthFails = false; });
   EXPECT_EQ(Rescan(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11088U, 10985U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_RELIABILITY_DEGRADED, PI::EVENT_DRIVE_CHANGED));
 }
 
 // The line names the file of the operation that failed, whoever catches the exception.
@@ -206,12 +206,12 @@ TEST_F(RescanTest, AnInventoryThatFailsWhileAStopIsRequested_RemovesNothing) {
   ASSERT_EQ(guest.Initialize(), 0U);
   machine.tool.FailInventory(true);
   guest.Impl().m_StopRequest.Set();
-  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);
   EXPECT_EQ(guest.Topology().size(), 5U);
   EXPECT_THAT(Events(), IsEmpty());
   guest.Impl().m_StopRequest.Reset();
   EXPECT_EQ(Rescan(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11094U, 11094U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_ADAPTER_REMOVED));
 }
 
 TEST_F(RescanTest, APlaceThatCannotBeFound_TakesTheNameForAsLong) {
@@ -236,10 +236,10 @@ TEST_F(RescanTest, ALogPassThatChangedNothingElse_LeavesTheResultAndRefreshesThe
   guest.Impl().m_Adapters[0].Temperature = guest.Impl().m_PhysicalDrives[0].Temperature = 41.0F;
   guest.Impl().m_Adapters[0].RowIsStale = guest.Impl().m_PhysicalDrives[0].RowIsStale = true;
   database.FailWhen([](const std::string& text) { return Holds(text, "UPDATE PD"); });
-  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);
   database.FailWhen(nullptr);
   database.ClearWrites();
-  EXPECT_EQ(Rescan(), 20000UL);  // what failed, and nothing else
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);  // what failed, and nothing else
   EXPECT_THAT(database.Writes(), ElementsAre("UPDATE PD"));
   EXPECT_THAT(database.Column("Adapter", "Temperature"), ElementsAre("41", "30"));
   EXPECT_THAT(database.Column("PD", "Temperature"), ElementsAre("41", "30"));
@@ -251,11 +251,11 @@ TEST_F(RescanTest, InsertsThatFailedAtStartUp_AreSentAgain) {
   ASSERT_EQ(guest.Initialize(), 0U);
   database.FailWhen(nullptr);
   database.ClearWrites();
-  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);
   EXPECT_THAT(database.Writes(), ElementsAre("INSERT Adapter", "INSERT PD", "INSERT Adapter",
                                              "INSERT PD", "INSERT Plugin"));
   database.ClearWrites();
-  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);
   EXPECT_THAT(database.Writes(), IsEmpty());
 }
 
@@ -273,7 +273,7 @@ TEST_F(RescanTest, DeletesThatFailed_AreForgottenAtTheNextStartUp) {
   machine.tool.Change([&pulled](auto& drives) { drives.insert(drives.begin(), pulled); });
   ASSERT_EQ(guest.Initialize(), 0U);
   database.ClearWrites();
-  EXPECT_EQ(Rescan(), 20000UL);
+  EXPECT_EQ(Rescan(), PI::ERR_GENERAL_FAILURE);
   EXPECT_THAT(database.Writes(), IsEmpty());
 }
 
@@ -282,7 +282,7 @@ TEST_F(RescanTest, AScanThatThrowsAtStartUp_EndsLikeOneWithoutAdapters) {
   boost::function<void()>& used = frametest::CInspection::RecordCallback(guest.Impl());
   const boost::function<void()> callback = used;
   used.clear();
-  EXPECT_EQ(guest.Initialize(), 20001U);
+  EXPECT_EQ(guest.Initialize(), PI::ERR_NO_SUPPORTED_HARDWARE);
   EXPECT_TRUE(trace.Has("ScanSystem() ret = 20000 m_PhysicalDrives=0"));
   EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin", "DELETE Plugin"));
   used = callback;
@@ -297,7 +297,7 @@ TEST_F(RescanTest, AScanThatThrowsHalfWay_TakesBackWhatItHadFound) {
   vxtest::PluginTrace trace(2 | 16);
   std::vector<PI::CAdapterID> ids(1);
   testing::internal::CaptureStdout();
-  EXPECT_EQ(guest.Initialize(ids), 20001U);
+  EXPECT_EQ(guest.Initialize(ids), PI::ERR_NO_SUPPORTED_HARDWARE);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
   EXPECT_THAT(ids, IsEmpty());
   EXPECT_TRUE(trace.Has("ScanSystem() ret = 20000 m_PhysicalDrives=1"));
@@ -313,7 +313,7 @@ TEST_F(RescanTest, AScanThatThrowsHalfWay_TakesBackWhatItHadFound) {
 // interval.
 TEST_F(RescanTest, APrivateEventBeforeTheWorker_PutsItsFirstScanOff) {
   ASSERT_EQ(guest.Initialize(), 0U);
-  PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30005), true);
+  PI::CProperty property(PI::PROPERTY_POLL_INTERVAL, true);
   property.SetValue(255, 2, 255, 1U);
   ASSERT_EQ(guest.Call(7, guest.PluginId(), &property), 0U);
   machine.tool.ClearCalls();

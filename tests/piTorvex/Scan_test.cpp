@@ -56,7 +56,7 @@ class ScanTest : public testing::Test {
 
 TEST_F(ScanTest, OfAHealthyDrive_FillsAdapterAndDrive) {
   const CTorvexAdapter adapter = Adapter([](FakeDrive&) {});
-  EXPECT_EQ(adapter.m_Type, 19038U);
+  EXPECT_EQ(adapter.m_Type, PI::OBJECT_TYPE_ADAPTER);
   EXPECT_EQ(adapter.AdapterNumber, 1U);
   EXPECT_EQ(adapter.ToolIndex, 0);
   EXPECT_EQ(adapter.SerialNumber, "SERIAL");
@@ -72,9 +72,9 @@ TEST_F(ScanTest, OfAHealthyDrive_FillsAdapterAndDrive) {
   EXPECT_EQ(adapter.StatusWord2, 100UL);
   EXPECT_EQ(adapter.StatusWord3, 0UL);
   EXPECT_FLOAT_EQ(adapter.Temperature, 30.0F);
-  EXPECT_EQ(adapter.HealthState, 40024U);
+  EXPECT_EQ(adapter.HealthState, PI::CHOICE_HEALTH_GOOD);
   EXPECT_THAT(adapter.HealthReasons, IsEmpty());
-  EXPECT_EQ(adapter.LifeState, 40252U);
+  EXPECT_EQ(adapter.LifeState, PI::CHOICE_LIFE_AS_NEW);
   EXPECT_EQ(adapter.DataUnitsRead, 500UL);
   EXPECT_EQ(adapter.DataUnitsWritten, 2UL);
   EXPECT_EQ(adapter.PowerOnHours, 100UL);
@@ -83,18 +83,18 @@ TEST_F(ScanTest, OfAHealthyDrive_FillsAdapterAndDrive) {
   EXPECT_NE(adapter.GlobalAdapterNumber, 0U);
   EXPECT_EQ(adapter.StatusWord4, 0UL);  // nothing fills these
   EXPECT_FALSE(adapter.Flag);
-  EXPECT_EQ(adapter.SelectedLevel, 40473U);
+  EXPECT_EQ(adapter.SelectedLevel, PI::CHOICE_LEVEL_STANDARD);
 
   const CTorvexPhysicalDrive& drive = drives.at(0);
   EXPECT_EQ(drive.DriveText, "");
-  EXPECT_EQ(drive.m_Type, 19018U);
+  EXPECT_EQ(drive.m_Type, PI::OBJECT_TYPE_PHYSICAL_DRIVE);
   EXPECT_EQ(drive.DriveNumber, 0U);
   EXPECT_EQ(drive.ParentAdapterNumber, adapter.GlobalAdapterNumber);
   EXPECT_EQ(drive.SerialNumber, "SERIAL");
   EXPECT_EQ(drive.Vendor, "INTEL");
   EXPECT_EQ(drive.ModelNumber, adapter.ModelNumber);
   EXPECT_EQ(drive.Name, "Intel SSD DC P4510, SSDPE2KX020T8");
-  EXPECT_EQ(drive.HealthState, 40099U);
+  EXPECT_EQ(drive.HealthState, PI::CHOICE_DRIVE_WORKING);
   EXPECT_EQ(drive.SectorSize, 512U);
   EXPECT_EQ(drive.PhysicalSizeMiB, 1907729UL);
   EXPECT_EQ(drive.PhysicalSizeMiB2, drive.PhysicalSizeMiB);
@@ -224,7 +224,7 @@ TEST_F(ScanTest, ThatCannotReadTheHealth_LeavesItUnknown) {
   EXPECT_EQ(adapter.PowerOnHours, NOT_REPORTED);
   EXPECT_EQ(adapter.DataUnitsRead, NOT_REPORTED);
   EXPECT_EQ(adapter.DataUnitsWritten, NOT_REPORTED);
-  EXPECT_EQ(adapter.HealthState, 40024U);
+  EXPECT_EQ(adapter.HealthState, PI::CHOICE_HEALTH_GOOD);
   EXPECT_EQ(adapter.StatusBits, 0U);
   EXPECT_EQ(adapter.ExtraText, "");
   EXPECT_EQ(drives[0].PhysicalSizeMiB, 3'907'029'168UL * 512 >> 20U);  // the inventory's
@@ -239,10 +239,10 @@ TEST_F(ScanTest, ThatFailsHalfWayThroughTheHealth_LeavesNothingOfWhatItHadRead) 
     drive.mediaErrors = "12G";
   });
   EXPECT_EQ(adapter.StatusBits, 0U);
-  EXPECT_EQ(adapter.HealthState, 40024U);
+  EXPECT_EQ(adapter.HealthState, PI::CHOICE_HEALTH_GOOD);
   EXPECT_THAT(adapter.HealthReasons, IsEmpty());
   EXPECT_EQ(adapter.LifeState, CTorvexAdapter().LifeState);
-  EXPECT_EQ(drives[0].HealthState, 40099U);
+  EXPECT_EQ(drives[0].HealthState, PI::CHOICE_DRIVE_WORKING);
 }
 
 TEST_F(ScanTest, OfACounterThatIsNoNumber_LeavesTheHealthUnknownAndGoesOn) {
@@ -263,35 +263,69 @@ struct WarningCase {
 
 TEST_F(ScanTest, Warnings_GiveReasonsInOrderAndTheHealth) {
   const std::vector<WarningCase> cases = {
-      {"spare", [](FakeDrive& d) { d.warnings = 1, d.spareLow = true; }, {40459}, 40150},
-      {"temperature", [](FakeDrive& d) { d.warnings = 2; }, {40460}, 40150},
-      {"warm by the word", [](FakeDrive& d) { d.warnings = 0x20; }, {40460}, 40150},
-      {"hot by the word", [](FakeDrive& d) { d.warnings = 0x40; }, {40460}, 40150},
+      {"spare",
+       [](FakeDrive& d) { d.warnings = 1, d.spareLow = true; },
+       {PI::CHOICE_REASON_SPARE},
+       PI::CHOICE_HEALTH_DEGRADED},
+      {"temperature",
+       [](FakeDrive& d) { d.warnings = 2; },
+       {PI::CHOICE_REASON_TEMPERATURE},
+       PI::CHOICE_HEALTH_DEGRADED},
+      {"warm by the word",
+       [](FakeDrive& d) { d.warnings = 0x20; },
+       {PI::CHOICE_REASON_TEMPERATURE},
+       PI::CHOICE_HEALTH_DEGRADED},
+      {"hot by the word",
+       [](FakeDrive& d) { d.warnings = 0x40; },
+       {PI::CHOICE_REASON_TEMPERATURE},
+       PI::CHOICE_HEALTH_DEGRADED},
       {"at the shut-down limit by the word",
        [](FakeDrive& d) { d.warnings = 0x80; },
-       {40460},
-       40150},
-      {"above the limit by the word", [](FakeDrive& d) { d.warnings = 0x200; }, {40460}, 40150},
-      {"not yet warm", [](FakeDrive& d) { d.temperature = 77; }, {}, 40024},
-      {"warm", [](FakeDrive& d) { d.temperature = 78; }, {40460}, 40150},
-      {"hot", [](FakeDrive& d) { d.temperature = 80; }, {40460}, 40150},
-      {"unreliable", [](FakeDrive& d) { d.warnings = 4, d.unreliable = true; }, {40449}, 40095},
-      {"read only", [](FakeDrive& d) { d.warnings = 8, d.readOnly = true; }, {40487}, 40095},
-      {"backup", [](FakeDrive& d) { d.warnings = 16, d.backupFailed = true; }, {40452}, 40095},
-      {"no indicator", [](FakeDrive& d) { d.warnings = 0x100; }, {}, 40024},
-      {"indicator without the word", [](FakeDrive& d) { d.readOnly = true; }, {}, 40024},
+       {PI::CHOICE_REASON_TEMPERATURE},
+       PI::CHOICE_HEALTH_DEGRADED},
+      {"above the limit by the word",
+       [](FakeDrive& d) { d.warnings = 0x200; },
+       {PI::CHOICE_REASON_TEMPERATURE},
+       PI::CHOICE_HEALTH_DEGRADED},
+      {"not yet warm", [](FakeDrive& d) { d.temperature = 77; }, {}, PI::CHOICE_HEALTH_GOOD},
+      {"warm",
+       [](FakeDrive& d) { d.temperature = 78; },
+       {PI::CHOICE_REASON_TEMPERATURE},
+       PI::CHOICE_HEALTH_DEGRADED},
+      {"hot",
+       [](FakeDrive& d) { d.temperature = 80; },
+       {PI::CHOICE_REASON_TEMPERATURE},
+       PI::CHOICE_HEALTH_DEGRADED},
+      {"unreliable",
+       [](FakeDrive& d) { d.warnings = 4, d.unreliable = true; },
+       {PI::CHOICE_REASON_RELIABILITY},
+       PI::CHOICE_HEALTH_CRITICAL},
+      {"read only",
+       [](FakeDrive& d) { d.warnings = 8, d.readOnly = true; },
+       {PI::CHOICE_REASON_READ_ONLY},
+       PI::CHOICE_HEALTH_CRITICAL},
+      {"backup",
+       [](FakeDrive& d) { d.warnings = 16, d.backupFailed = true; },
+       {PI::CHOICE_REASON_BACKUP},
+       PI::CHOICE_HEALTH_CRITICAL},
+      {"no indicator", [](FakeDrive& d) { d.warnings = 0x100; }, {}, PI::CHOICE_HEALTH_GOOD},
+      {"indicator without the word",
+       [](FakeDrive& d) { d.readOnly = true; },
+       {},
+       PI::CHOICE_HEALTH_GOOD},
       {"all",
        [](FakeDrive& d) {
          d.warnings = 0x1F;
          d.spareLow = d.unreliable = d.readOnly = d.backupFailed = true;
        },
-       {40459, 40460, 40449, 40487, 40452},
-       40095},
-      {"worn", [](FakeDrive& d) { d.ea = 99; }, {}, 40150},
+       {PI::CHOICE_REASON_SPARE, PI::CHOICE_REASON_TEMPERATURE, PI::CHOICE_REASON_RELIABILITY,
+        PI::CHOICE_REASON_READ_ONLY, PI::CHOICE_REASON_BACKUP},
+       PI::CHOICE_HEALTH_CRITICAL},
+      {"worn", [](FakeDrive& d) { d.ea = 99; }, {}, PI::CHOICE_HEALTH_DEGRADED},
       {"worn and unreliable",
        [](FakeDrive& d) { d.ea = 50, d.warnings = 4, d.unreliable = true; },
-       {40449},
-       40095},
+       {PI::CHOICE_REASON_RELIABILITY},
+       PI::CHOICE_HEALTH_CRITICAL},
   };
   machine.AddDrive("SERIAL");
   FakeDrive plain;
@@ -304,17 +338,21 @@ TEST_F(ScanTest, Warnings_GiveReasonsInOrderAndTheHealth) {
     Scan(true);
     EXPECT_EQ(adapters.at(0).HealthReasons, each.reasons) << each.name;
     EXPECT_EQ(adapters.at(0).HealthState, each.health) << each.name;
-    EXPECT_EQ(drives.at(0).HealthState, each.health == 40095 ? 40095U : 40099U) << each.name;
+    EXPECT_EQ(drives.at(0).HealthState, each.health == PI::CHOICE_HEALTH_CRITICAL
+                                            ? PI::CHOICE_HEALTH_CRITICAL
+                                            : PI::CHOICE_DRIVE_WORKING)
+        << each.name;
   }
 }
 
 TEST_F(ScanTest, LifeState_FollowsTheRemainingLife) {
-  EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 100; }).LifeState, 40252U);
-  EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 101; }).LifeState, 40411U);
+  EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 100; }).LifeState, PI::CHOICE_LIFE_AS_NEW);
+  EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 101; }).LifeState, PI::CHOICE_LIFE_ABOVE_NEW);
   EXPECT_EQ(adapters[0].StatusWord2, 101UL);
-  EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 99; }).LifeState, 40410U);
+  EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.ea = 99; }).LifeState, PI::CHOICE_LIFE_BELOW_NEW);
   EXPECT_EQ(adapters[0].StatusWord2, 99UL);
-  EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.backupFailed = true; }).LifeState, 40411U);
+  EXPECT_EQ(Adapter([](FakeDrive& drive) { drive.backupFailed = true; }).LifeState,
+            PI::CHOICE_LIFE_ABOVE_NEW);
 }
 
 TEST_F(ScanTest, StatusWords_HoldTheRemainingLifeAndTheMediaErrors) {
@@ -597,7 +635,7 @@ TEST_F(ScanTest, WithAStopRequest_EndsWithoutAResult) {
   Scan(true);
   plugin.m_StopRequest.Init(true, true);
   machine.tool.ClearCalls();
-  EXPECT_EQ(Scan(false), 20000UL);
+  EXPECT_EQ(Scan(false), PI::ERR_GENERAL_FAILURE);
   EXPECT_THAT(machine.tool.Calls(), ElementsAre("show -all -o json -torvex"));
   EXPECT_EQ(Scan(true), 0UL);  // start-up does not look at it
 }

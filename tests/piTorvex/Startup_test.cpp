@@ -167,7 +167,7 @@ TEST(Initialize, WithoutSupportedHardware_SaysSoAndRunsNoTool) {
   Guest guest;
   std::vector<PI::CAdapterID> ids(2);
   CaptureStdout();
-  EXPECT_EQ(guest.Initialize(ids), 20001U);
+  EXPECT_EQ(guest.Initialize(ids), PI::ERR_NO_SUPPORTED_HARDWARE);
   EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
   EXPECT_THAT(ids, IsEmpty());
   EXPECT_THAT(machine.tool.Calls(), IsEmpty());
@@ -191,7 +191,7 @@ TEST(Initialize, WithAToolThatFails_SaysSoAndKeepsNothing) {
   machine.tool.FailInventory(true);
   Guest guest;
   CaptureStdout();
-  EXPECT_EQ(guest.Initialize(), 20012U);
+  EXPECT_EQ(guest.Initialize(), PI::ERR_API_INITIALIZATION_FAILED);
   EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
   EXPECT_EQ(guest.Topology().size(), 1U);
   EXPECT_TRUE(trace.Has("Initialize, CmdEmu_getAdapterCount returned = 0"));
@@ -206,7 +206,7 @@ TEST(Initialize, WithNoServedDrive_FailsLikeATool) {
   machine.tool.Change([](std::vector<FakeDrive>& drives) { drives.clear(); });
   Guest guest;
   CaptureStdout();
-  EXPECT_EQ(guest.Initialize(), 20012U);
+  EXPECT_EQ(guest.Initialize(), PI::ERR_API_INITIALIZATION_FAILED);
   EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
   EXPECT_TRUE(trace.Has("Initialize, CmdEmu_getAdapterCount called = 20001"));
 }
@@ -218,7 +218,7 @@ TEST(Initialize, ThatSkipsEveryDrive_TakesThePluginRowBack) {
   machine.AddManagedDrive("SERIAL");
   Guest guest;
   CaptureStdout();
-  EXPECT_EQ(guest.Initialize(), 20001U);
+  EXPECT_EQ(guest.Initialize(), PI::ERR_NO_SUPPORTED_HARDWARE);
   EXPECT_EQ(GetCapturedStdout(), "piTorvex:  Initialize:  adapter count is 0\n");
   EXPECT_THAT(guest.ids, IsEmpty());
   EXPECT_THAT(database.Writes(), ElementsAre("INSERT Plugin", "DELETE Plugin"));
@@ -287,13 +287,13 @@ TEST(Initialize, LinksPluginAndAdaptersByTheirIds) {
   const std::vector<PI::CObject> objects = guest.Topology();
   ASSERT_EQ(objects.size(), 5U);
   EXPECT_EQ(objects[0].m_ID, 0x0135000000000000UL);
-  EXPECT_EQ(objects[0].m_Type, 19006U);
+  EXPECT_EQ(objects[0].m_Type, PI::OBJECT_TYPE_PLUGIN);
   EXPECT_THAT(objects[0].m_ChildIDs, ElementsAre(0x0135000000000001UL, 0x0135000000000003UL));
   EXPECT_EQ(objects[1].m_ID, 0x0135000000000001UL);
-  EXPECT_EQ(objects[1].m_Type, 19038U);
+  EXPECT_EQ(objects[1].m_Type, PI::OBJECT_TYPE_ADAPTER);
   EXPECT_THAT(objects[1].m_ParentIDs, ElementsAre(objects[0].m_ID));
   EXPECT_EQ(objects[3].m_ID, 0x0135000000000002UL);
-  EXPECT_EQ(objects[3].m_Type, 19018U);
+  EXPECT_EQ(objects[3].m_Type, PI::OBJECT_TYPE_PHYSICAL_DRIVE);
   EXPECT_THAT(objects[3].m_ParentIDs, IsEmpty());
 }
 
@@ -349,7 +349,7 @@ TEST(Initialize, ThatFailsTheSecondTime_LeavesNoLinks) {
   Guest guest;
   ASSERT_EQ(guest.Initialize(), 0U);
   machine.tool.Change([](auto& drives) { drives.erase(drives.begin()); });
-  EXPECT_EQ(guest.Initialize(), 20001U);
+  EXPECT_EQ(guest.Initialize(), PI::ERR_NO_SUPPORTED_HARDWARE);
   const std::vector<PI::CObject> objects = guest.Topology();
   ASSERT_EQ(objects.size(), 1U);
   EXPECT_THAT(objects.front().m_ChildIDs, IsEmpty());
@@ -432,7 +432,7 @@ TEST(Initialize, OfTwoDrivesWithOneSerialNumber_PublishesTheFirst) {
   EXPECT_EQ(guest.ids.size(), 2U);
   const std::vector<PI::CObject> objects = guest.Topology();
   ASSERT_EQ(objects.size(), 5U);
-  EXPECT_EQ(frametest::TextOf(objects[1], 30247), "/dev/nvme0");
+  EXPECT_EQ(frametest::TextOf(objects[1], PI::PROPERTY_DEVICE_PATH), "/dev/nvme0");
   EXPECT_TRUE(trace.Has("Dropped 1 adapters whose serial number is taken"));
 }
 

@@ -15,11 +15,12 @@ using testing::IsEmpty;
 using vxtest::PluginTrace;
 
 constexpr unsigned long PLUGIN_ID = 1000;
+constexpr unsigned long NOTHING_CHANGED = PI::ERR_GENERAL_FAILURE;  // how a scan tells it
 
 CTorvexAdapter MakeAdapter(const std::string& serial, unsigned int number) {
   CTorvexAdapter adapter;
   adapter.m_ID = 2000 + number;
-  adapter.m_Type = 19038;
+  adapter.m_Type = PI::OBJECT_TYPE_ADAPTER;
   adapter.AdapterNumber = number;
   adapter.GlobalAdapterNumber = 50 + number;
   adapter.SerialNumber = serial;
@@ -31,7 +32,7 @@ CTorvexAdapter MakeAdapter(const std::string& serial, unsigned int number) {
 CTorvexPhysicalDrive MakeDrive(const std::string& serial, unsigned int number) {
   CTorvexPhysicalDrive drive;
   drive.m_ID = 3000 + number;
-  drive.m_Type = 19018;
+  drive.m_Type = PI::OBJECT_TYPE_PHYSICAL_DRIVE;
   drive.DriveNumber = number - 1;
   drive.ParentAdapterNumber = 50 + number;
   drive.SerialNumber = serial;
@@ -84,7 +85,7 @@ class UpdateTest : public testing::Test {
 
 TEST_F(UpdateTest, WithNothingNew_ChangesNothing) {
   Store();
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(Events(), IsEmpty());
   EXPECT_THAT(database.Writes(), IsEmpty());
   EXPECT_EQ(plugin.m_Adapters[0].m_ReadCounter, 0UL);
@@ -97,7 +98,7 @@ TEST_F(UpdateTest, LocksLinksAndCounters_AreNoDifference) {
   plugin.m_Adapters[0].m_ReadCounter = 12;
   plugin.m_PhysicalDrives[0].m_LockFlag = true;
   plugin.m_PhysicalDrives[0].m_ReadCounter = 13;
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_TRUE(plugin.m_Adapters[0].m_LockFlag);
   EXPECT_EQ(plugin.m_Adapters[0].m_ReadCounter, 12UL);
   EXPECT_THAT(plugin.m_Adapters[0].m_ParentIDs, ElementsAre(PLUGIN_ID));
@@ -113,21 +114,25 @@ struct StatusCase {
 
 TEST_F(UpdateTest, StatusBits_RaiseTheirEventsInOrder) {
   const std::vector<StatusCase> cases = {
-      {0x10, 0x30, {10967}},
-      {0x30, 0, {10980}},
-      {0, 0x11, {10957, 10968}},
-      {0x01, 0, {10980}},
-      {0x01, 0x11, {10957}},
+      {0x10, 0x30, {PI::EVENT_TEMPERATURE_WARNING}},
+      {0x30, 0, {PI::EVENT_ALL_CLEAR}},
+      {0, 0x11, {PI::EVENT_BACKUP_FAILED, PI::EVENT_SPARE_LOW}},
+      {0x01, 0, {PI::EVENT_ALL_CLEAR}},
+      {0x01, 0x11, {PI::EVENT_BACKUP_FAILED}},
       {0, 0x02, {}},
       {0, 0x08, {}},
-      {0x02, 0, {10980}},
-      {0, 0x240, {10959, 10962}},
-      {0x20, 0x240, {10959, 10962}},
-      {0x240, 0x280, {10960}},
-      {0x280, 0x240, {10959}},
-      {0x280, 0x20, {10967}},
-      {0x04, 0x01, {10968}},
-      {0, 0xFFFFFFFF, {10957, 11088, 10959, 10960, 10967, 10962, 10968}},
+      {0x02, 0, {PI::EVENT_ALL_CLEAR}},
+      {0, 0x240, {PI::EVENT_TEMPERATURE_HIGH, PI::EVENT_TEMPERATURE_ABOVE_LIMIT}},
+      {0x20, 0x240, {PI::EVENT_TEMPERATURE_HIGH, PI::EVENT_TEMPERATURE_ABOVE_LIMIT}},
+      {0x240, 0x280, {PI::EVENT_TEMPERATURE_SHUTDOWN}},
+      {0x280, 0x240, {PI::EVENT_TEMPERATURE_HIGH}},
+      {0x280, 0x20, {PI::EVENT_TEMPERATURE_WARNING}},
+      {0x04, 0x01, {PI::EVENT_SPARE_LOW}},
+      {0,
+       0xFFFFFFFF,
+       {PI::EVENT_BACKUP_FAILED, PI::EVENT_RELIABILITY_DEGRADED, PI::EVENT_TEMPERATURE_HIGH,
+        PI::EVENT_TEMPERATURE_SHUTDOWN, PI::EVENT_TEMPERATURE_WARNING,
+        PI::EVENT_TEMPERATURE_ABOVE_LIMIT, PI::EVENT_SPARE_LOW}},
   };
   for (const StatusCase& each : cases) {
     plugin.m_Events.clear();
@@ -145,8 +150,8 @@ TEST_F(UpdateTest, OfAStatus_NamesTheAdapter) {
   Update();
   ASSERT_EQ(plugin.m_Events.size(), 1U);
   const PI::CEvent& event = plugin.m_Events.front();
-  EXPECT_EQ(event.m_EventID, 11088U);
-  EXPECT_EQ(event.m_Severity, 3U);
+  EXPECT_EQ(event.m_EventID, PI::EVENT_RELIABILITY_DEGRADED);
+  EXPECT_EQ(event.m_Severity, PI::SEVERITY_WARNING);
   EXPECT_EQ(event.m_ObjectID, 2002UL);
   EXPECT_EQ(event.m_Name, "Adapter B");
   EXPECT_EQ(event.m_PlaceHolder1, "Adapter B");
@@ -201,13 +206,13 @@ TEST_F(UpdateTest, OfASize_RaisesNothing) {
 
 TEST_F(UpdateTest, OfSectorSizeOrState_RaisesTheDriveEvent) {
   drives[0].SectorSize = 4096;
-  drives[1].HealthState = 40095;
+  drives[1].HealthState = PI::CHOICE_HEALTH_CRITICAL;
   drives[1].Name = "Renamed";
   adapters[1].Name = "New name of B";
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(10985U, 10985U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_DRIVE_CHANGED, PI::EVENT_DRIVE_CHANGED));
   const PI::CEvent& event = plugin.m_Events[1];
-  EXPECT_EQ(event.m_Severity, 2U);
+  EXPECT_EQ(event.m_Severity, PI::SEVERITY_INFORMATION);
   EXPECT_EQ(event.m_ObjectID, 3002UL);
   EXPECT_EQ(event.m_Name, "Drive B");                // as it was published
   EXPECT_EQ(event.m_PlaceHolder1, "New name of B");  // the new adapter's
@@ -218,7 +223,7 @@ TEST_F(UpdateTest, OfADriveWithoutItsAdapter_ChangesItSilently) {
   adapters.erase(adapters.begin());
   drives[0].SectorSize = 4096;
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11094U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_REMOVED));
 }
 
 TEST_F(UpdateTest, WithANewAdapter_AddsItAtTheEnd) {
@@ -233,10 +238,10 @@ TEST_F(UpdateTest, WithANewAdapter_AddsItAtTheEnd) {
   EXPECT_THAT(plugin.m_Adapters[2].m_ParentIDs, ElementsAre(PLUGIN_ID));
   EXPECT_EQ(plugin.m_PhysicalDrives[0].ParentAdapterNumber, 53U);
   EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 1UL);
-  ASSERT_THAT(Events(), ElementsAre(11093U));
+  ASSERT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_ADDED));
   const PI::CEvent& event = plugin.m_Events.front();
-  EXPECT_EQ(event.m_Severity, 2U);
-  EXPECT_EQ(event.m_ObjectID, 19002UL);
+  EXPECT_EQ(event.m_Severity, PI::SEVERITY_INFORMATION);
+  EXPECT_EQ(event.m_ObjectID, PI::EVENT_OBJECT_ADAPTERS);
   EXPECT_GE(event.m_Time, before);
   EXPECT_LE(event.m_Time, TLX::Misc::now());
   EXPECT_EQ(event.m_Name, "Adapter C");
@@ -253,9 +258,9 @@ TEST_F(UpdateTest, WithAnAdapterGone_RemovesItAndKeepsTheDrivesRow) {
   EXPECT_THAT(Serials(), ElementsAre("B"));
   EXPECT_EQ(plugin.m_PhysicalDrives.size(), 1U);
   EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 1UL);
-  ASSERT_THAT(Events(), ElementsAre(11094U));
-  EXPECT_EQ(plugin.m_Events[0].m_Severity, 3U);
-  EXPECT_EQ(plugin.m_Events[0].m_ObjectID, 19002UL);
+  ASSERT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_REMOVED));
+  EXPECT_EQ(plugin.m_Events[0].m_Severity, PI::SEVERITY_WARNING);
+  EXPECT_EQ(plugin.m_Events[0].m_ObjectID, PI::EVENT_OBJECT_ADAPTERS);
   EXPECT_EQ(plugin.m_Events[0].m_Name, "Adapter A");
   EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "UPDATE Plugin"));
   EXPECT_THAT(database.Column("Adapter", "AdapterNumber"), ElementsAre("2"));
@@ -272,12 +277,12 @@ TEST_F(UpdateTest, OfVolumeManagementDrivers_NamesTheKey) {
     Update();
     adapters.clear();
     Update();
-    ASSERT_THAT(Events(), ElementsAre(11093U, 11094U));
+    ASSERT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_ADDED, PI::EVENT_ADAPTER_REMOVED));
     for (const PI::CEvent& event : plugin.m_Events) {
       EXPECT_EQ(event.m_Name, "Intel PCIe Device Adapter (A)");
       EXPECT_EQ(event.m_PlaceHolder1, "Intel PCIe Device Adapter");
       EXPECT_EQ(event.m_PlaceHolder2, " A");
-      EXPECT_EQ(event.m_ObjectID, 19002UL);
+      EXPECT_EQ(event.m_ObjectID, PI::EVENT_OBJECT_ADAPTERS);
     }
   }
 }
@@ -290,7 +295,7 @@ TEST_F(UpdateTest, OfDriversThatAreSpeltOtherwise_NamesTheAdapter) {
     adapters.clear();
     drives.clear();
     Update();
-    ASSERT_THAT(Events(), ElementsAre(11094U)) << driver;
+    ASSERT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_REMOVED)) << driver;
     EXPECT_EQ(plugin.m_Events[0].m_Name, "Adapter A") << driver;
     EXPECT_EQ(plugin.m_Events[0].m_PlaceHolder1, "Adapter A") << driver;
     EXPECT_EQ(plugin.m_Events[0].m_PlaceHolder2, " ") << driver;
@@ -307,7 +312,7 @@ TEST_F(UpdateTest, EventsThatNobodyFetches_AreAllKept) {
     EXPECT_EQ(Update(), 0UL);
   }
   PI::COperation operation;
-  operation.SetOperationID(50002);
+  operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
   EXPECT_EQ(plugin.GetEvents(plugin.m_Plugin, operation), 0U);
   EXPECT_EQ(operation.m_Events.size(), SCANS / 2 * 3U);
   EXPECT_THAT(Events(), IsEmpty());
@@ -320,7 +325,8 @@ TEST_F(UpdateTest, WithOneGoneAndOneNew_TellsAndWritesInOrder) {
   adapters[1].StatusBits = 0x04;
   drives[1].SectorSize = 4096;
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11093U, 11088U, 11094U, 10985U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_ADDED, PI::EVENT_RELIABILITY_DEGRADED,
+                                    PI::EVENT_ADAPTER_REMOVED, PI::EVENT_DRIVE_CHANGED));
   EXPECT_EQ(plugin.m_Plugin.m_ReadCounter, 2UL);
   EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "UPDATE Adapter", "UPDATE PD",
                                              "INSERT Adapter", "INSERT PD", "UPDATE Plugin"));
@@ -329,12 +335,12 @@ TEST_F(UpdateTest, WithOneGoneAndOneNew_TellsAndWritesInOrder) {
 TEST_F(UpdateTest, InAnotherOrder_MatchesBySerialNumber) {
   Store();
   std::swap(adapters[0], adapters[1]);
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   std::swap(drives[0], drives[1]);
   drives[0].SectorSize = 4096;    // B's
   adapters[1].StatusBits = 0x04;  // A's
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11088U, 10985U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_RELIABILITY_DEGRADED, PI::EVENT_DRIVE_CHANGED));
   EXPECT_EQ(plugin.m_Events[0].m_ObjectID, 2001UL);
   EXPECT_EQ(plugin.m_Events[1].m_ObjectID, 3002UL);
   EXPECT_EQ(plugin.m_Events[1].m_PlaceHolder1, "Adapter B");
@@ -348,7 +354,7 @@ TEST_F(UpdateTest, WithTheEventsLockHeld_Works) {
   adapters[0].StatusBits = 1;
   EXPECT_EQ(Update(), 0UL);
   plugin.m_EventsLock.Release();
-  EXPECT_THAT(Events(), ElementsAre(10968U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_SPARE_LOW));
 }
 
 TEST_F(UpdateTest, OfEmptyKeys_MatchesTheFirst) {
@@ -356,7 +362,7 @@ TEST_F(UpdateTest, OfEmptyKeys_MatchesTheFirst) {
   plugin.m_PhysicalDrives[0].SerialNumber.clear();
   adapters[0].SerialNumber.clear();
   drives[0].SerialNumber.clear();
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_EQ(plugin.m_Adapters[0].m_ID, 2001UL);
 }
 
@@ -364,7 +370,8 @@ TEST_F(UpdateTest, Keys_AreComparedByteForByte) {
   adapters[0].SerialNumber = drives[0].SerialNumber = "a";
   adapters[1].SerialNumber = drives[1].SerialNumber = "B ";
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11093U, 11093U, 11094U, 11094U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_ADDED, PI::EVENT_ADAPTER_ADDED,
+                                    PI::EVENT_ADAPTER_REMOVED, PI::EVENT_ADAPTER_REMOVED));
   EXPECT_THAT(Serials(), ElementsAre("a", "B "));
 }
 
@@ -372,7 +379,7 @@ TEST_F(UpdateTest, WithOneKeyTwice_TakesTheFirst) {
   trace.SetMask(16);
   adapters.push_back(MakeAdapter("A", 7));
   drives.push_back(MakeDrive("A", 7));
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(Serials(), ElementsAre("A", "B"));
   EXPECT_EQ(plugin.m_PhysicalDrives.size(), 2U);
   EXPECT_TRUE(trace.Has("Dropped 1 adapters whose serial number is taken"));
@@ -380,7 +387,7 @@ TEST_F(UpdateTest, WithOneKeyTwice_TakesTheFirst) {
 
 TEST_F(UpdateTest, RefreshesTheToolsIndexOfUnchangedAdapters) {
   adapters[0].ToolIndex = 5;
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_EQ(plugin.m_Adapters[0].ToolIndex, 5);
 }
 
@@ -391,11 +398,12 @@ TEST_F(UpdateTest, ToEmptyLists_RemovesEverythingAndBack) {
   adapters.clear();
   drives.clear();
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11094U, 11094U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_ADAPTER_REMOVED));
   adapters = all;
   drives = allDrives;
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_THAT(Events(), ElementsAre(11094U, 11094U, 11093U, 11093U));
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_ADAPTER_REMOVED,
+                                    PI::EVENT_ADAPTER_ADDED, PI::EVENT_ADAPTER_ADDED));
   EXPECT_THAT(database.Column("Adapter", "AdapterNumber"), ElementsAre("1", "2"));
   EXPECT_THAT(database.Column("PD", "SerialNumber"), ElementsAre("A", "B"));
 }
@@ -420,8 +428,8 @@ TEST_F(UpdateTest, WithADatabaseThatFails_RaisesItsEventsOnce) {
   database.FailWhen([](const std::string&) { return true; });
   adapters[0].StatusBits = 0x04;
   EXPECT_EQ(Update(), 0UL);
-  EXPECT_EQ(Update(), 20000UL);
-  EXPECT_THAT(Events(), ElementsAre(11088U));
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
+  EXPECT_THAT(Events(), ElementsAre(PI::EVENT_RELIABILITY_DEGRADED));
 }
 
 // A database that fails must find the new lists and their events published.
@@ -435,7 +443,7 @@ TEST_F(UpdateTest, ListsAndEvents_ArePublishedBeforeAnyStatement) {
     ++statements;
     EXPECT_THAT(Serials(), ElementsAre("B"));
     EXPECT_EQ(plugin.m_PhysicalDrives.size(), 1U);
-    EXPECT_THAT(Events(), ElementsAre(11088U, 11094U));
+    EXPECT_THAT(Events(), ElementsAre(PI::EVENT_RELIABILITY_DEGRADED, PI::EVENT_ADAPTER_REMOVED));
     return true;
   });
   EXPECT_EQ(Update(), 0UL);
@@ -450,11 +458,11 @@ TEST_F(UpdateTest, AnUpdateThatFailed_IsSentAgainAtTheNextScan) {
   Update();
   database.FailWhen(nullptr);
   database.ClearWrites();
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Adapter", "UPDATE PD", "UPDATE Plugin"));
   EXPECT_THAT(database.Column("Adapter", "Firmware"), ElementsAre("NEW", "NULL"));
   database.ClearWrites();
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(database.Writes(), IsEmpty());
 }
 
@@ -466,7 +474,7 @@ TEST_F(UpdateTest, AnInsertThatFailed_IsSentAgainAtTheNextScan) {
   Update();
   database.FailWhen(nullptr);
   database.ClearWrites();
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(database.Writes(), ElementsAre("INSERT Adapter", "INSERT PD"));
   EXPECT_THAT(database.Column("Adapter", "AdapterNumber"), ElementsAre("1", "2", "3"));
 }
@@ -483,7 +491,7 @@ TEST_F(UpdateTest, ADeleteThatFailed_ComesBeforeAnythingUnderItsNumber) {
   EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter"));
   database.FailWhen(nullptr);
   database.ClearWrites();
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(database.Writes(), ElementsAre("DELETE Adapter", "INSERT Adapter"));
   EXPECT_THAT(database.Column("Adapter", "SerialNumber"), ElementsAre("B", "C"));
 }
@@ -495,10 +503,10 @@ TEST_F(UpdateTest, ThePluginsRow_IsSentAgainToo) {
   (void)plugin.ExecutePluginOperation(plugin.m_Plugin, operation);
   database.FailWhen(nullptr);
   database.ClearWrites();
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Plugin"));
   database.ClearWrites();
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(database.Writes(), IsEmpty());
 }
 
@@ -506,7 +514,7 @@ TEST_F(UpdateTest, AMarkedRow_IsWrittenThoughNothingChanged) {
   Store();
   plugin.m_Adapters[1].RowIsStale = true;
   plugin.m_Adapters[1].PercentageUsed = adapters[1].PercentageUsed = 33;
-  EXPECT_EQ(Update(), 20000UL);
+  EXPECT_EQ(Update(), NOTHING_CHANGED);
   EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Adapter"));
   EXPECT_THAT(database.Column("Adapter", "RemainingLife"), ElementsAre("NULL", "NULL"));
   EXPECT_EQ(plugin.m_Adapters[1].m_ReadCounter, 0UL);
@@ -520,7 +528,7 @@ TEST_F(UpdateTest, ARowThatCannotBeRead_StopsNoOther) {
   EXPECT_EQ(Update(), 0UL);
   EXPECT_THAT(database.Column("Adapter", "Firmware"), ElementsAre("NULL", "NEWER"));
   PI::COperation operation;
-  operation.SetOperationID(50002);
+  operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
   EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation), 0U);
 }
 
@@ -578,9 +586,9 @@ TEST_F(UpdateTest, PluginRow_ThatCannotBeRead_KeepsNoEventFromTheHost) {
   Update();
   database.Run("UPDATE Plugin SET ObjectID = 9223372036854775808");
   PI::COperation operation;
-  operation.SetOperationID(50002);
+  operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
   EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation), 0U);
-  EXPECT_THAT(IdsOf(operation.m_Events), ElementsAre(11088U));
+  EXPECT_THAT(IdsOf(operation.m_Events), ElementsAre(PI::EVENT_RELIABILITY_DEGRADED));
 }
 
 TEST_F(UpdateTest, PluginRow_IsUpdatedOnlyWhenItIsThere) {
@@ -600,9 +608,9 @@ TEST_F(UpdateTest, PluginRow_IsUpdatedOnlyWhenItIsThere) {
 TEST_F(UpdateTest, PluginRow_ThatFails_SaysWhy) {
   trace.SetMask(2);
   database.FailWhen([](const std::string&) { return true; });
-  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 20000U);
-  EXPECT_EQ(plugin.UpdateObjectInDatabase(plugin.m_Plugin), 20000U);
-  EXPECT_EQ(plugin.DeleteObjectFromDatabase(plugin.m_Plugin), 20000U);
+  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), PI::ERR_GENERAL_FAILURE);
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(plugin.m_Plugin), PI::ERR_GENERAL_FAILURE);
+  EXPECT_EQ(plugin.DeleteObjectFromDatabase(plugin.m_Plugin), PI::ERR_GENERAL_FAILURE);
   const std::vector<std::string> texts = trace.Texts();
   ASSERT_EQ(texts.size(), 3U);
   EXPECT_THAT(texts[0], testing::StartsWith(
@@ -618,7 +626,7 @@ TEST_F(UpdateTest, PluginRow_ThatFails_SaysWhy) {
 TEST_F(UpdateTest, PluginRow_WithoutADatabase_FailsWithItsLine) {
   plugin.m_Database = nullptr;
   trace.SetMask(2);
-  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 20000U);
+  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), PI::ERR_GENERAL_FAILURE);
   EXPECT_TRUE(trace.Has(
       "Exception thrown during inserting Torvex plugin object to db. (The host has no database.)"));
 }
@@ -627,10 +635,11 @@ TEST_F(UpdateTest, AnyOperationOfThePlugin_RewritesItsRow) {
   Store();
   PI::COperation operation;
   operation.SetOperationID(4711);
-  EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation), 20005U);
+  EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation),
+            PI::ERR_OPERATION_NOT_SUPPORTED);
   EXPECT_THAT(database.Writes(), ElementsAre("UPDATE Plugin"));
   database.FailWhen([](const std::string&) { return true; });
-  operation.SetOperationID(50002);
+  operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
   EXPECT_EQ(plugin.ExecutePluginOperation(plugin.m_Plugin, operation), 0U);
 }
 

@@ -182,7 +182,7 @@ TEST_F(WorkerTest, Notification_FollowsChangesAndUnfetchedEvents) {
   EXPECT_EQ(listener.Count(), quiet + 2);
   Scan();
   EXPECT_EQ(listener.Count(), quiet + 3);  // the event still waits
-  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11088U));
+  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(PI::EVENT_RELIABILITY_DEGRADED));
   Scan();
   EXPECT_EQ(listener.Count(), quiet + 3);
 }
@@ -206,17 +206,18 @@ TEST_F(WorkerTest, PulledAndPluggedDrives_ComeAndGoWithOneEventEach) {
     all.erase(all.begin());
   });
   Scan();
-  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11094U));
+  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(PI::EVENT_ADAPTER_REMOVED));
   machine.tool.Change([&pulled](std::vector<FakeDrive>& all) { all.insert(all.begin(), pulled); });
   Scan();
-  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11093U));
+  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(PI::EVENT_ADAPTER_ADDED));
   const std::vector<PI::CObject> objects = guest->Topology();
   ASSERT_EQ(objects.size(), 5U);
-  EXPECT_EQ(frametest::TextOf(objects[1], 30022), "SERIAL-B");  // kept its place, the other one not
+  EXPECT_EQ(frametest::TextOf(objects[1], PI::PROPERTY_SERIAL_NUMBER),
+            "SERIAL-B");  // kept its place, the other one not
   EXPECT_THAT(objects[0].m_ChildIDs, ElementsAre(objects[1].m_ID, objects[2].m_ID));
   for (const std::size_t gone : {1U, 3U}) {  // its adapter and drive under their earlier ids
     std::vector<PI::CProperty> properties;
-    EXPECT_EQ(guest->Call(5, before.at(gone).m_ID, &properties), 20008U);
+    EXPECT_EQ(guest->Call(5, before.at(gone).m_ID, &properties), PI::ERR_OBJECT_NOT_FOUND);
   }
 }
 
@@ -229,11 +230,13 @@ TEST_F(WorkerTest, AToolThatFails_EmptiesTheListsUntilItAnswers) {
     const TLX::Threading::Native_OS::CFastMutexGuard guard(Plugin().m_DataLock);
     EXPECT_EQ(Plugin().m_AdapterCount, 0UL);
   }
-  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11094U, 11094U));
+  EXPECT_THAT(IdsOf(guest->FetchEvents()),
+              ElementsAre(PI::EVENT_ADAPTER_REMOVED, PI::EVENT_ADAPTER_REMOVED));
   machine.tool.FailInventory(false);
   Scan();
   EXPECT_EQ(guest->Topology().size(), 5U);
-  EXPECT_THAT(IdsOf(guest->FetchEvents()), ElementsAre(11093U, 11093U));
+  EXPECT_THAT(IdsOf(guest->FetchEvents()),
+              ElementsAre(PI::EVENT_ADAPTER_ADDED, PI::EVENT_ADAPTER_ADDED));
 }
 
 TEST_F(WorkerTest, PrivateEvent_NotifiesWithoutToolOrLock) {
@@ -300,7 +303,7 @@ TEST_F(WorkerTest, PrivateEvent_OfASingleWorkerAfterSeveral_NeedsNoLockEither) {
 
 TEST_F(WorkerTest, ANewPollInterval_CountsFromTheNextWait) {
   Start();
-  PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30005), true);
+  PI::CProperty property(PI::PROPERTY_POLL_INTERVAL, true);
   property.SetValue(2, 2, 255, 1U);
   ASSERT_EQ(guest->Call(7, guest->PluginId(), &property), 0U);
   ASSERT_TRUE(Eventually([this] { return trace.Has("Worker() timeout event received"); }));
@@ -315,9 +318,9 @@ TEST_F(WorkerTest, Callback_MayCallEveryRequest) {
     std::vector<PI::CObject> objects;
     std::vector<PI::CProperty> properties;
     std::vector<PI::COperation> operations;
-    PI::CProperty property(static_cast<PI::_PROPERTY_ID>(30007), false);
+    PI::CProperty property(PI::PROPERTY_NAME, false);
     PI::COperation operation;
-    operation.SetOperationID(50002);
+    operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
     const auto call = [&](unsigned int command, unsigned long object, void* data) {
       results.push_back(api->Execute(static_cast<PI::_COMMAND>(command), object, data));
     };
@@ -335,7 +338,7 @@ TEST_F(WorkerTest, Callback_MayCallEveryRequest) {
   Change(0, [](FakeDrive& drive) { drive.warnings = 4; });
   Scan();
   ASSERT_TRUE(called);
-  EXPECT_THAT(results, ElementsAre(0U, 0U, 0U, 20004U, 0U, 0U, 0U));
+  EXPECT_THAT(results, ElementsAre(0U, 0U, 0U, PI::ERR_PROPERTY_NOT_SETTABLE, 0U, 0U, 0U));
 }
 
 // The worker itself could take them again: they are recursive.
@@ -433,7 +436,7 @@ TEST_F(WorkerTest, LogPass_ThatSeesAWarning_LetsTheScanRaiseItAtOnce) {
     for (const unsigned int id : IdsOf(guest->FetchEvents())) events.push_back(id);
     return !events.empty();
   }));
-  EXPECT_THAT(events, ElementsAre(11088U));
+  EXPECT_THAT(events, ElementsAre(PI::EVENT_RELIABILITY_DEGRADED));
 }
 
 TEST_F(WorkerTest, LogPass_ThatFindsDrivesRenumbered_ScansInTheSameWakeUp) {
@@ -531,15 +534,15 @@ TEST_F(WorkerTest, ADriveThatBecomesUnreliable_ShowsInEventRowAndProperties) {
   Change(1, [](FakeDrive& drive) { drive.warnings = 4, drive.unreliable = true; });
   Scan();
   const std::vector<PI::CEvent> events = guest->FetchEvents();
-  ASSERT_THAT(IdsOf(events), ElementsAre(11088U, 10985U));
+  ASSERT_THAT(IdsOf(events), ElementsAre(PI::EVENT_RELIABILITY_DEGRADED, PI::EVENT_DRIVE_CHANGED));
   EXPECT_EQ(events[0].m_PlaceHolder1, "Intel PCIe Device Adapter (SERIAL-B)");
   EXPECT_THAT(database.Column("Adapter", "HealthState"), ElementsAre("40024", "40095"));
   EXPECT_THAT(database.Column("PD", "State"), ElementsAre("40099", "40095"));
   const std::vector<PI::CObject> objects = guest->Topology();
   for (const std::size_t position : {2U, 4U}) {  // the second adapter and its drive
-    PI::CProperty state(static_cast<PI::_PROPERTY_ID>(30017), false);
+    PI::CProperty state(PI::PROPERTY_HEALTH, false);
     EXPECT_EQ(guest->Call(6, objects.at(position).m_ID, &state), 0U);
-    EXPECT_EQ(boost::get<PI::CChoiceData>(state.m_Value).m_Selected, 40095);
+    EXPECT_EQ(boost::get<PI::CChoiceData>(state.m_Value).m_Selected, PI::CHOICE_HEALTH_CRITICAL);
   }
 }
 
@@ -746,7 +749,8 @@ TEST_F(WorkerTest, SeveralWorkers_ShareTheListsAndEndTogether) {
       ids = IdsOf(guest->FetchEvents());
       return !ids.empty();
     }));
-    EXPECT_THAT(ids, ElementsAre(round % 2 == 0 ? 11088U : 10980U));
+    EXPECT_THAT(ids,
+                ElementsAre(round % 2 == 0 ? PI::EVENT_RELIABILITY_DEGRADED : PI::EVENT_ALL_CLEAR));
     EXPECT_EQ(guest->Topology().size(), 5U);
   }
   EXPECT_EQ(guest->DeInitialize(), 0U);
@@ -961,9 +965,9 @@ class SlowTool : public WorkerTest {
     std::vector<PI::CObject> objects;
     std::vector<PI::CProperty> properties;
     std::vector<PI::COperation> operations;
-    PI::CProperty serial(static_cast<PI::_PROPERTY_ID>(30022), false);
+    PI::CProperty serial(PI::PROPERTY_SERIAL_NUMBER, false);
     PI::COperation fetch;
-    fetch.SetOperationID(50002);
+    fetch.SetOperationID(PI::OPERATION_FETCH_EVENTS);
     switch (command) {
       case 4:
         EXPECT_EQ(guest->Call(4, 0, &objects), 0U);
@@ -978,7 +982,7 @@ class SlowTool : public WorkerTest {
         EXPECT_EQ(boost::get<PI::CStringData>(serial.m_Value).m_Value, "SERIAL-A");
         break;
       case 7:
-        EXPECT_EQ(guest->Call(7, ADAPTER, &serial), 20004U);
+        EXPECT_EQ(guest->Call(7, ADAPTER, &serial), PI::ERR_PROPERTY_NOT_SETTABLE);
         break;
       case 8:
         EXPECT_EQ(guest->Call(8, PLUGIN, &operations), 0U);

@@ -1,0 +1,176 @@
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <PI/Catalogue.h>
+
+// Hosts and plug-ins of other releases know the numbers: a name may change, its number may not. The
+// other tests write names, so that only these notice.
+
+namespace {
+
+using Pins = std::vector<std::pair<unsigned long, unsigned long>>;  // name, number
+
+void ExpectPinned(const Pins& pins) {
+  for (const auto& [named, number] : pins) EXPECT_EQ(named, number);
+}
+
+TEST(Catalogue, PropertiesKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::PROPERTY_ALL, 1},
+      {PI::PROPERTY_VENDOR, 30003},
+      {PI::PROPERTY_TOOL_VERSION, 30004},
+      {PI::PROPERTY_POLL_INTERVAL, 30005},
+      {PI::PROPERTY_NAME, 30007},
+      {PI::PROPERTY_HEALTH, 30017},
+      {PI::PROPERTY_DRIVER_VERSION, 30018},
+      {PI::PROPERTY_FIRMWARE, 30020},
+      {PI::PROPERTY_SERIAL_NUMBER, 30022},
+      {PI::PROPERTY_PCI_BUS, 30037},
+      {PI::PROPERTY_PCI_DEVICE, 30038},
+      {PI::PROPERTY_PCI_FUNCTION, 30039},
+      {PI::PROPERTY_INTERFACE, 30056},
+      {PI::PROPERTY_PHYSICAL_SIZE, 30059},
+      {PI::PROPERTY_TOTAL_SIZE, 30060},
+      {PI::PROPERTY_MODEL, 30063},
+      {PI::PROPERTY_DRIVE_TEMPERATURE, 30069},
+      {PI::PROPERTY_VERSION, 30099},
+      {PI::PROPERTY_ADAPTER_NUMBER, 30120},
+      {PI::PROPERTY_CHANNEL, 30122},
+      {PI::PROPERTY_TARGET, 30125},
+      {PI::PROPERTY_LOCATION, 30137},
+      {PI::PROPERTY_MODE, 30158},
+      {PI::PROPERTY_HEALTH_REASONS, 30165},
+      {PI::PROPERTY_MEDIA_ERRORS, 30189},
+      {PI::PROPERTY_DEVICE_PATH, 30247},
+      {PI::PROPERTY_DRIVER_NAME, 30266},
+      {PI::PROPERTY_TEMPERATURE, 30442},
+      {PI::PROPERTY_SECTOR_SIZE, 30460},
+      {PI::PROPERTY_USABLE_SIZE, 30461},
+      {PI::PROPERTY_USABLE_SHARE, 30462},
+      {PI::PROPERTY_LIFE_STATE, 30468},
+      {PI::PROPERTY_PCI_SEGMENT, 30479},
+      {PI::PROPERTY_END_OF_LIFE, 30483},
+      {PI::PROPERTY_AVAILABLE_SPARE, 30486},
+      {PI::PROPERTY_WARNING_LEVEL, 30487},
+      {PI::PROPERTY_SPARE_THRESHOLD, 30488},
+      {PI::PROPERTY_DATA_READ, 30489},
+      {PI::PROPERTY_DATA_WRITTEN, 30490},
+      {PI::PROPERTY_REMAINING_LIFE, 30494},
+      {PI::PROPERTY_POWER_ON_HOURS, 30498},
+      {PI::PROPERTY_BOOTLOADER, 30500},
+  });
+}
+
+TEST(Catalogue, ChoicesKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::CHOICE_HEALTH_GOOD, 40024},
+      {PI::CHOICE_HEALTH_CRITICAL, 40095},
+      {PI::CHOICE_DRIVE_WORKING, 40099},
+      {PI::CHOICE_HEALTH_DEGRADED, 40150},
+      {PI::CHOICE_INTERFACE_NVME, 40200},
+      {PI::CHOICE_LIFE_AS_NEW, 40252},
+      {PI::CHOICE_LIFE_BELOW_NEW, 40410},
+      {PI::CHOICE_LIFE_ABOVE_NEW, 40411},
+      {PI::CHOICE_REASON_RELIABILITY, 40449},
+      {PI::CHOICE_REASON_BACKUP, 40452},
+      {PI::CHOICE_REASON_SPARE, 40459},
+      {PI::CHOICE_REASON_TEMPERATURE, 40460},
+      {PI::CHOICE_LEVEL_STANDARD, 40473},
+      {PI::CHOICE_MODE_NORMAL, 40480},
+      {PI::CHOICE_REASON_READ_ONLY, 40487},
+      {PI::CHOICE_MODE_SPECIAL, 40488},
+  });
+}
+
+TEST(Catalogue, EventsKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::EVENT_BACKUP_FAILED, 10957},
+      {PI::EVENT_TEMPERATURE_HIGH, 10959},
+      {PI::EVENT_TEMPERATURE_SHUTDOWN, 10960},
+      {PI::EVENT_TEMPERATURE_ABOVE_LIMIT, 10962},
+      {PI::EVENT_TEMPERATURE_WARNING, 10967},
+      {PI::EVENT_SPARE_LOW, 10968},
+      {PI::EVENT_ALL_CLEAR, 10980},
+      {PI::EVENT_DRIVE_CHANGED, 10985},
+      {PI::EVENT_RELIABILITY_DEGRADED, 11088},
+      {PI::EVENT_ADAPTER_ADDED, 11093},
+      {PI::EVENT_ADAPTER_REMOVED, 11094},
+  });
+}
+
+TEST(Catalogue, SeveritiesKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::SEVERITY_INFORMATION, 2},
+      {PI::SEVERITY_WARNING, 3},
+      {PI::SEVERITY_ERROR, 4},
+  });
+}
+
+TEST(Catalogue, OperationsKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::OPERATION_FETCH_EVENTS, 50002},
+      {PI::OPERATION_DRIVE, 50026},
+  });
+}
+
+TEST(Catalogue, UnitsKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::UNIT_NONE, 1},
+      {PI::UNIT_CELSIUS, 21000},
+      {PI::UNIT_KIB, 21001},
+      {PI::UNIT_MIB, 21002},
+      {PI::UNIT_GIB, 21003},
+      {PI::UNIT_TIB, 21004},
+      {PI::UNIT_HOURS, 21005},
+      {PI::UNIT_BYTES, 21006},
+      {PI::UNIT_PIB, 21007},
+      {PI::UNIT_EIB, 21008},
+      {PI::UNIT_PERCENT, 21010},
+      {PI::UNIT_BYTES_PER_SECTOR, 21025},
+  });
+}
+
+TEST(Catalogue, ResultsKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::SUCCESS, 0},
+      {PI::ERR_GENERAL_FAILURE, 20000},
+      {PI::ERR_NO_SUPPORTED_HARDWARE, 20001},
+      {PI::ERR_UNKNOWN_COMMAND, 20002},
+      {PI::ERR_TOOL_COMMAND_FAILED, 20003},
+      {PI::ERR_PROPERTY_NOT_SETTABLE, 20004},
+      {PI::ERR_OPERATION_NOT_SUPPORTED, 20005},
+      {PI::ERR_UNKNOWN_LOG_PAGE, 20006},
+      {PI::ERR_OUT_OF_MEMORY, 20007},
+      {PI::ERR_OBJECT_NOT_FOUND, 20008},
+      {PI::ERR_LOCK_INITIALIZATION_FAILED, 20011},
+      {PI::ERR_API_INITIALIZATION_FAILED, 20012},
+      {PI::ERR_OPERATION_NOT_ALLOWED, 20042},
+  });
+}
+
+TEST(Catalogue, ObjectTypesKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::OBJECT_TYPE_PLUGIN, 19006},
+      {PI::OBJECT_TYPE_PHYSICAL_DRIVE, 19018},
+      {PI::OBJECT_TYPE_ADAPTER, 19038},
+      {PI::EVENT_OBJECT_ADAPTERS, 19002},
+  });
+}
+
+TEST(Catalogue, WarningBitsKeepTheirNumbers) {
+  ExpectPinned({
+      {PI::WARNING_SPARE_LOW, 0x001},
+      {PI::WARNING_TEMPERATURE, 0x002},
+      {PI::WARNING_RELIABILITY, 0x004},
+      {PI::WARNING_READ_ONLY, 0x008},
+      {PI::WARNING_BACKUP_FAILED, 0x010},
+      {PI::WARNING_TEMPERATURE_WARNING, 0x020},
+      {PI::WARNING_TEMPERATURE_HIGH, 0x040},
+      {PI::WARNING_TEMPERATURE_SHUTDOWN, 0x080},
+      {PI::WARNING_TEMPERATURE_ABOVE_LIMIT, 0x200},
+  });
+}
+
+}  // namespace
