@@ -261,71 +261,56 @@ struct WarningCase {
   unsigned int health;
 };
 
+// Short, so that a case of the table stays a line.
+namespace WarningNames {
+constexpr int SPARE = PI::CHOICE_REASON_SPARE;
+constexpr int TEMPERATURE = PI::CHOICE_REASON_TEMPERATURE;
+constexpr int RELIABILITY = PI::CHOICE_REASON_RELIABILITY;
+constexpr int READ_ONLY = PI::CHOICE_REASON_READ_ONLY;
+constexpr int BACKUP = PI::CHOICE_REASON_BACKUP;
+constexpr unsigned int GOOD = PI::CHOICE_HEALTH_GOOD;
+constexpr unsigned int DEGRADED = PI::CHOICE_HEALTH_DEGRADED;
+constexpr unsigned int CRITICAL = PI::CHOICE_HEALTH_CRITICAL;
+}  // namespace WarningNames
+
 TEST_F(ScanTest, Warnings_GiveReasonsInOrderAndTheHealth) {
+  using namespace WarningNames;
   const std::vector<WarningCase> cases = {
-      {"spare",
-       [](FakeDrive& d) { d.warnings = 1, d.spareLow = true; },
-       {PI::CHOICE_REASON_SPARE},
-       PI::CHOICE_HEALTH_DEGRADED},
-      {"temperature",
-       [](FakeDrive& d) { d.warnings = 2; },
-       {PI::CHOICE_REASON_TEMPERATURE},
-       PI::CHOICE_HEALTH_DEGRADED},
-      {"warm by the word",
-       [](FakeDrive& d) { d.warnings = 0x20; },
-       {PI::CHOICE_REASON_TEMPERATURE},
-       PI::CHOICE_HEALTH_DEGRADED},
-      {"hot by the word",
-       [](FakeDrive& d) { d.warnings = 0x40; },
-       {PI::CHOICE_REASON_TEMPERATURE},
-       PI::CHOICE_HEALTH_DEGRADED},
+      {"spare", [](FakeDrive& d) { d.warnings = 1, d.spareLow = true; }, {SPARE}, DEGRADED},
+      {"temperature", [](FakeDrive& d) { d.warnings = 2; }, {TEMPERATURE}, DEGRADED},
+      {"warm by the word", [](FakeDrive& d) { d.warnings = 0x20; }, {TEMPERATURE}, DEGRADED},
+      {"hot by the word", [](FakeDrive& d) { d.warnings = 0x40; }, {TEMPERATURE}, DEGRADED},
       {"at the shut-down limit by the word",
        [](FakeDrive& d) { d.warnings = 0x80; },
-       {PI::CHOICE_REASON_TEMPERATURE},
-       PI::CHOICE_HEALTH_DEGRADED},
+       {TEMPERATURE},
+       DEGRADED},
       {"above the limit by the word",
        [](FakeDrive& d) { d.warnings = 0x200; },
-       {PI::CHOICE_REASON_TEMPERATURE},
-       PI::CHOICE_HEALTH_DEGRADED},
-      {"not yet warm", [](FakeDrive& d) { d.temperature = 77; }, {}, PI::CHOICE_HEALTH_GOOD},
-      {"warm",
-       [](FakeDrive& d) { d.temperature = 78; },
-       {PI::CHOICE_REASON_TEMPERATURE},
-       PI::CHOICE_HEALTH_DEGRADED},
-      {"hot",
-       [](FakeDrive& d) { d.temperature = 80; },
-       {PI::CHOICE_REASON_TEMPERATURE},
-       PI::CHOICE_HEALTH_DEGRADED},
+       {TEMPERATURE},
+       DEGRADED},
+      {"not yet warm", [](FakeDrive& d) { d.temperature = 77; }, {}, GOOD},
+      {"warm", [](FakeDrive& d) { d.temperature = 78; }, {TEMPERATURE}, DEGRADED},
+      {"hot", [](FakeDrive& d) { d.temperature = 80; }, {TEMPERATURE}, DEGRADED},
       {"unreliable",
        [](FakeDrive& d) { d.warnings = 4, d.unreliable = true; },
-       {PI::CHOICE_REASON_RELIABILITY},
-       PI::CHOICE_HEALTH_CRITICAL},
-      {"read only",
-       [](FakeDrive& d) { d.warnings = 8, d.readOnly = true; },
-       {PI::CHOICE_REASON_READ_ONLY},
-       PI::CHOICE_HEALTH_CRITICAL},
-      {"backup",
-       [](FakeDrive& d) { d.warnings = 16, d.backupFailed = true; },
-       {PI::CHOICE_REASON_BACKUP},
-       PI::CHOICE_HEALTH_CRITICAL},
-      {"no indicator", [](FakeDrive& d) { d.warnings = 0x100; }, {}, PI::CHOICE_HEALTH_GOOD},
-      {"indicator without the word",
-       [](FakeDrive& d) { d.readOnly = true; },
-       {},
-       PI::CHOICE_HEALTH_GOOD},
+       {RELIABILITY},
+       CRITICAL},
+      {"read only", [](FakeDrive& d) { d.warnings = 8, d.readOnly = true; }, {READ_ONLY}, CRITICAL},
+      {"backup", [](FakeDrive& d) { d.warnings = 16, d.backupFailed = true; }, {BACKUP}, CRITICAL},
+      {"no indicator", [](FakeDrive& d) { d.warnings = 0x100; }, {}, GOOD},
+      {"indicator without the word", [](FakeDrive& d) { d.readOnly = true; }, {}, GOOD},
       {"all",
        [](FakeDrive& d) {
          d.warnings = 0x1F;
          d.spareLow = d.unreliable = d.readOnly = d.backupFailed = true;
        },
-       {PI::CHOICE_REASON_SPARE, PI::CHOICE_REASON_TEMPERATURE, PI::CHOICE_REASON_RELIABILITY,
-        PI::CHOICE_REASON_READ_ONLY, PI::CHOICE_REASON_BACKUP},
-       PI::CHOICE_HEALTH_CRITICAL},
-      {"worn", [](FakeDrive& d) { d.ea = 99; }, {}, PI::CHOICE_HEALTH_DEGRADED},
+       {SPARE, TEMPERATURE, RELIABILITY, READ_ONLY, BACKUP},
+       CRITICAL},
+      {"worn", [](FakeDrive& d) { d.ea = 99; }, {}, DEGRADED},
       {"worn and unreliable",
        [](FakeDrive& d) { d.ea = 50, d.warnings = 4, d.unreliable = true; },
-       {PI::CHOICE_REASON_RELIABILITY},
-       PI::CHOICE_HEALTH_CRITICAL},
+       {RELIABILITY},
+       CRITICAL},
   };
   machine.AddDrive("SERIAL");
   FakeDrive plain;
