@@ -139,16 +139,16 @@ consteval auto KeysOf() {
     Facts::ELog m_Log;
     CKey<CCmdEmuGetlog> m_Key;
   };
-  constexpr auto rows = std::to_array<CRow>({
+  constexpr auto ROWS = std::to_array<CRow>({
 #define LOG_KEY(log, key, kind, type, member, ...) \
   {Facts::ELog::log, {key, Take<EKind::kind, &CCmdEmuGetlog::member>}},
 #include <Facts/Fields.def>
   });
-  constexpr auto isOfLog = [](const CRow& row) { return row.m_Log == Log; };
-  std::array<CKey<CCmdEmuGetlog>, std::ranges::count_if(rows, isOfLog)> keys{};
+  constexpr auto IS_OF_LOG = [](const CRow& row) { return row.m_Log == Log; };
+  std::array<CKey<CCmdEmuGetlog>, std::ranges::count_if(ROWS, IS_OF_LOG)> keys{};
   std::size_t next = 0;
-  for (const CRow& row : rows) {
-    if (isOfLog(row)) keys[next++] = row.m_Key;
+  for (const CRow& row : ROWS) {
+    if (IS_OF_LOG(row)) keys[next++] = row.m_Key;
   }
   return keys;
 }

@@ -73,8 +73,8 @@ constexpr CRowTextTable ROW_TEXTS = {
 
 // The number as its row holds it, at the width of the field.
 int RowNumberOf(const CTorvexAdapter& adapter) {
-  constexpr unsigned int highest = std::numeric_limits<int>::max();
-  return static_cast<int>(std::min(adapter.AdapterNumber, highest));
+  constexpr unsigned int HIGHEST = std::numeric_limits<int>::max();
+  return static_cast<int>(std::min(adapter.AdapterNumber, HIGHEST));
 }
 
 // Finds the adapter's row.
