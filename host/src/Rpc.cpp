@@ -157,8 +157,7 @@ unsigned int RpcServer::Create() {
     notifications_ = 0;
   }
   workerMayRun_ = false;
-  if (created_) database_.RemoveEarlierRun();
-  created_ = true;
+  database_.RemoveEarlierRun();
   const unsigned int result = plugin_.Create(&interface_);
   if (interface_ != nullptr) notifier_.Attach(*interface_);
   return result;

@@ -48,7 +48,6 @@ class RpcServer {
   std::mutex notifying_;
   unsigned long notifications_ = 0;  // since createIf, guarded by notifying_
   IPLUGINAPI* interface_ = nullptr;
-  bool created_ = false;       // createIf was called before
   bool workerMayRun_ = false;  // command 2 was called and 3 was not
 };
 
