@@ -27,11 +27,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   vxhost::JsonText json;
   json.StartObject();
   if (!result.IsGood()) {
-    json.Key("id").Raw(result.Reason().m_Id).Key("error").Text(result.Reason().m_Text);
+    json.Key("id").Raw(result.Reason().id).Key("error").Text(result.Reason().text);
   } else {
     const auto& request = result.Get();
-    json.Key("id").Raw(request.m_Id).Key("data");
-    std::visit(Echo{json}, request.m_Data);
+    json.Key("id").Raw(request.id).Key("data");
+    std::visit(Echo{json}, request.data);
   }
   json.EndObject();
   const std::string line = json.Take();

@@ -209,13 +209,16 @@ unsigned int IPLUGINAPI_IMPL::Initialize(std::vector<PI::CAdapterID>& out) {
   const CTracedGuard guard(trace, m_DataLock, "m_DataLock");
   m_Plugin.m_ID = NewID();
   m_Plugin.m_Type = PI::OBJECT_TYPE_PLUGIN;
+  std::vector<CTorvexAdapter> earlier;  // of a start-up before: their rows go with them
+  if (m_Database != nullptr) earlier = m_Adapters;
   const unsigned long scanResult = FirstScan(trace);
   trace.Tool("ScanSystem() ret = %d m_PhysicalDrives=%d", scanResult, m_PhysicalDrives.size());
   CRowWriter writer(*this);
   m_Mirror.InsertPlugin(writer);
   unsigned int result = SUCCESS;
   if (scanResult != SUCCESS || m_Adapters.empty()) {
-    m_Mirror.Withdraw(m_Adapters, writer);
+    earlier.insert(earlier.end(), m_Adapters.begin(), m_Adapters.end());
+    m_Mirror.Withdraw(earlier, writer);
     WithdrawObjects();
     result = ERR_NO_SUPPORTED_HARDWARE;
   } else {

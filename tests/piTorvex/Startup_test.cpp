@@ -395,11 +395,12 @@ TEST_F(SecondInitialize, WithAToolThatFails_LeavesNoObjectsAndNoRows) {
   ExpectNoRows();
 }
 
-TEST_F(SecondInitialize, ThatSkipsEveryDrive_LeavesNoObjects) {
+TEST_F(SecondInitialize, ThatSkipsEveryDrive_LeavesNoObjectsAndNoRows) {
   machine.AddManagedDrive("MANAGED");
   machine.tool.Change([](auto& drives) { drives.erase(drives.begin(), drives.begin() + 2); });
   EXPECT_EQ(guest.Initialize(), PI::ERR_NO_SUPPORTED_HARDWARE);
   ExpectNoObjects();
+  ExpectNoRows();
 }
 
 TEST_F(SecondInitialize, ThatFails_IsFollowedByOneThatWorks) {
