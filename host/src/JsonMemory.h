@@ -16,7 +16,7 @@ namespace vxhost {
 // a document has taken more than it may. [one thread at a time]
 class JsonMemory {
  public:
-  static constexpr bool kNeedFree = true;
+  [[maybe_unused]] static constexpr bool kNeedFree = true;
 
   // most: bytes that may be taken in all.
   explicit JsonMemory(std::size_t most = std::numeric_limits<std::size_t>::max()) : left_(most) {}

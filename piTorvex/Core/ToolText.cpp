@@ -269,7 +269,7 @@ constexpr int MAX_DEPTH = 256;
 // Memory that is there or throws std::bad_alloc: the parser itself writes through a null pointer.
 class CThrowingAllocator {
  public:
-  static constexpr bool kNeedFree = true;
+  [[maybe_unused]] static constexpr bool kNeedFree = true;
   static void* Malloc(std::size_t size) { return size == 0 ? nullptr : Checked(std::malloc(size)); }
   static void* Realloc(void* memory, std::size_t /*oldSize*/, std::size_t newSize) {
     if (newSize != 0) return Checked(std::realloc(memory, newSize));
