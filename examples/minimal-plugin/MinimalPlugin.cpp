@@ -13,6 +13,7 @@
 #include <PI/PluginApi.h>
 #include <PI/PropertyTable.h>
 #include <TLX/Misc/ModuleInfo.h>
+#include <TLX/Threading/Cancellation.h>
 #include <TLX/Threading/FastMutex.h>
 
 namespace {
@@ -50,13 +51,12 @@ class MinimalPlugin : public IPLUGINAPI {
  public:
   MinimalPlugin() { lock_.Init(); }
 
-  // Nothing may leave this function as an exception.
+  // Nothing but a cancellation of the calling thread may leave this function.
   unsigned int Execute(PI::_COMMAND command, unsigned long objectId, void* data) override {
-    try {
-      return Dispatch(command, objectId, data);
-    } catch (const std::exception&) {
-      return PI::ERR_GENERAL_FAILURE;
-    }
+    unsigned int result = PI::ERR_GENERAL_FAILURE;
+    TLX::Threading::Guarded([&] { result = Dispatch(command, objectId, data); },
+                            [](const char*) {});
+    return result;
   }
 
  private:

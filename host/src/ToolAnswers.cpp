@@ -62,7 +62,7 @@ bool BeginsWith(std::string_view name, std::span<const std::string_view> starts)
 bool IsHexadecimal(const Value& value) {
   if (!value.IsString()) return false;
   std::string_view text = View(value);
-  text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
+  text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
   if (text.starts_with("0x") || text.starts_with("0X")) text.remove_prefix(2);
   unsigned long number = 0;
   const char* const end = text.data() + text.size();

@@ -241,7 +241,7 @@ void ReadLogSections(const rapidjson::Value& root, const auto& names, CCmdEmuGet
   const CTracer trace(TraceSource::TOOL, LOG_READER);
   ForEachObjectIn(root, [&](std::string_view name, const rapidjson::Value& section) {
     if (!BeginsWithAnyOf(name, names)) return;
-    if (const char* const serial = TextUnder(section, "SerialNumber")) log.NamedSerial = serial;
+    if (const char* const serial = TextUnder(section, Facts::SERIAL_KEY)) log.NamedSerial = serial;
     TakeKeys<Keys>(trace, section, log);
   });
 }

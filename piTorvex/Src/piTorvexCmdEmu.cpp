@@ -18,11 +18,18 @@ namespace {
 
 constexpr int COMMAND_RAN = 1;  // of ExecuteCommand; anything else is a failure
 
-// How each log is read, in the order of Facts::LOGS.
-using CReadLog = void (*)(const rapidjson::Value&, CCmdEmuGetlog&);
-constexpr auto LOG_READERS =
-    std::to_array<CReadLog>({ReadHealthLog, ReadTemperatureLog, ReadAttributeLog, ReadCapacityLog});
-static_assert(LOG_READERS.size() == Facts::LOGS.size());
+void ReadLog(Facts::ELog log, const rapidjson::Value& root, CCmdEmuGetlog& values) {
+  switch (log) {
+    case Facts::ELog::Health:
+      return ReadHealthLog(root, values);
+    case Facts::ELog::Temperature:
+      return ReadTemperatureLog(root, values);
+    case Facts::ELog::Attribute:
+      return ReadAttributeLog(root, values);
+    case Facts::ELog::Capacity:
+      return ReadCapacityLog(root, values);
+  }
+}
 
 constexpr const char* FORMAT_ARGUMENTS =
     "start -f -torvex %d Function=nvmeformat LBAFormat=0 SecureEraseSetting=0 "
@@ -102,15 +109,14 @@ unsigned int IPLUGINAPI_IMPL::GetLogPageInformation(int index, CCmdEmuGetlog& lo
   log.ToolIndex = index;
   log.NamedSerial.clear();
   rapidjson::Document document;
-  for (std::size_t i = 0; i < Facts::LOGS.size(); ++i) {
-    const Facts::CLog& page = Facts::LOGS[i];
+  for (const Facts::CLog& page : Facts::LOGS) {
     // A stop waits for the run in progress and for no further one.
     if (IsStopRequested()) return ERR_TOOL_COMMAND_FAILED;
     // Set only here, so that a failure before it leaves the old value.
     if (page.m_Log == Facts::ELog::Attribute) log.NormalizedAD = 100;
     const unsigned int result = GetLogPage(index, page.m_Id, document);
     if (result != SUCCESS) return result;
-    LOG_READERS[i](document, log);
+    ReadLog(page.m_Log, document, log);
   }
   AddTemperatureWarnings(log);
   trace.Steps("GetLogPageInformation: end");

@@ -173,6 +173,7 @@ unsigned int IPLUGINAPI_IMPL::FailInitialize(unsigned int result) {
     m_Mirror.Withdraw(m_Adapters, writer);
   }
   if (!m_Adapters.empty()) WithdrawObjects();
+  m_ToolRecords.clear();  // or a worker that still runs would publish them again
   return result;
 }
 

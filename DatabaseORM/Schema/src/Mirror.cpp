@@ -28,8 +28,11 @@ class CMirror::CGate : public DatabaseWrapper::DatabaseDAO {
   }
 
   void TryToOpen() noexcept {
-    const std::lock_guard lock(m_Mutex);
-    (void)OpenedOrNull();
+    try {
+      const std::lock_guard lock(m_Mutex);
+      (void)OpenedOrNull();
+    } catch (const std::exception&) {  // no memory for it: the next statement tries again
+    }
   }
 
   // Null while the database cannot be written.
@@ -56,7 +59,7 @@ class CMirror::CGate : public DatabaseWrapper::DatabaseDAO {
       m_HasEarlierRows = false;
       m_Outages.NoteFileWorks();
       return std::nullopt;
-    } catch (const DatabaseException& failure) {
+    } catch (const std::exception& failure) {  // also that there is no memory
       m_Outages.NoteFileSaid();
       return failure.what();
     }

@@ -36,6 +36,8 @@ inline constexpr auto ANY_SECTION = std::to_array<std::string_view>({""});
 
 // In a drive's section: the drive is a member of a platform RAID volume and is not served.
 inline constexpr const char* RAID_MEMBER_KEY = "RSTeDiskId";
+// In every section of one drive: its serial number.
+inline constexpr const char* SERIAL_KEY = "SerialNumber";
 // In an attribute's object of the attribute log: the value that counts.
 inline constexpr const char* NORMALIZED_KEY = "Normalized";
 inline constexpr const char* VERSION_SECTION = "Version Information";  // the whole name

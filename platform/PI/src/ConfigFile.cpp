@@ -11,14 +11,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <PI/Catalogue.h>
 #include <PI/ConfigFile.h>
 
 namespace PI {
 
 namespace {
-
-constexpr unsigned int SUCCESS = 0;
-constexpr unsigned int GENERAL_FAILURE = 20000;
 
 // No options file is this large; what is, is something else and is left alone.
 constexpr std::size_t LARGEST_FILE = 16UL << 20;
@@ -270,12 +268,12 @@ const std::string& CConfigFile::FileName() const {
 unsigned int CConfigFile::ReadKeyValue(const std::string& key, std::string& value, int /*section*/,
                                        int /*index*/) const {
   const std::optional<std::string> path = FullPath(m_Name);
-  if (!path || !IsKey(key)) return GENERAL_FAILURE;
+  if (!path || !IsKey(key)) return ERR_GENERAL_FAILURE;
   std::string content;
   struct stat status = {};
-  if (Load(*path, content, status) != LOADED::YES) return GENERAL_FAILURE;
+  if (Load(*path, content, status) != LOADED::YES) return ERR_GENERAL_FAILURE;
   const auto found = FindValue(content, key);
-  if (!found) return GENERAL_FAILURE;
+  if (!found) return ERR_GENERAL_FAILURE;
   value = *found;
   return SUCCESS;
 }
@@ -284,19 +282,19 @@ unsigned int CConfigFile::WriteKeyValue(const std::string& key, const std::strin
                                         int /*section*/, int /*index*/) const {
   const bool isOneLine = value.find_first_of(LINE_BREAKERS) == std::string::npos;
   const std::optional<std::string> name = FullPath(m_Name);
-  if (!name || !IsKey(key) || !isOneLine) return GENERAL_FAILURE;
+  if (!name || !IsKey(key) || !isOneLine) return ERR_GENERAL_FAILURE;
 
   const std::lock_guard<std::mutex> guard(WriteMutex());
   const std::optional<std::string> path = FollowLinks(*name);
-  if (!path) return GENERAL_FAILURE;
+  if (!path) return ERR_GENERAL_FAILURE;
   std::string content;
   struct stat status = {};
   const LOADED loaded = Load(*path, content, status);
-  if (loaded == LOADED::FAILED) return GENERAL_FAILURE;
+  if (loaded == LOADED::FAILED) return ERR_GENERAL_FAILURE;
   StoreValue(content, key, value);
-  if (content.size() > LARGEST_FILE) return GENERAL_FAILURE;
+  if (content.size() > LARGEST_FILE) return ERR_GENERAL_FAILURE;
   const struct stat* const old = loaded == LOADED::YES ? &status : nullptr;
-  return Replace(*path, content, old) ? SUCCESS : GENERAL_FAILURE;
+  return Replace(*path, content, old) ? SUCCESS : ERR_GENERAL_FAILURE;
 }
 
 void CConfigFile::SetConfigDirectory(const std::string& directory) {
