@@ -2,7 +2,6 @@
 #include "Object_fixtures.h"
 #include "PluginTrace.h"
 
-#include <concepts>
 #include <functional>
 #include <locale>
 #include <string>
@@ -15,6 +14,9 @@
 #include <TLX/Misc/Clock.h>
 
 using namespace NAMESPACE_piTorvex;
+using vxtest::AdapterSamples;
+using vxtest::Alter;
+using vxtest::ExpectShows;
 using vxtest::HealthyAdapter;
 
 namespace {
@@ -78,38 +80,18 @@ TEST(Adapter, FreshObject_HasTheDefaults) {
   EXPECT_EQ(adapter.StatusWord3, 0U);
   EXPECT_EQ(adapter.StatusWord4, 0U);
   EXPECT_EQ(adapter.Temperature, -1.0F);
-  EXPECT_EQ(adapter.HealthState, 40024U);
+  EXPECT_EQ(adapter.HealthState, PI::CHOICE_HEALTH_GOOD);
   EXPECT_TRUE(adapter.HealthReasons.empty());
   EXPECT_FALSE(adapter.Flag);
-  EXPECT_EQ(adapter.LifeState, 40252U);
+  EXPECT_EQ(adapter.LifeState, PI::CHOICE_LIFE_AS_NEW);
   EXPECT_EQ(adapter.DataUnitsRead, ~0UL);
   EXPECT_EQ(adapter.DataUnitsWritten, ~0UL);
   EXPECT_EQ(adapter.PowerOnHours, ~0UL);
   EXPECT_EQ(adapter.ReserveSpace, 100U);
   EXPECT_EQ(adapter.EnduranceRating, ~0UL);
-  EXPECT_EQ(adapter.SelectedLevel, 40473U);
+  EXPECT_EQ(adapter.SelectedLevel, PI::CHOICE_LEVEL_STANDARD);
   EXPECT_EQ(adapter.WarningThreshold, 10U);
 }
-
-namespace {
-
-void Alter(std::string& text) {
-  text += '\0';
-}
-void Alter(std::vector<int>& codes) {
-  codes.push_back(PI::CHOICE_REASON_SPARE);
-}
-void Alter(bool& flag) {
-  flag = !flag;
-}
-void Alter(float& number) {
-  number += 0.125F;
-}
-void Alter(std::integral auto& number) {
-  ++number;
-}
-
-}  // namespace
 
 TEST(Adapter, Equality_SeesAChangeInEachSingleMember) {
   using Change = std::function<void(CTorvexAdapter&)>;
@@ -147,7 +129,7 @@ TEST(Adapter, Equality_DoesNotLookAtToolIndexMarksLinksAndCounters) {
 
 TEST(Adapter, Copy_IsWholeAndIndependent) {
   CTorvexAdapter one = HealthyAdapter();
-  one.HealthReasons = {40459};
+  one.HealthReasons = {PI::CHOICE_REASON_SPARE};
   one.m_ReadCounter = 9;
   one.ToolIndex = 4;
   CTorvexAdapter copy;
@@ -155,7 +137,7 @@ TEST(Adapter, Copy_IsWholeAndIndependent) {
   EXPECT_TRUE(copy.SameAs(one));
   EXPECT_EQ(copy.m_ReadCounter, 9U);
   EXPECT_EQ(copy.ToolIndex, 4);
-  copy.HealthReasons.push_back(40460);
+  copy.HealthReasons.push_back(PI::CHOICE_REASON_TEMPERATURE);
   copy.SerialNumber = "other";
   EXPECT_EQ(one.HealthReasons.size(), 1U);
   EXPECT_EQ(one.SerialNumber, "SN1");
@@ -165,24 +147,27 @@ TEST(Adapter, Copy_IsWholeAndIndependent) {
 
 TEST(AdapterUpdate, StatusTable) {
   const std::vector<std::pair<std::pair<unsigned int, unsigned int>, Ids>> cases = {
-      {{0x10, 0x30}, {10967}},
-      {{0x30, 0}, {10980}},
-      {{0, 0x11}, {10957, 10968}},
+      {{0x10, 0x30}, {PI::EVENT_TEMPERATURE_WARNING}},
+      {{0x30, 0}, {PI::EVENT_ALL_CLEAR}},
+      {{0, 0x11}, {PI::EVENT_BACKUP_FAILED, PI::EVENT_SPARE_LOW}},
       {{0x01, 0x01}, {}},
       {{0, 0}, {}},
-      {{0x01, 0}, {10980}},
-      {{0x01, 0x11}, {10957}},
+      {{0x01, 0}, {PI::EVENT_ALL_CLEAR}},
+      {{0x01, 0x11}, {PI::EVENT_BACKUP_FAILED}},
       {{0, 0x02}, {}},
       {{0, 0x08}, {}},
-      {{0x02, 0}, {10980}},
-      {{0, 0x240}, {10959, 10962}},
-      {{0x20, 0x240}, {10959, 10962}},
-      {{0x240, 0x280}, {10960}},
-      {{0x280, 0x240}, {10959}},
-      {{0x280, 0x20}, {10967}},
-      {{0x04, 0x01}, {10968}},
-      {{0, 0xFFFFFFFF}, {10957, 11088, 10959, 10960, 10967, 10962, 10968}},
-      {{0xFFFFFFFF, 0}, {10980}},
+      {{0x02, 0}, {PI::EVENT_ALL_CLEAR}},
+      {{0, 0x240}, {PI::EVENT_TEMPERATURE_HIGH, PI::EVENT_TEMPERATURE_ABOVE_LIMIT}},
+      {{0x20, 0x240}, {PI::EVENT_TEMPERATURE_HIGH, PI::EVENT_TEMPERATURE_ABOVE_LIMIT}},
+      {{0x240, 0x280}, {PI::EVENT_TEMPERATURE_SHUTDOWN}},
+      {{0x280, 0x240}, {PI::EVENT_TEMPERATURE_HIGH}},
+      {{0x280, 0x20}, {PI::EVENT_TEMPERATURE_WARNING}},
+      {{0x04, 0x01}, {PI::EVENT_SPARE_LOW}},
+      {{0, 0xFFFFFFFF},
+       {PI::EVENT_BACKUP_FAILED, PI::EVENT_RELIABILITY_DEGRADED, PI::EVENT_TEMPERATURE_HIGH,
+        PI::EVENT_TEMPERATURE_SHUTDOWN, PI::EVENT_TEMPERATURE_WARNING,
+        PI::EVENT_TEMPERATURE_ABOVE_LIMIT, PI::EVENT_SPARE_LOW}},
+      {{0xFFFFFFFF, 0}, {PI::EVENT_ALL_CLEAR}},
   };
   for (const auto& [words, ids] : cases) {
     EXPECT_EQ(IdsOf(EventsOf(words.first, words.second)), ids)
@@ -198,9 +183,17 @@ TEST(AdapterUpdate, EveryTransitionOfTheEventBits_RaisesWhatTheTableSays) {
     unsigned int severity;
     unsigned int bit;  // 0: all clear again
   };
-  const std::vector<Rule> rules = {{10957, 4, 0x10}, {11088, 3, 0x04}, {10959, 4, 0x40},
-                                   {10960, 4, 0x80}, {10967, 3, 0x20}, {10962, 3, 0x200},
-                                   {10968, 4, 0x01}, {10980, 2, 0}};
+  const std::vector<Rule> rules = {
+      {PI::EVENT_BACKUP_FAILED, PI::SEVERITY_ERROR, PI::WARNING_BACKUP_FAILED},
+      {PI::EVENT_RELIABILITY_DEGRADED, PI::SEVERITY_WARNING, PI::WARNING_RELIABILITY},
+      {PI::EVENT_TEMPERATURE_HIGH, PI::SEVERITY_ERROR, PI::WARNING_TEMPERATURE_HIGH},
+      {PI::EVENT_TEMPERATURE_SHUTDOWN, PI::SEVERITY_ERROR, PI::WARNING_TEMPERATURE_SHUTDOWN},
+      {PI::EVENT_TEMPERATURE_WARNING, PI::SEVERITY_WARNING, PI::WARNING_TEMPERATURE_WARNING},
+      {PI::EVENT_TEMPERATURE_ABOVE_LIMIT, PI::SEVERITY_WARNING,
+       PI::WARNING_TEMPERATURE_ABOVE_LIMIT},
+      {PI::EVENT_SPARE_LOW, PI::SEVERITY_ERROR, PI::WARNING_SPARE_LOW},
+      {PI::EVENT_ALL_CLEAR, PI::SEVERITY_INFORMATION, 0},
+  };
   const std::vector<unsigned int> bits = {0x01, 0x04, 0x10, 0x20, 0x40, 0x80, 0x200};
   const auto word = [&](unsigned int set) {
     unsigned int result = 0;
@@ -233,13 +226,13 @@ TEST(AdapterUpdate, Event_CarriesThePublishedObjectsIdAndName) {
   CTorvexAdapter newer = HealthyAdapter();
   newer.m_ID = 99;
   newer.Name = "new name";
-  newer.StatusBits = 0x04;
+  newer.StatusBits = PI::WARNING_RELIABILITY;
   std::vector<PI::CEvent> events(1);  // is appended to
   const unsigned long before = TLX::Misc::now();
   published.Update(newer, events);
   ASSERT_EQ(events.size(), 2U);
-  EXPECT_EQ(events[1].m_EventID, 11088U);
-  EXPECT_EQ(events[1].m_Severity, 3U);
+  EXPECT_EQ(events[1].m_EventID, PI::EVENT_RELIABILITY_DEGRADED);
+  EXPECT_EQ(events[1].m_Severity, PI::SEVERITY_WARNING);
   EXPECT_EQ(events[1].m_ObjectID, 0x0135000000000001UL);
   EXPECT_EQ(events[1].m_Name, "Intel PCIe Device Adapter (SN1)");
   EXPECT_EQ(events[1].m_PlaceHolder1, "Intel PCIe Device Adapter (SN1)");
@@ -270,39 +263,19 @@ TEST(AdapterUpdate, TracesTheTwoWordsAtTheDetailLevel) {
 
 // --- Properties
 
-namespace {
-
-using vxtest::AdapterSamples;
-using vxtest::Render;
-using vxtest::Sample;
-
-void ExpectShows(const PI::CProperty& property, const Sample& sample) {
-  EXPECT_EQ(property.m_PropertyID, sample.id);
-  EXPECT_EQ(property.m_LabelID, sample.label) << sample.id;
-  EXPECT_EQ(property.m_Kind, sample.kind) << sample.id;
-  EXPECT_EQ(property.m_Unit, sample.unit) << sample.id;
-  EXPECT_EQ(property.m_Default, sample.label == 1 ? 0 : -1) << sample.id;
-  EXPECT_FALSE(property.m_Settable) << sample.id;
-  EXPECT_EQ(boost::apply_visitor(Render(), property.m_Value), sample.value) << sample.id;
-}
-
-}  // namespace
-
 TEST_F(AdapterTest, AllProperties_AreTheSamplesInTheirOrder) {
-  const std::vector<PI::CProperty> properties = Get(HealthyAdapter(), PI::PROPERTY_ALL);
-  ASSERT_EQ(properties.size(), AdapterSamples().size()) << "a property lacks its sample";
-  for (std::size_t i = 0; i < properties.size(); ++i) {
-    ExpectShows(properties[i], AdapterSamples()[i]);
-  }
+  ExpectShows(Get(HealthyAdapter(), PI::PROPERTY_ALL), AdapterSamples());
 }
 
 TEST_F(AdapterTest, EachSingleId_GivesExactlyItsRow) {
-  for (const Sample& sample : AdapterSamples()) {
+  for (const auto& sample : AdapterSamples()) {
     const std::vector<PI::CProperty> properties = Get(HealthyAdapter(), sample.id);
     ASSERT_EQ(properties.size(), 1U) << sample.id;
     ExpectShows(properties[0], sample);
   }
-  for (const unsigned long id : {0UL, 2UL, 30004UL, 30122UL, 0x100000000UL + 30007UL, ~0UL}) {
+  for (const unsigned long id :
+       std::initializer_list<unsigned long>{0, 2, PI::PROPERTY_TOOL_VERSION, PI::PROPERTY_CHANNEL,
+                                            0x100000000UL + PI::PROPERTY_NAME, ~0UL}) {
     EXPECT_TRUE(Get(HealthyAdapter(), id).empty()) << id;
   }
 }
@@ -312,29 +285,31 @@ TEST_F(AdapterTest, EmptyTexts_LeaveTheirRowOut) {
   adapter.Firmware.clear();
   adapter.Bootloader.clear();
   adapter.DriverVersion.clear();
-  EXPECT_FALSE(Has(adapter, 30020));
-  EXPECT_FALSE(Has(adapter, 30500));
-  EXPECT_FALSE(Has(adapter, 30018));
+  EXPECT_FALSE(Has(adapter, PI::PROPERTY_FIRMWARE));
+  EXPECT_FALSE(Has(adapter, PI::PROPERTY_BOOTLOADER));
+  EXPECT_FALSE(Has(adapter, PI::PROPERTY_DRIVER_VERSION));
   EXPECT_EQ(Get(adapter, PI::PROPERTY_ALL).size(), AdapterSamples().size() - 3);
 }
 
 TEST_F(AdapterTest, AdapterThatNoHealthQueryReached_LacksItsRows) {
   const CTorvexAdapter adapter;
-  for (const unsigned long id : {30442UL, 30498UL, 30489UL, 30490UL, 30494UL}) {
+  for (const unsigned long id :
+       {PI::PROPERTY_TEMPERATURE, PI::PROPERTY_POWER_ON_HOURS, PI::PROPERTY_DATA_READ,
+        PI::PROPERTY_DATA_WRITTEN, PI::PROPERTY_REMAINING_LIFE}) {
     EXPECT_FALSE(Has(adapter, id)) << id;
   }
   // A date that is not known is shown empty.
-  EXPECT_TRUE(Has(adapter, 30483));
+  EXPECT_TRUE(Has(adapter, PI::PROPERTY_END_OF_LIFE));
 }
 
 TEST_F(AdapterTest, Temperature_OnlyExactlyMinusOneIsUnknown) {
   CTorvexAdapter adapter = HealthyAdapter();
   for (const float known : {-1.5F, -0.99F, 0.0F, -2.0F}) {
     adapter.Temperature = known;
-    EXPECT_TRUE(Has(adapter, 30442)) << known;
+    EXPECT_TRUE(Has(adapter, PI::PROPERTY_TEMPERATURE)) << known;
   }
   adapter.Temperature = -1.0F;
-  EXPECT_FALSE(Has(adapter, 30442));
+  EXPECT_FALSE(Has(adapter, PI::PROPERTY_TEMPERATURE));
 }
 
 TEST_F(AdapterTest, RemainingLife_NeverFallsBelowZero) {
@@ -343,7 +318,7 @@ TEST_F(AdapterTest, RemainingLife_NeverFallsBelowZero) {
   for (const auto& [used, remaining] : cases) {
     CTorvexAdapter adapter = HealthyAdapter();
     adapter.PercentageUsed = used;
-    const std::vector<PI::CProperty> properties = Get(adapter, 30494);
+    const std::vector<PI::CProperty> properties = Get(adapter, PI::PROPERTY_REMAINING_LIFE);
     ASSERT_EQ(properties.size(), 1U) << used;
     EXPECT_EQ(boost::get<PI::CRangeData>(properties[0].m_Value).m_Value, remaining) << used;
   }
@@ -352,24 +327,32 @@ TEST_F(AdapterTest, RemainingLife_NeverFallsBelowZero) {
 TEST_F(AdapterTest, Choices_FollowTheObject) {
   CTorvexAdapter adapter = HealthyAdapter();
   adapter.Flag = true;
-  adapter.HealthState = 40095;
-  adapter.LifeState = 40411;
-  adapter.HealthReasons = {40460, 40452};
-  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(adapter, 30158)[0].m_Value).m_Selected, 40488);
-  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(adapter, 30017)[0].m_Value).m_Selected, 40095);
-  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(adapter, 30468)[0].m_Value).m_Selected, 40411);
-  EXPECT_EQ(boost::get<PI::CMultiValueData>(Get(adapter, 30165)[0].m_Value).m_Selected,
-            (std::vector<int>{40460, 40452}));
-  EXPECT_EQ(adapter.HealthReasons, (std::vector<int>{40460, 40452}));
+  adapter.HealthState = PI::CHOICE_HEALTH_CRITICAL;
+  adapter.LifeState = PI::CHOICE_LIFE_ABOVE_NEW;
+  adapter.HealthReasons = {PI::CHOICE_REASON_TEMPERATURE, PI::CHOICE_REASON_BACKUP};
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(adapter, PI::PROPERTY_MODE)[0].m_Value).m_Selected,
+            PI::CHOICE_MODE_SPECIAL);
+  EXPECT_EQ(boost::get<PI::CChoiceData>(Get(adapter, PI::PROPERTY_HEALTH)[0].m_Value).m_Selected,
+            PI::CHOICE_HEALTH_CRITICAL);
+  EXPECT_EQ(
+      boost::get<PI::CChoiceData>(Get(adapter, PI::PROPERTY_LIFE_STATE)[0].m_Value).m_Selected,
+      PI::CHOICE_LIFE_ABOVE_NEW);
+  EXPECT_EQ(boost::get<PI::CMultiValueData>(Get(adapter, PI::PROPERTY_HEALTH_REASONS)[0].m_Value)
+                .m_Selected,
+            (std::vector<int>{PI::CHOICE_REASON_TEMPERATURE, PI::CHOICE_REASON_BACKUP}));
+  EXPECT_EQ(adapter.HealthReasons,
+            (std::vector<int>{PI::CHOICE_REASON_TEMPERATURE, PI::CHOICE_REASON_BACKUP}));
 }
 
 TEST_F(AdapterTest, NoPropertyIsSettable) {
   CTorvexAdapter adapter = HealthyAdapter();
   const CTorvexAdapter before = adapter;
-  for (const unsigned int id : {1U, 30007U, 30488U, 30005U, 0U}) {
+  for (const unsigned int id : std::initializer_list<unsigned int>{
+           PI::PROPERTY_ALL, PI::PROPERTY_NAME, PI::PROPERTY_SPARE_THRESHOLD,
+           PI::PROPERTY_POLL_INTERVAL, 0U}) {
     PI::CProperty property(static_cast<PI::_PROPERTY_ID>(id), true);
     property.SetValue("other");
-    EXPECT_EQ(plugin.SetAdapterProperty(adapter, property), 20004U) << id;
+    EXPECT_EQ(plugin.SetAdapterProperty(adapter, property), PI::ERR_PROPERTY_NOT_SETTABLE) << id;
     EXPECT_EQ(boost::get<PI::CStringData>(property.m_Value).m_Value, "other");
   }
   EXPECT_TRUE(adapter.SameAs(before));
@@ -390,7 +373,7 @@ TEST_F(AdapterTest, AcceptsAndRunsEveryOperationWithoutEffect) {
   CTorvexAdapter adapter = HealthyAdapter();
   const CTorvexAdapter before = adapter;
   plugin.m_Events.resize(1);
-  for (const unsigned int id : {50002U, 50026U, 0U, ~0U}) {
+  for (const unsigned int id : {PI::OPERATION_FETCH_EVENTS, PI::OPERATION_DRIVE, 0U, ~0U}) {
     PI::COperation operation;
     operation.SetOperationID(id);
     EXPECT_EQ(plugin.CheckAdapterOperation(adapter, operation), 0U);
@@ -404,7 +387,7 @@ TEST_F(AdapterTest, AcceptsAndRunsEveryOperationWithoutEffect) {
 TEST_F(AdapterTest, OperationsTraceEntryAndExit) {
   CTorvexAdapter adapter = HealthyAdapter();
   PI::COperation operation;
-  operation.SetOperationID(50002);
+  operation.SetOperationID(PI::OPERATION_FETCH_EVENTS);
   vxtest::PluginTrace trace;
   plugin.CheckAdapterOperation(adapter, operation);
   plugin.ExecuteAdapterOperation(adapter, operation);

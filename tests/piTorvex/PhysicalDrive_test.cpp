@@ -2,7 +2,6 @@
 #include "Object_fixtures.h"
 #include "PluginTrace.h"
 
-#include <algorithm>
 #include <functional>
 #include <string>
 #include <type_traits>
@@ -14,7 +13,11 @@
 #include <TLX/Misc/Clock.h>
 
 using namespace NAMESPACE_piTorvex;
+using vxtest::Alter;
+using vxtest::DriveSamples;
+using vxtest::ExpectShows;
 using vxtest::HealthyDrive;
+using vxtest::ShownDrive;
 
 namespace {
 
@@ -35,17 +38,6 @@ class PhysicalDriveTest : public ::testing::Test {
 
 static_assert(std::is_base_of_v<PI::CObject, CTorvexPhysicalDrive>);
 static_assert(std::has_virtual_destructor_v<CTorvexPhysicalDrive>);
-
-TEST(PhysicalDrive, Members_StandInTheOrderInWhichTheyAreCompared) {
-  const CTorvexPhysicalDrive d;
-  const std::vector<const void*> members = {
-      &d.DriveNumber,     &d.ParentAdapterNumber, &d.SerialNumber,
-      &d.Vendor,          &d.ModelNumber,         &d.Name,
-      &d.Location,        &d.DriveText,           &d.HealthState,
-      &d.SectorSize,      &d.UsableSizeMiB,       &d.UsablePercent,
-      &d.PhysicalSizeMiB, &d.PhysicalSizeMiB2,    &d.Temperature};
-  EXPECT_TRUE(std::is_sorted(members.begin(), members.end(), std::less<>()));
-}
 
 TEST(PhysicalDrive, Copy_IsWholeAndIndependent) {
   CTorvexPhysicalDrive one = HealthyDrive();
@@ -86,26 +78,13 @@ TEST(PhysicalDrive, Assigned_HasEveryValueOfItsSource) {
 TEST(PhysicalDrive, Equality_SeesAChangeInEachSingleMember) {
   using Change = std::function<void(CTorvexPhysicalDrive&)>;
   const std::vector<std::pair<const char*, Change>> changes = {
-      {"m_ID", [](auto& d) { ++d.m_ID; }},
-      {"m_Type", [](auto& d) { ++d.m_Type; }},
-      {"m_Unused", [](auto& d) { ++d.m_Unused; }},
-      {"DriveNumber", [](auto& d) { ++d.DriveNumber; }},
-      {"ParentAdapterNumber", [](auto& d) { ++d.ParentAdapterNumber; }},
-      {"SerialNumber", [](auto& d) { d.SerialNumber += 'x'; }},
-      {"Vendor", [](auto& d) { d.Vendor += 'x'; }},
-      {"ModelNumber", [](auto& d) { d.ModelNumber += 'x'; }},
-      {"Name", [](auto& d) { d.Name += 'x'; }},
-      {"Location", [](auto& d) { d.Location += 'x'; }},
-      {"DriveText", [](auto& d) { d.DriveText += 'x'; }},
-      {"HealthState", [](auto& d) { ++d.HealthState; }},
-      {"SectorSize", [](auto& d) { ++d.SectorSize; }},
-      {"UsableSizeMiB", [](auto& d) { ++d.UsableSizeMiB; }},
-      {"UsablePercent", [](auto& d) { ++d.UsablePercent; }},
-      {"PhysicalSizeMiB", [](auto& d) { ++d.PhysicalSizeMiB; }},
-      {"PhysicalSizeMiB2", [](auto& d) { ++d.PhysicalSizeMiB2; }},
-      {"Temperature", [](auto& d) { d.Temperature += 0.125F; }},
+      {"m_ID", [](auto& d) { Alter(d.m_ID); }},
+      {"m_Type", [](auto& d) { Alter(d.m_Type); }},
+      {"m_Unused", [](auto& d) { Alter(d.m_Unused); }},
+#define DRIVE_MEMBER(type, member, ...) {#member, [](auto& d) { Alter(d.member); }},
+#define DRIVE_COPY DRIVE_MEMBER
+#include <Facts/Fields.def>
   };
-  ASSERT_EQ(changes.size(), 3U + 15U);
   for (const auto& [name, change] : changes) {
     const CTorvexPhysicalDrive one = HealthyDrive();
     CTorvexPhysicalDrive other = one;
@@ -178,58 +157,15 @@ TEST(PhysicalDriveUpdate, OtherDifferences_RaiseNothingButCountARead) {
 
 // --- Properties
 
-namespace {
-
-struct Row {
-  unsigned int id;
-  unsigned int label;
-  unsigned int kind;
-  unsigned int unit;
-  int defaultValue;
-  std::string value;
-};
-
-const std::vector<Row> ROWS = {
-    {30007, 23299, 2, 1, -1, "text SSD of ours"},
-    {30122, 23306, 5, 1, 4, "unsigned 0"},
-    {30125, 23285, 5, 1, -1, "unsigned 0"},
-    {30137, 1, 2, 1, 0, "text PCI:Bus=1&Device=2&Function=3&ID=0"},
-    {30003, 23332, 2, 1, -1, "text INTEL"},
-    {30063, 23309, 2, 1, -1, "text INTEL SSDPE2KX010T7"},
-    {30056, 23330, 3, 1, -1, "choice 40200 of {40200}"},
-    {30059, 23305, 5, 21002, -1, "unsigned 953869"},
-    {30060, 23282, 5, 21002, -1, "unsigned 953870"},
-    {30017, 23325, 3, 1, -1, "choice 40099 of {40099,40095}"},
-    {30461, 23291, 5, 21002, -1, "unsigned 953868"},
-    {30462, 23290, 5, 21010, -1, "unsigned 99"},
-    {30460, 23279, 5, 21025, -1, "unsigned 512"},
-    {30069, 23327, 9, 21000, -1, "float 35000"},
-    {30022, 23327, 2, 1, -1, "text SN1"},
-};
-
-void ExpectRow(const PI::CProperty& property, const Row& row) {
-  EXPECT_EQ(property.m_PropertyID, row.id);
-  EXPECT_EQ(property.m_LabelID, row.label) << row.id;
-  EXPECT_EQ(static_cast<unsigned int>(property.m_Kind), row.kind) << row.id;
-  EXPECT_EQ(static_cast<unsigned int>(property.m_Unit), row.unit) << row.id;
-  EXPECT_EQ(property.m_Default, row.defaultValue) << row.id;
-  EXPECT_FALSE(property.m_Settable) << row.id;
-  EXPECT_EQ(boost::apply_visitor(vxtest::Render(), property.m_Value), row.value) << row.id;
+TEST_F(PhysicalDriveTest, AllProperties_AreTheSamplesInTheirOrder) {
+  ExpectShows(Get(ShownDrive(), PI::PROPERTY_ALL), DriveSamples());
 }
 
-}  // namespace
-
-TEST_F(PhysicalDriveTest, AllProperties_AreTheTableInItsOrder) {
-  CTorvexPhysicalDrive drive = HealthyDrive();
-  drive.Name = "SSD of ours";
-  const std::vector<PI::CProperty> properties = Get(drive, 1);
-  ASSERT_EQ(properties.size(), 15U);
-  ASSERT_EQ(ROWS.size(), 15U);
-  for (std::size_t i = 0; i < ROWS.size(); ++i) {
-    ExpectRow(properties[i], ROWS[i]);
-    const std::vector<PI::CProperty> one = Get(drive, ROWS[i].id);
-    ASSERT_EQ(one.size(), 1U) << ROWS[i].id;
-    ExpectRow(one[0], ROWS[i]);
+TEST_F(PhysicalDriveTest, EachSingleId_GivesExactlyItsRow) {
+  for (const auto& sample : DriveSamples()) {
+    const std::vector<PI::CProperty> properties = Get(ShownDrive(), sample.id);
+    ASSERT_EQ(properties.size(), 1U) << sample.id;
+    ExpectShows(properties[0], sample);
   }
 }
 
@@ -246,16 +182,16 @@ TEST_F(PhysicalDriveTest, Temperature_IsShownOnlyForNamesThatBeginWithSSD) {
     CTorvexPhysicalDrive drive = HealthyDrive();
     drive.Name = name;
     EXPECT_TRUE(Get(drive, PI::PROPERTY_DRIVE_TEMPERATURE).empty()) << name;
-    EXPECT_EQ(Get(drive, 1).size(), 14U) << name;
+    EXPECT_EQ(Get(drive, PI::PROPERTY_ALL).size(), DriveSamples().size() - 1) << name;
   }
   for (const char* name : {"SSD", "SSD PCIe3", "SSDs"}) {
     CTorvexPhysicalDrive drive = HealthyDrive();
     drive.Name = name;
-    EXPECT_EQ(Get(drive, 1).size(), 15U) << name;
+    EXPECT_EQ(Get(drive, PI::PROPERTY_ALL).size(), DriveSamples().size()) << name;
     drive.Temperature = -1.0F;
-    EXPECT_EQ(Get(drive, 1).size(), 14U) << name;
+    EXPECT_EQ(Get(drive, PI::PROPERTY_ALL).size(), DriveSamples().size() - 1) << name;
     drive.Temperature = -1.5F;
-    EXPECT_EQ(Get(drive, 1).size(), 15U) << name;
+    EXPECT_EQ(Get(drive, PI::PROPERTY_ALL).size(), DriveSamples().size()) << name;
   }
 }
 
