@@ -44,8 +44,8 @@ CTorvexAdapter FullAdapter() {
   CTorvexAdapter adapter = HealthyAdapter();
   adapter.PciSegment = 4;
   adapter.Temperature = 35.5F;
-  adapter.HealthState = 40150;
-  adapter.HealthReasons = {40459, 40460};
+  adapter.HealthState = PI::CHOICE_HEALTH_DEGRADED;
+  adapter.HealthReasons = {PI::CHOICE_REASON_SPARE, PI::CHOICE_REASON_TEMPERATURE};
   return adapter;
 }
 
@@ -119,8 +119,8 @@ TEST_F(PersistenceText, AdapterRecord_HoldsEveryProperty) {
   EXPECT_EQ(record.Name, "Intel PCIe Device Adapter (SN1)");
   EXPECT_EQ(record.Vendor, "INTEL");
   EXPECT_EQ(record.ModelNumber, "INTEL SSDPE2KX010T7");
-  EXPECT_EQ(record.Mode, 40480);
-  EXPECT_EQ(record.HealthState, 40150);
+  EXPECT_EQ(record.Mode, PI::CHOICE_MODE_NORMAL);
+  EXPECT_EQ(record.HealthState, PI::CHOICE_HEALTH_DEGRADED);
   EXPECT_EQ(record.PciSegment, 4);
   EXPECT_EQ(record.PciBus, 1);
   EXPECT_EQ(record.PciDevice, 2);
@@ -136,12 +136,12 @@ TEST_F(PersistenceText, AdapterRecord_HoldsEveryProperty) {
   EXPECT_EQ(record.EndOfLifeDate, "2035-01-02");
   EXPECT_EQ(record.PowerOnHours, 700U);
   EXPECT_EQ(record.ReserveSpace, 98);
-  EXPECT_EQ(record.SelectedLevel, 40473);
+  EXPECT_EQ(record.SelectedLevel, PI::CHOICE_LEVEL_STANDARD);
   EXPECT_EQ(record.WarningThreshold, 11);
   EXPECT_EQ(record.DataUnitsRead, 500U);
   EXPECT_EQ(record.DataUnitsWritten, 1280U);
   EXPECT_EQ(record.RemainingLife, 96);
-  EXPECT_EQ(record.LifeState, 40252);
+  EXPECT_EQ(record.LifeState, PI::CHOICE_LIFE_AS_NEW);
   EXPECT_EQ(record.MediaErrors, 6U);
   EXPECT_EQ(record.HealthReasons, (Strings{"40459", "40460"}));
   EXPECT_TRUE(dao->statements.empty());
@@ -170,10 +170,10 @@ TEST_F(PersistenceText, DriveRecord_HoldsEveryProperty) {
   expected.Location = "PCI:Bus=1&Device=2&Function=3&ID=0";
   expected.Vendor = "INTEL";
   expected.ModelNumber = "INTEL SSDPE2KX010T7";
-  expected.Interface = 40200;
+  expected.Interface = PI::CHOICE_INTERFACE_NVME;
   expected.PhysicalSize = 953869;
   expected.PhysicalSize2 = 953870;
-  expected.State = 40099;
+  expected.State = PI::CHOICE_DRIVE_WORKING;
   expected.UsableSize = 953868;
   expected.UsablePercent = 99;
   expected.SectorSize = 512;
@@ -396,7 +396,7 @@ TEST_F(PersistenceText, FailedStatement_Is20000_AndOneTraceLineWithTheCause) {
     const CTorvexAdapter adapterBefore = adapter;
     const CTorvexPhysicalDrive driveBefore = drive;
     vxtest::PluginTrace trace;
-    EXPECT_EQ(failing.run(), 20000U);
+    EXPECT_EQ(failing.run(), PI::ERR_GENERAL_FAILURE);
     ASSERT_EQ(trace.Texts(), Strings{failing.text});
     EXPECT_EQ(trace.Lines()[0].level, 2U);
     EXPECT_TRUE(adapter.SameAs(adapterBefore));
@@ -407,7 +407,7 @@ TEST_F(PersistenceText, FailedStatement_Is20000_AndOneTraceLineWithTheCause) {
 TEST_F(PersistenceText, IdentityThatCannotBeRead_IsTheCauseOfAFailedInsert) {
   Fail("SELECT MAX");
   vxtest::PluginTrace trace;
-  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), 20000U);
+  EXPECT_EQ(plugin.InsertObjectToDatabase(plugin.m_Plugin, false), PI::ERR_GENERAL_FAILURE);
   EXPECT_EQ(trace.Texts(),
             Strings{"Exception thrown during inserting Torvex plugin object to db. (Storage query "
                     "exception thrown! Cannot read ID from database! (Storage query exception "
@@ -417,19 +417,19 @@ TEST_F(PersistenceText, IdentityThatCannotBeRead_IsTheCauseOfAFailedInsert) {
 
 TEST_F(PersistenceText, FailedUpdateStatement_BehindAFoundRow_Is20000) {
   Fail("UPDATE", RowWithIdentity("Adapter", "7"));
-  EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), 20000U);
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), PI::ERR_GENERAL_FAILURE);
   Fail("UPDATE", RowWithIdentity("PD", "7"));
-  EXPECT_EQ(plugin.UpdateObjectInDatabase(drive), 20000U);
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(drive), PI::ERR_GENERAL_FAILURE);
 }
 
 TEST_F(PersistenceText, WithoutADatabase_EveryOperationSaysSoAndIs20000) {
   plugin.m_Database = nullptr;
   vxtest::PluginTrace trace;
-  EXPECT_EQ(plugin.InsertObjectToDatabase(adapter, true), 20000U);
-  EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), 20000U);
-  EXPECT_EQ(plugin.DeleteObjectFromDatabase(adapter), 20000U);
-  EXPECT_EQ(plugin.InsertObjectToDatabase(drive, true), 20000U);
-  EXPECT_EQ(plugin.UpdateObjectInDatabase(drive), 20000U);
+  EXPECT_EQ(plugin.InsertObjectToDatabase(adapter, true), PI::ERR_GENERAL_FAILURE);
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(adapter), PI::ERR_GENERAL_FAILURE);
+  EXPECT_EQ(plugin.DeleteObjectFromDatabase(adapter), PI::ERR_GENERAL_FAILURE);
+  EXPECT_EQ(plugin.InsertObjectToDatabase(drive, true), PI::ERR_GENERAL_FAILURE);
+  EXPECT_EQ(plugin.UpdateObjectInDatabase(drive), PI::ERR_GENERAL_FAILURE);
   const Strings texts = trace.Texts();
   ASSERT_EQ(texts.size(), 5U);
   for (const std::string& text : texts) {
@@ -623,7 +623,7 @@ TEST_F(PersistenceSqlite, DriveInsertedTwice_HasOneRow) {
   EXPECT_EQ(plugin.InsertObjectToDatabase(drive, true), 0U);
   EXPECT_EQ(Value("SELECT count(*) FROM PD"), "1");
   EXPECT_EQ(Value("SELECT Temperature FROM PD"), "36.0");
-  drive.HealthState = 40095;
+  drive.HealthState = PI::CHOICE_HEALTH_CRITICAL;
   EXPECT_EQ(plugin.UpdateObjectInDatabase(drive), 0U);
   EXPECT_EQ(Value("SELECT State FROM PD"), "40095");
   EXPECT_EQ(plugin.DeleteObjectFromDatabase(drive), 0U);
