@@ -13,8 +13,9 @@
 
 #include <PI/AdapterID.h>
 
-// From the tool's records to objects. Knows no lock and asks no tool; place and driver of a drive
-// come from sysfs.
+// From the tool's records to objects. Knows no lock of the plug-in and asks no tool; place and
+// driver of a drive come from sysfs. The number that all plug-ins share comes from the host's list,
+// whose mutex (PI::AllHostsAdaptersUniqueIDsMtx) is taken for a moment, an adapter at a time.
 namespace NAMESPACE_piTorvex {
 
 // Whether one of the devices that are served sits on the PCI bus. [any thread]

@@ -79,7 +79,8 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
  public:
   IPLUGINAPI_IMPL();
 
-  // The door. Never throws. [host request thread]
+  // The door. Nothing leaves it but TLX::Threading::CCancelled, on a thread that has been
+  // cancelled. [host request thread]
   unsigned int Execute(PI::_COMMAND command, unsigned long objectId, void* data) override;
   ~IPLUGINAPI_IMPL() override;
 

@@ -16,12 +16,14 @@ namespace RaidDataModels {
 template <class T>
 class VX_EXPORT Singleton {
  public:
-  // Made at the first call; never null, and there until the process ends.
+  // Made at the first call; never null, and there until the process ends. Calls that come at once
+  // wait for the first. Throws for lack of memory only, and the next call tries anew.
   [[nodiscard]] static const std::shared_ptr<T>& Instance();
 };
 
 // What the maps of all record types have in common, so that one list can hold them. Which record it
-// is about is found by its type at run time.
+// is about is found by its type at run time. Not for calls: it has no function but its end. [any
+// thread]
 class VX_EXPORT dbModelFieldsMapBase {
  public:
   virtual ~dbModelFieldsMapBase();
@@ -35,12 +37,16 @@ class VX_EXPORT dbModelFieldsMapBase {
 template <class Record>
 class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
  public:
+  // Empty: without alias, and no field has a column. Hosts fill the one of the Singleton; a map
+  // that a test makes of its own serves the storage object that it is handed to alone.
   dbModelFieldsMap();
   ~dbModelFieldsMap() override;
 
   // Replaces the alias; empty until set. An alias that is no name of the statement's table makes
   // every qualified condition fail in the database.
   void SetAlias(std::string alias);
+  // The alias, empty while none is set; it belongs to the map and lives until the next SetAlias,
+  // whose text it then has.
   [[nodiscard]] const std::string& Alias() const;
 
   // Names the column of a field, in place of an earlier name. Instantiated for the five value
@@ -56,12 +62,15 @@ class VX_EXPORT dbModelFieldsMap : public dbModelFieldsMapBase {
   [[nodiscard]] const std::string& Column(Field Record::*field) const;
 
  private:
+  // As set last; no statement is made of it unless the storage object qualifies its columns.
   std::string m_Alias;
   // Keyed by the field's offset in the record: member pointers have no order, and their types
   // differ from kind to kind.
   std::map<std::ptrdiff_t, std::string> m_Columns;
 };
 
+// The three records are all there are. They are made in the builder's library and only named here,
+// so that no other library has a copy of a map, or a type that a cast does not find.
 extern template class VX_EXPORT Singleton<dbModelFieldsMap<Adapter>>;
 extern template class VX_EXPORT Singleton<dbModelFieldsMap<PD>>;
 extern template class VX_EXPORT Singleton<dbModelFieldsMap<Plugin>>;

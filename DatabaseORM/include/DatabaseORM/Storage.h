@@ -36,6 +36,8 @@ namespace DatabaseORM {
 // registered tables and maps; the database object runs statements one at a time. [any thread]
 class VX_EXPORT storage_t {
  public:
+  // Neither list may hold what changes while the storage object is used. Null entries are passed
+  // over. The storage object shares both with whoever else holds them.
   using tables_t = std::vector<std::shared_ptr<tableBase_t>>;
   using fieldMaps_t = std::vector<std::shared_ptr<RaidDataModels::dbModelFieldsMapBase>>;
 
@@ -46,21 +48,27 @@ class VX_EXPORT storage_t {
   // instead of "column".
   storage_t(tables_t tables, fieldMaps_t fieldMaps,
             std::shared_ptr<DatabaseWrapper::DatabaseDAO> database, bool qualifyColumns = false);
+  // Lets go of tables, maps and database, each of which ends here when nobody else holds it. Sends
+  // nothing; no call may be under way.
   ~storage_t();
 
-  // The alias of a record type, as the host has set it.
+  // The alias of a record type, as the host has set it; empty when it has set none, which makes a
+  // qualified column begin with a point, and the database refuse the statement.
   template <ModelRecord Record>
   std::string extractAlias() const;
 
-  // The column name of a field of type int, unsigned long or std::string.
+  // The column name of a field of type int, unsigned long or std::string, as it goes into
+  // statements: without alias, and never empty.
   template <ModelRecord Record, NamedField Field>
   std::string stringFromExpression(Field Record::*field) const;
 
-  // The text of a condition. The value stands between single quotes whatever its type; columns of
-  // numbers still compare as numbers because of their affinity.
+  // The text of a condition, with a blank before it, for people who look at statements and for the
+  // functions below; it is the caller's. The value stands between single quotes whatever its type;
+  // columns of numbers still compare as numbers because of their affinity.
   template <ModelRecord Record, class Field, class Value>
   std::string process_where(const is_equal_t<Record, Field, Value>& condition) const;
-  // Both texts in brackets: " (...) AND (...) ".
+  // The left text is made first, so that its exception is the one that is seen. Both in brackets:
+  // " (...) AND (...) ".
   template <class Left, class Right>
   std::string process_where(const and_condition_t<Left, Right>& condition) const {
     return " (" + process_where(condition.left) + ") AND (" + process_where(condition.right) + ") ";
@@ -89,7 +97,7 @@ class VX_EXPORT storage_t {
     return select<Record>(where);
   }
 
-  // Deletes the matching rows, however many; none is no failure.
+  // Deletes the matching rows, however many; none is no failure. How many there were is not told.
   template <ModelRecord Record, QueryCondition Condition>
   requires ConditionOnRecord<Condition, Record>
   void remove_all(where_t<Condition> condition) {
@@ -122,6 +130,7 @@ class VX_EXPORT storage_t {
   void appendWhere(std::string& statement, const std::string& condition) const;
   std::vector<std::string> send(std::string statement);
 
+  // As the constructor was given them; nothing here changes them, so no lock guards them.
   bool m_QualifyColumns;
   tables_t m_Tables;
   fieldMaps_t m_FieldMaps;

@@ -21,6 +21,7 @@ using field_t = std::variant<int Record::*, unsigned long Record::*, std::string
 // handed out and not changed after that.
 template <class Record>
 struct column_t {
+  // Where statements take the value from and answers put it; never a null member pointer.
   field_t<Record> field;
   // As in the database; goes into statements as it is.
   std::string name;
@@ -35,6 +36,8 @@ struct column_t {
 // threads start and only read after that, so it has no lock. [any thread]
 class VX_EXPORT tableBase_t {
  public:
+  // Takes the name over. Nothing is looked up in the database, so that a name which is none there
+  // shows with the first statement.
   explicit tableBase_t(std::string tableName, bool enforceForeignKeys = false);
   virtual ~tableBase_t();
 
@@ -51,6 +54,7 @@ class VX_EXPORT tableBase_t {
 template <class Record>
 class VX_EXPORT table_t : public tableBase_t {
  public:
+  // Without columns; the caller adds them before the table is handed out.
   explicit table_t(std::string tableName, bool enforceForeignKeys = false);
   ~table_t() override;
 

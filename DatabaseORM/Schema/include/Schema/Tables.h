@@ -39,7 +39,8 @@ struct CTable {
 // the process.
 [[nodiscard]] VX_EXPORT const std::vector<CTable>& Tables();
 
-// A table of the query builder with the columns of a record; the caller owns it.
+// A table of the query builder with the columns of a record, new at each call; the caller owns it
+// and may change it until it is handed to a storage object. Throws for lack of memory only.
 template <class Record>
 [[nodiscard]] std::shared_ptr<DatabaseORM::table_t<Record>> MakeTable();
 template <>

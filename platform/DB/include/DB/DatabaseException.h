@@ -16,6 +16,7 @@ class VX_EXPORT DatabaseException : public std::exception {
  public:
   // message: one line, without a line end. Throws for lack of memory only.
   explicit DatabaseException(std::string message);
+  // A copy has a message of its own, so that making one may lack memory.
   DatabaseException(const DatabaseException&);
   ~DatabaseException() override;
   // The message; lives as long as the exception.

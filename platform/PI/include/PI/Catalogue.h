@@ -8,11 +8,17 @@
 // One row a number, checked to be unique while compiling; plug-ins, hosts and tests write the
 // names. What a host shows people for a number is the host's; the short texts of choices stand here
 // because PropertyValueToString answers with them. Constants only. [any thread]
+//
+// Each group but the properties is a list macro: give it the name of a macro of your own that takes
+// a row, and it is expanded once a row, in the order of the numbers unless a group says otherwise.
+// So a table of all events is made without writing any of them again. A number never changes its
+// meaning and is never given away anew: hosts store them, and look texts up by them.
 namespace PI {
 
 // --- Properties: what an object shows. Their rows stand with the fields that they show.
 
-// Ids of properties, and the one that asks for all of an object's.
+// Ids of properties, and the one that asks for all of an object's: an answer to it never bears its
+// number.
 enum _PROPERTY_ID : unsigned int {
   PROPERTY_ALL = 1,
 #define PROPERTY(name, number) PROPERTY_##name = number,
@@ -20,6 +26,8 @@ enum _PROPERTY_ID : unsigned int {
 };
 
 // --- Choices: the values of properties of kind choice and multiple choice, and their short texts.
+// The part of the name before the first "_" says what they are about. Signed, as the values of such
+// properties are.
 #define PI_CATALOGUE_CHOICES(ROW)                                                          \
   ROW(HEALTH_GOOD, 40024, "good")                                                          \
   ROW(HEALTH_CRITICAL, 40095, "critical") /* also the state of a drive that is critical */ \
@@ -42,7 +50,10 @@ enum _PROPERTY_ID : unsigned int {
 PI_CATALOGUE_CHOICES(PI_ROW)
 #undef PI_ROW
 
-// --- Events.
+// --- Events: what a plug-in queues for operation FETCH_EVENTS. All are of an adapter, but for
+// DRIVE_CHANGED, which is of a drive, and ADDED and REMOVED, which are of EVENT_OBJECT_ADAPTERS.
+// Seven and ALL_CLEAR follow the warning word: a bit that becomes set raises its own, the last that
+// goes raises ALL_CLEAR.
 #define PI_CATALOGUE_EVENTS(ROW)      \
   ROW(BACKUP_FAILED, 10957)           \
   ROW(TEMPERATURE_HIGH, 10959)        \
@@ -60,7 +71,7 @@ PI_CATALOGUE_CHOICES(PI_ROW)
 PI_CATALOGUE_EVENTS(PI_ROW)
 #undef PI_ROW
 
-// --- Severities of events, ascending.
+// --- Severities of events, ascending: each event is raised with one and the same, always.
 #define PI_CATALOGUE_SEVERITIES(ROW) \
   ROW(INFORMATION, 2)                \
   ROW(WARNING, 3)                    \
@@ -70,7 +81,7 @@ PI_CATALOGUE_EVENTS(PI_ROW)
 PI_CATALOGUE_SEVERITIES(PI_ROW)
 #undef PI_ROW
 
-// --- Operations.
+// --- Operations: what commands 8 to 10 offer, check and run, by the first of the nine numbers.
 #define PI_CATALOGUE_OPERATIONS(ROW)                                      \
   ROW(FETCH_EVENTS, 50002) /* of the plug-in object: empties its queue */ \
   ROW(DRIVE, 50026)        /* of a drive: defined and never offered */
@@ -79,7 +90,7 @@ PI_CATALOGUE_SEVERITIES(PI_ROW)
 PI_CATALOGUE_OPERATIONS(PI_ROW)
 #undef PI_ROW
 
-// --- Units of property values.
+// --- Units of property values, for people: no value is converted by its unit.
 #define PI_CATALOGUE_UNITS(ROW) \
   ROW(NONE, 1)                  \
   ROW(CELSIUS, 21000)           \
@@ -101,6 +112,7 @@ enum _UNITS : unsigned int {
 };
 
 // --- Result codes of every call across the interface. 0 is success, the others are failures.
+// They are plain unsigned ints, and their names bear no prefix.
 #define PI_CATALOGUE_RESULTS(ROW)            \
   ROW(SUCCESS, 0)                            \
   ROW(ERR_GENERAL_FAILURE, 20000)            \
@@ -120,7 +132,8 @@ enum _UNITS : unsigned int {
 PI_CATALOGUE_RESULTS(PI_ROW)
 #undef PI_ROW
 
-// --- Types of object, and the object that events of adapters come and gone are told of.
+// --- Types of object, and the object that events of adapters come and gone are told of: no
+// object has this id, since those of objects bear their module's number in their top 16 bits.
 #define PI_CATALOGUE_OBJECT_TYPES(ROW) \
   ROW(PLUGIN, 19006)                   \
   ROW(PHYSICAL_DRIVE, 19018)           \
@@ -158,7 +171,8 @@ enum _WARNING_BIT : unsigned int {
 
 namespace Catalogue {
 
-// Whether no two numbers are equal.
+// Whether no two numbers are equal. Runs in the compiler alone, so a number that stands twice in a
+// list stops the build with the name of the list.
 template <class Number, std::size_t Count>
 consteval bool IsUnique(const std::array<Number, Count>& numbers) {
   for (std::size_t i = 0; i < Count; ++i) {

@@ -24,8 +24,9 @@ class VX_EXPORT IPLUGINAPI {
   //   8 GetOperations     std::vector<PI::COperation>, output
   //   9 CheckOperation    PI::COperation
   //  10 ExecuteOperation  PI::COperation
-  // objectId matters from 5 on. Returns 0 or a code in the 20000 range. Never throws. The host owns
-  // what data points to; the plug-in keeps no pointer into it. [host request thread]
+  // objectId matters from 5 on. Returns 0 or a code in the 20000 range. Nothing but
+  // TLX::Threading::CCancelled leaves it, and that on a thread that has been cancelled alone. The
+  // host owns what data points to; the plug-in keeps no pointer into it. [host request thread]
   [[nodiscard]] virtual unsigned int Execute(PI::_COMMAND command, unsigned long objectId,
                                              void* data) = 0;
   virtual ~IPLUGINAPI();

@@ -46,7 +46,10 @@ class VX_EXPORT CModuleInfo {
   CModuleInfo(Qora_MODULE_IDs id, const char* name, const char* version,
               const Language_Support::CLanguageSupport::CLngFile* messages,
               const Language_Support::CLanguageSupport::ERROR_MSG_LIST* errors);
+  // Leaves the registry. Waits for a ForEach that runs on another thread, so that no visitor holds
+  // a record that is gone.
   ~CModuleInfo();
+  // The registry knows the record by its address.
   CModuleInfo(const CModuleInfo&) = delete;
   CModuleInfo& operator=(const CModuleInfo&) = delete;
 
@@ -88,6 +91,7 @@ class VX_EXPORT CModuleInfo {
   static void ForEach(const std::function<void(CModuleInfo&)>& visit);
 
  private:
+  // Constant from the constructor on, and read without a lock therefore; the mask alone changes.
   const Qora_MODULE_IDs m_Id;
   const std::string m_Name;
   const std::string m_Version;

@@ -48,8 +48,8 @@ class CTracer {
   struct CFormat {
     constexpr CFormat(const char* text, unsigned int line = __builtin_LINE()) noexcept
         : m_Text(text), m_Line(line) {}
-    const char* m_Text;
-    unsigned int m_Line;
+    const char* m_Text;   // not owned
+    unsigned int m_Line;  // from 1; what the trace line shows behind the file
   };
 
   // function: as the lines name the operation; the function that the tracer is made in unless
@@ -115,6 +115,8 @@ class CTracer {
     }
   }
 
+  // Copies of a reference and two pointers: the tracer stays valid when its source's constant is
+  // not within reach any more, as long as module and texts are.
   const CTraceSource m_Source;
   const char* const m_Function;
 };

@@ -26,9 +26,12 @@ class VX_SCOPED_CAPABILITY CTracedGuard {
     m_Result = m_Mutex.Wait(WAIT_INFINITE);
     trace.Locks({"After %s.Wait (sg)", line}, name);
   }
+  // Releases what the wait has acquired, once; a failed wait left nothing to release. Does not
+  // throw.
   ~CTracedGuard() VX_RELEASE() VX_NO_THREAD_SAFETY_ANALYSIS {
     if (m_Result == WAIT_ACQUIRED) m_Mutex.Release();
   }
+  // Stands for its scope: a copy would release twice.
   CTracedGuard(const CTracedGuard&) = delete;
   CTracedGuard& operator=(const CTracedGuard&) = delete;
 
@@ -37,6 +40,7 @@ class VX_SCOPED_CAPABILITY CTracedGuard {
   [[nodiscard]] unsigned int Result() const noexcept { return m_Result; }
 
  private:
+  // Not owned. The result is that of the constructor's wait, and stays.
   Native_OS::CFastMutex& m_Mutex;
   unsigned int m_Result = WAIT_FAILED;
 };
