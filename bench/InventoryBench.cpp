@@ -21,7 +21,7 @@ std::string InventoryText(benchmark::State& state) {
 void ReadOurs(benchmark::State& state) {
   const std::string text = InventoryText(state);
   for (auto _ : state) {
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     std::vector<CCmdEmuAdapter> drives;
     if (!ParseToolOutput(text, document)) {
       state.SkipWithError("the inventory does not parse");

@@ -21,7 +21,7 @@ void Require(bool holds) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // Lines are formatted, and dropped.
   TLX_MODULE_INFO_piTorvex.SetTraceMask(TLX::Misc::TRACE_STEPS);
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   std::vector<CCmdEmuAdapter> drives;
   if (!ParseToolOutput(std::string(reinterpret_cast<const char*>(data), size), document)) {
     Require(document.IsNull());

@@ -20,11 +20,11 @@ void Require(bool holds) {
   if (!holds) std::abort();
 }
 
-using Reader = void (*)(const rapidjson::Value&, CCmdEmuGetlog&);
+using Reader = void (*)(const NAMESPACE_piTorvex::CToolValue&, CCmdEmuGetlog&);
 constexpr std::array<Reader, 4> READERS = {ReadHealthLog, ReadTemperatureLog, ReadAttributeLog,
                                            ReadCapacityLog};
 
-void ReadLog(Reader reader, const rapidjson::Value& root) {
+void ReadLog(Reader reader, const NAMESPACE_piTorvex::CToolValue& root) {
   CCmdEmuGetlog log;
   try {
     reader(root, log);
@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     ReadCounter(text);
     return 0;
   }
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   if (!ParseToolOutput(text, document)) return 0;
   if (reader < READERS.size()) {
     ReadLog(READERS[reader], document);

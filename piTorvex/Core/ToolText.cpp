@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <new>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -35,20 +33,20 @@ struct CStoredAsRead {
 
 template <>
 struct CKind<EKind::Integer> : CStoredAsRead<int> {
-  static bool Accepts(const rapidjson::Value& value) { return value.IsInt(); }
-  static int Read(const rapidjson::Value& value) { return value.GetInt(); }
+  static bool Accepts(const CToolValue& value) { return value.IsInt(); }
+  static int Read(const CToolValue& value) { return value.GetInt(); }
 };
 
 template <>
 struct CKind<EKind::Unsigned> : CStoredAsRead<unsigned int> {
-  static bool Accepts(const rapidjson::Value& value) { return value.IsUint(); }
-  static unsigned int Read(const rapidjson::Value& value) { return value.GetUint(); }
+  static bool Accepts(const CToolValue& value) { return value.IsUint(); }
+  static unsigned int Read(const CToolValue& value) { return value.GetUint(); }
 };
 
 template <>
 struct CKind<EKind::Unsigned64> : CStoredAsRead<unsigned long> {
-  static bool Accepts(const rapidjson::Value& value) { return value.IsUint64(); }
-  static unsigned long Read(const rapidjson::Value& value) { return value.GetUint64(); }
+  static bool Accepts(const CToolValue& value) { return value.IsUint64(); }
+  static unsigned long Read(const CToolValue& value) { return value.GetUint64(); }
 };
 
 template <>
@@ -56,20 +54,20 @@ struct CKind<EKind::Unsigned64OrReset> : CKind<EKind::Unsigned64> {};
 
 template <>
 struct CKind<EKind::Boolean> : CStoredAsRead<bool> {
-  static bool Accepts(const rapidjson::Value& value) { return value.IsBool(); }
-  static bool Read(const rapidjson::Value& value) { return value.GetBool(); }
+  static bool Accepts(const CToolValue& value) { return value.IsBool(); }
+  static bool Read(const CToolValue& value) { return value.GetBool(); }
 };
 
 template <>
 struct CKind<EKind::Text> : CStoredAsRead<std::string> {
-  static bool Accepts(const rapidjson::Value& value) { return value.IsString(); }
-  static std::string Read(const rapidjson::Value& value) { return value.GetString(); }
+  static bool Accepts(const CToolValue& value) { return value.IsString(); }
+  static std::string Read(const CToolValue& value) { return value.GetString(); }
 };
 
 template <>
 struct CKind<EKind::Hexadecimal> : CStoredAsRead<unsigned long> {
-  static bool Accepts(const rapidjson::Value& value) { return value.IsString(); }
-  static unsigned long Read(const rapidjson::Value& value) {
+  static bool Accepts(const CToolValue& value) { return value.IsString(); }
+  static unsigned long Read(const CToolValue& value) {
     return HexadecimalToNumber(value.GetString());
   }
 };
@@ -93,8 +91,7 @@ struct CKind<EKind::ProductFamily> : CKind<EKind::Text> {
 template <class Record>
 struct CKey {
   std::string_view m_Name;
-  void (*m_Take)(const CTracer& trace, const char* name, const rapidjson::Value& value,
-                 Record& record);
+  void (*m_Take)(const CTracer& trace, const char* name, const CToolValue& value, Record& record);
 };
 
 void TraceTaken(const CTracer& trace, const char* name, const std::string& value) {
@@ -113,7 +110,7 @@ void TraceTaken(const CTracer& trace, const char* name, bool value) {
 // Takes the value into the member when it is of the kind. The trace shows what the tool said, the
 // member holds what it is stored as.
 template <EKind Kind, auto Member, class Record>
-void Take(const CTracer& trace, const char* name, const rapidjson::Value& value, Record& record) {
+void Take(const CTracer& trace, const char* name, const CToolValue& value, Record& record) {
   auto& member = record.*Member;
   if constexpr (Kind == EKind::Unsigned64OrReset) member = {};
   if (!CKind<Kind>::Accepts(value)) return;
@@ -164,7 +161,7 @@ struct CVersionSection {
 
 // --- Walking a document
 
-std::string_view NameOf(const rapidjson::Value::Member& member) {
+std::string_view NameOf(const CToolValue::Member& member) {
   return {member.name.GetString(), member.name.GetStringLength()};
 }
 
@@ -180,7 +177,7 @@ bool BeginsWithAnyOf(std::string_view name, const auto& beginnings) {
 // Calls the function with name and value of every member that is an object, in document order; none
 // when the value is no object itself.
 template <class Function>
-void ForEachObjectIn(const rapidjson::Value& value, const Function& function) {
+void ForEachObjectIn(const CToolValue& value, const Function& function) {
   if (!value.IsObject()) return;
   for (const auto& member : value.GetObject()) {
     if (member.value.IsObject()) function(NameOf(member), member.value);
@@ -188,7 +185,7 @@ void ForEachObjectIn(const rapidjson::Value& value, const Function& function) {
 }
 
 // The text under the key; null when there is none.
-const char* TextUnder(const rapidjson::Value& section, const char* key) {
+const char* TextUnder(const CToolValue& section, const char* key) {
   const auto member = section.FindMember(key);
   return member != section.MemberEnd() && member->value.IsString() ? member->value.GetString()
                                                                    : nullptr;
@@ -217,9 +214,9 @@ struct CSortedKeys {
 // Takes the keys in the order of the table, whatever their order in the section. Of two members
 // with one name the first counts.
 template <const auto& Keys, class Record>
-void TakeKeys(const CTracer& trace, const rapidjson::Value& section, Record& record) {
+void TakeKeys(const CTracer& trace, const CToolValue& section, Record& record) {
   using CSorted = CSortedKeys<Keys>;
-  std::array<const rapidjson::Value*, CSorted::COUNT> found{};
+  std::array<const CToolValue*, CSorted::COUNT> found{};
   for (const auto& member : section.GetObject()) {
     const std::size_t row = CSorted::RowOf(NameOf(member));
     if (row < found.size() && found[row] == nullptr) found[row] = &member.value;
@@ -237,9 +234,9 @@ constexpr const char* VERSION_READER = "GetVersion";
 
 // Reads every section whose name fits; of two with the same key the later counts.
 template <const auto& Keys>
-void ReadLogSections(const rapidjson::Value& root, const auto& names, CCmdEmuGetlog& log) {
+void ReadLogSections(const CToolValue& root, const auto& names, CCmdEmuGetlog& log) {
   const CTracer trace(TraceSource::TOOL, LOG_READER);
-  ForEachObjectIn(root, [&](std::string_view name, const rapidjson::Value& section) {
+  ForEachObjectIn(root, [&](std::string_view name, const CToolValue& section) {
     if (!BeginsWithAnyOf(name, names)) return;
     if (const char* const serial = TextUnder(section, Facts::SERIAL_KEY)) log.NamedSerial = serial;
     TakeKeys<Keys>(trace, section, log);
@@ -251,7 +248,7 @@ bool IsServedModel(const std::string& model) {
                              [&](std::string_view begin) { return model.starts_with(begin); });
 }
 
-CCmdEmuAdapter ReadDrive(const rapidjson::Value& section, std::size_t number) {
+CCmdEmuAdapter ReadDrive(const CToolValue& section, std::size_t number) {
   CCmdEmuAdapter drive;
   TakeKeys<INVENTORY_KEYS>(CTracer(TraceSource::TOOL, INVENTORY_READER), section, drive);
   drive.AdapterNumber = number;
@@ -266,25 +263,6 @@ constexpr std::size_t MAX_OUTPUT = 64 * MIB;
 constexpr std::size_t MAX_DOCUMENT = 256 * MIB;
 constexpr int MAX_DEPTH = 256;
 
-// Memory that is there or throws std::bad_alloc: the parser itself writes through a null pointer.
-class CThrowingAllocator {
- public:
-  [[maybe_unused]] static constexpr bool kNeedFree = true;
-  static void* Malloc(std::size_t size) { return size == 0 ? nullptr : Checked(std::malloc(size)); }
-  static void* Realloc(void* memory, std::size_t /*oldSize*/, std::size_t newSize) {
-    if (newSize != 0) return Checked(std::realloc(memory, newSize));
-    Free(memory);
-    return nullptr;
-  }
-  static void Free(void* memory) { std::free(memory); }
-
- private:
-  static void* Checked(void* memory) {
-    if (memory == nullptr) throw std::bad_alloc();
-    return memory;
-  }
-};
-
 // Counts nesting; the parser calls it before it goes deeper.
 class CDepth {
  public:
@@ -298,11 +276,9 @@ class CDepth {
 // Adds up what a document of the text would take, without making one.
 class CDocumentSize : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, CDocumentSize> {
  public:
-  [[nodiscard]] std::size_t Bytes() const { return m_Bytes; }
-
-  bool Default() { return Add(sizeof(rapidjson::Value)); }
+  bool Default() { return Add(sizeof(CToolValue)); }
   bool String(const char*, rapidjson::SizeType length, bool) {
-    return Add(sizeof(rapidjson::Value) + length + sizeof(rapidjson::Value));
+    return Add(sizeof(CToolValue) + length + sizeof(CToolValue));
   }
   bool Key(const char* text, rapidjson::SizeType length, bool copy) {
     return String(text, length, copy);
@@ -330,20 +306,16 @@ using CReader = rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, C
 
 // A document that ends the parse where arrays and objects lie deeper in each other than the limit,
 // before the parser, which calls itself, runs out of stack.
-class CGuardedDocument
-    : public rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<>,
-                                        CThrowingAllocator> {
+class CGuardedDocument : public CToolDocument {
  public:
-  using CBase = rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<>,
-                                           CThrowingAllocator>;
-  explicit CGuardedDocument(rapidjson::MemoryPoolAllocator<>* allocator) : CBase(allocator) {}
+  explicit CGuardedDocument(AllocatorType* allocator) : CToolDocument(allocator) {}
 
   // False when the text is no JSON or nests too deeply.
   bool Fill(const char* text) {
     rapidjson::StringStream stream(text);
     CReader reader;
     bool read = false;
-    auto parse = [&](CBase&) {
+    auto parse = [&](CToolDocument&) {
       read = !reader.Parse(stream, *this).IsError();
       return read;
     };
@@ -352,38 +324,29 @@ class CGuardedDocument
   }
 
   // What the parser calls.
-  bool StartObject() { return m_Depth.Enter() && CBase::StartObject(); }
-  bool StartArray() { return m_Depth.Enter() && CBase::StartArray(); }
+  bool StartObject() { return m_Depth.Enter() && CToolDocument::StartObject(); }
+  bool StartArray() { return m_Depth.Enter() && CToolDocument::StartArray(); }
   bool EndObject(rapidjson::SizeType members) {
     m_Depth.Leave();
-    return CBase::EndObject(members);
+    return CToolDocument::EndObject(members);
   }
   bool EndArray(rapidjson::SizeType elements) {
     m_Depth.Leave();
-    return CBase::EndArray(elements);
+    return CToolDocument::EndArray(elements);
   }
 
  private:
   CDepth m_Depth;
 };
 
-// Whether the memory for a document of the text is there. A short text is not read twice for it:
-// its document is at most AT_MOST times as large. The values' own pool takes its memory unchecked,
-// so that it is asked for once beforehand; only another thread that takes it meanwhile can still
-// end the process.
-bool FitsIntoMemory(const char* text, std::size_t length) {
-  constexpr std::size_t SHORT = MIB;
-  constexpr std::size_t AT_MOST = 24;
-  std::size_t bytes = AT_MOST * length;
-  if (length > SHORT) {
-    rapidjson::StringStream stream(text);
-    CReader reader;
-    CDocumentSize size;
-    if (reader.Parse(stream, size).IsError()) return false;
-    bytes = size.Bytes();
-  }
-  CThrowingAllocator::Free(CThrowingAllocator::Malloc(bytes));
-  return true;
+// Whether the document of a text keeps below its bound. A short text is not read twice for it: its
+// document is at most some twenty times as large.
+bool IsWithinBound(const char* text, std::size_t length) {
+  if (length <= MIB) return true;
+  rapidjson::StringStream stream(text);
+  CReader reader;
+  CDocumentSize size;
+  return !reader.Parse(stream, size).IsError();
 }
 
 // The text behind a byte order mark.
@@ -401,21 +364,21 @@ bool HasTextBehindNul(const std::string& text) {
 
 }  // namespace
 
-bool ParseToolOutput(const std::string& text, rapidjson::Document& document) {
+bool ParseToolOutput(const std::string& text, CToolDocument& document) {
   document.SetNull();
   if (text.size() > MAX_OUTPUT || HasTextBehindNul(text)) return false;
   const std::string_view json = WithoutMark(text);
-  if (!FitsIntoMemory(json.data(), json.size())) return false;
+  if (!IsWithinBound(json.data(), json.size())) return false;
   // Parsed aside, in the caller's memory: a failed parse leaves nothing in the caller's document.
   CGuardedDocument parsed(&document.GetAllocator());
   if (!parsed.Fill(json.data())) return false;
-  document.rapidjson::Value::Swap(parsed);
+  document.CToolValue::Swap(parsed);
   return true;
 }
 
-void ReadInventory(const rapidjson::Value& root, std::vector<CCmdEmuAdapter>& drives) {
+void ReadInventory(const CToolValue& root, std::vector<CCmdEmuAdapter>& drives) {
   if (root.IsObject()) drives.reserve(drives.size() + root.MemberCount());
-  ForEachObjectIn(root, [&](std::string_view name, const rapidjson::Value& section) {
+  ForEachObjectIn(root, [&](std::string_view name, const CToolValue& section) {
     if (!BeginsWithAnyOf(name, Facts::DRIVE_SECTIONS)) return;
     // A member of a platform RAID volume is served by somebody else.
     if (section.HasMember(Facts::RAID_MEMBER_KEY)) return;
@@ -424,19 +387,19 @@ void ReadInventory(const rapidjson::Value& root, std::vector<CCmdEmuAdapter>& dr
   });
 }
 
-void ReadHealthLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
+void ReadHealthLog(const CToolValue& root, CCmdEmuGetlog& log) {
   ReadLogSections<HEALTH_KEYS>(root, Facts::HEALTH_SECTIONS, log);
 }
 
-void ReadTemperatureLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
+void ReadTemperatureLog(const CToolValue& root, CCmdEmuGetlog& log) {
   ReadLogSections<TEMPERATURE_KEYS>(root, Facts::TEMPERATURE_SECTIONS, log);
 }
 
-void ReadAttributeLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
+void ReadAttributeLog(const CToolValue& root, CCmdEmuGetlog& log) {
   const CTracer trace(TraceSource::TOOL, LOG_READER);
-  ForEachObjectIn(root, [&](std::string_view name, const rapidjson::Value& section) {
+  ForEachObjectIn(root, [&](std::string_view name, const CToolValue& section) {
     if (!BeginsWithAnyOf(name, Facts::ATTRIBUTE_SECTIONS)) return;
-    ForEachObjectIn(section, [&](std::string_view attribute, const rapidjson::Value& values) {
+    ForEachObjectIn(section, [&](std::string_view attribute, const CToolValue& values) {
       const auto normalized = values.FindMember(Facts::NORMALIZED_KEY);
       if (normalized == values.MemberEnd()) return;
       for (const auto& row : ATTRIBUTES) {
@@ -447,15 +410,15 @@ void ReadAttributeLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
   });
 }
 
-void ReadCapacityLog(const rapidjson::Value& root, CCmdEmuGetlog& log) {
+void ReadCapacityLog(const CToolValue& root, CCmdEmuGetlog& log) {
   ReadLogSections<CAPACITY_KEYS>(root, Facts::ANY_SECTION, log);
 }
 
-void ReadVersion(const rapidjson::Value& root, std::string& version) {
+void ReadVersion(const CToolValue& root, std::string& version) {
   const CTracer trace(TraceSource::TOOL, VERSION_READER);
   CVersionSection read{version};
   bool found = false;
-  ForEachObjectIn(root, [&](std::string_view name, const rapidjson::Value& section) {
+  ForEachObjectIn(root, [&](std::string_view name, const CToolValue& section) {
     if (found || !boost::iequals(name, Facts::VERSION_SECTION)) return;
     found = true;
     const auto member = section.FindMember(Facts::VERSION_KEY);

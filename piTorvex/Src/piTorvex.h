@@ -15,7 +15,6 @@
 
 #include <boost/filesystem/path.hpp>
 #include <boost/function.hpp>
-#include <rapidjson/fwd.h>
 
 #include <DB/Database.h>
 #include <DatabaseORM/Records.h>
@@ -176,7 +175,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
 
   // --- piTorvexCmdEmu: the vendor's tool; each blocks until the tool has ended
   unsigned int GetAdaptersInfo() VX_REQUIRES(m_DataLock);  // replaces m_ToolRecords
-  unsigned int GetLogPage(int index, int logId, rapidjson::Document& document);
+  unsigned int GetLogPage(int index, int logId, CToolDocument& document);
   unsigned int GetLogPageInformation(int index, CCmdEmuGetlog& log);
   unsigned int GetVersion(std::string& version);
   unsigned int CmdEmu_format(int index);
@@ -229,6 +228,7 @@ class IPLUGINAPI_IMPL : public IPLUGINAPI, public TLX::Delegates_and_Calls::CDel
 
   // --- piTorvexPlugin: start-up and shut-down
   unsigned int InitializeLocks(const CTracer& trace);
+  unsigned int FirstInventory(const CTracer& trace) VX_REQUIRES(m_DataLock);
   unsigned int QueryTool(const CTracer& trace);
   unsigned long FirstScan(const CTracer& trace) VX_REQUIRES(m_DataLock);
   unsigned int FailInitialize(unsigned int result);

@@ -18,7 +18,7 @@ namespace {
 
 constexpr int COMMAND_RAN = 1;  // of ExecuteCommand; anything else is a failure
 
-void ReadLog(Facts::ELog log, const rapidjson::Value& root, CCmdEmuGetlog& values) {
+void ReadLog(Facts::ELog log, const CToolValue& root, CCmdEmuGetlog& values) {
   switch (log) {
     case Facts::ELog::Health:
       return ReadHealthLog(root, values);
@@ -82,13 +82,13 @@ unsigned int IPLUGINAPI_IMPL::GetAdaptersInfo() {
     trace.Steps("TLXX::CSystem::ExecuteCommand returned with %d", result);
     return ERR_TOOL_COMMAND_FAILED;
   }
-  rapidjson::Document document;
+  CToolDocument document;
   if (output.empty() || !ParseToolOutput(output, document)) return ERR_TOOL_COMMAND_FAILED;
   ReadInventory(document, m_ToolRecords);
   return m_ToolRecords.empty() ? PI::ERR_NO_SUPPORTED_HARDWARE : SUCCESS;
 }
 
-unsigned int IPLUGINAPI_IMPL::GetLogPage(int index, int logId, rapidjson::Document& document) {
+unsigned int IPLUGINAPI_IMPL::GetLogPage(int index, int logId, CToolDocument& document) {
   const CTracer trace(TraceSource::TOOL);
   const auto page = std::ranges::find(Facts::LOGS, logId, &Facts::CLog::m_Id);
   if (page == Facts::LOGS.end()) return ERR_UNKNOWN_LOG_PAGE;
@@ -108,7 +108,7 @@ unsigned int IPLUGINAPI_IMPL::GetLogPageInformation(int index, CCmdEmuGetlog& lo
   trace.Steps("GetLogPageInformation: begin");
   log.ToolIndex = index;
   log.NamedSerial.clear();
-  rapidjson::Document document;
+  CToolDocument document;
   for (const Facts::CLog& page : Facts::LOGS) {
     // A stop waits for the run in progress and for no further one.
     if (IsStopRequested()) return ERR_TOOL_COMMAND_FAILED;
@@ -132,7 +132,7 @@ unsigned int IPLUGINAPI_IMPL::GetVersion(std::string& version) {
   if (result != COMMAND_RAN || output.empty() || Contains(output, Facts::NO_DEVICE)) {
     return ERR_TOOL_COMMAND_FAILED;
   }
-  rapidjson::Document document;
+  CToolDocument document;
   if (ParseToolOutput(output, document)) ReadVersion(document, version);
   return ERR_TOOL_COMMAND_FAILED;
 }

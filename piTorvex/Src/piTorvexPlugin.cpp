@@ -14,6 +14,7 @@
 #include <array>
 #include <cassert>
 #include <cstdio>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -103,6 +104,17 @@ unsigned int IPLUGINAPI_IMPL::InitializeLocks(const CTracer& trace) {
   return ready ? SUCCESS : ERR_LOCK_INITIALIZATION_FAILED;
 }
 
+// The inventory of a start-up. One that does not fit into memory is one that could not be read; a
+// scan of the worker is given up instead, so that no drive seems to have gone.
+unsigned int IPLUGINAPI_IMPL::FirstInventory(const CTracer& trace) {
+  try {
+    return GetAdaptersInfo();
+  } catch (const std::bad_alloc& error) {
+    TraceStopped(trace, error.what());
+    return ERR_TOOL_COMMAND_FAILED;
+  }
+}
+
 // Inventory and version of the tool. The lock is taken without trace lines: nobody else is there
 // yet unless the host starts up twice, and then it keeps the worker away from the records.
 unsigned int IPLUGINAPI_IMPL::QueryTool(const CTracer& trace) {
@@ -111,7 +123,7 @@ unsigned int IPLUGINAPI_IMPL::QueryTool(const CTracer& trace) {
   m_ToolPath = process.parent_path() / Facts::TOOL_DIRECTORY / Facts::TOOL_NAME;
   m_CommandPrefix = "LD_PRELOAD=" + m_ToolPath.parent_path().string() + "/" +
                     Facts::PRELOAD_LIBRARY + " " + m_ToolPath.string();
-  const unsigned int result = GetAdaptersInfo();
+  const unsigned int result = FirstInventory(trace);
   m_AdapterCount = m_ToolRecords.size();
   trace.Tool("Initialize, CmdEmu_getAdapterCount returned = %d", m_AdapterCount);
   if (result != SUCCESS) {

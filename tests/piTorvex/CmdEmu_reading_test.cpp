@@ -23,7 +23,7 @@ using namespace NAMESPACE_piTorvex;
 namespace {
 
 std::vector<CCmdEmuAdapter> Inventory(const std::string& text) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_TRUE(ParseToolOutput(text, document)) << text;
   std::vector<CCmdEmuAdapter> drives;
   ReadInventory(document, drives);
@@ -46,10 +46,10 @@ std::size_t Accepted(const std::string& text) {
   return Inventory(text).size();
 }
 
-using Reader = void (*)(const rapidjson::Value&, CCmdEmuGetlog&);
+using Reader = void (*)(const NAMESPACE_piTorvex::CToolValue&, CCmdEmuGetlog&);
 
 CCmdEmuGetlog Log(Reader reader, const std::string& text, CCmdEmuGetlog log = {}) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_TRUE(ParseToolOutput(text, document)) << text;
   reader(document, log);
   return log;
@@ -164,7 +164,7 @@ TEST(CmdEmuParsing, TextThatIsNoJson_IsRefused_AndLeavesANullDocument) {
         R"({"a":{}})"
         "x",
         "Warning: x\n{}", "{} {}", "\x7f\x45\x4c\x46\x02", R"({"a":1,})", "nul"}) {
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     document.SetObject();
     EXPECT_FALSE(ParseToolOutput(text, document)) << text;
     EXPECT_TRUE(document.IsNull()) << text;
@@ -172,20 +172,20 @@ TEST(CmdEmuParsing, TextThatIsNoJson_IsRefused_AndLeavesANullDocument) {
 }
 
 TEST(CmdEmuParsing, FailedParse_DropsTheEarlierDocument) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   ASSERT_TRUE(ParseToolOutput(R"({"a":{}})", document));
   EXPECT_FALSE(ParseToolOutput(R"({"b":)", document));
   EXPECT_TRUE(document.IsNull());
 }
 
 TEST(CmdEmuParsing, AByteOrderMark_IsAccepted) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_TRUE(ParseToolOutput("\xEF\xBB\xBF{}", document));
   EXPECT_TRUE(document.IsObject());
 }
 
 TEST(CmdEmuParsing, TextBehindANul_IsRefusedLikeAnyTextBehindTheDocument) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_FALSE(ParseToolOutput(std::string("{}\0junk", 7), document));
   EXPECT_FALSE(ParseToolOutput(std::string("{}\0\0", 4), document));
   EXPECT_FALSE(ParseToolOutput("{}junk", document));
@@ -196,7 +196,7 @@ TEST(CmdEmuParsing, TextBehindANul_IsRefusedLikeAnyTextBehindTheDocument) {
 TEST(CmdEmuParsing, ATextWhoseDocumentTakesTooMuchMemory_IsRefusedBeforeItIsMade) {
   std::string text = "[0";
   while (text.size() < (std::size_t{48} << 20U)) text += ",0";
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_FALSE(ParseToolOutput(text + "]", document));
   EXPECT_TRUE(document.IsNull());
   EXPECT_LT(document.GetAllocator().Capacity(), std::size_t{1} << 20U);
@@ -209,7 +209,7 @@ TEST(CmdEmuParsing, NestingUpToTheLimitIsRead_OneMoreIsRefused) {
       text += open == '{' && i > 0 ? "\"a\":{" : std::string(1, open);
     return text + std::string(depth, close);
   };
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_TRUE(ParseToolOutput(nested(256, '[', ']'), document));
   EXPECT_FALSE(ParseToolOutput(nested(257, '[', ']'), document));
   EXPECT_TRUE(document.IsNull());
@@ -218,12 +218,12 @@ TEST(CmdEmuParsing, NestingUpToTheLimitIsRead_OneMoreIsRefused) {
 }
 
 TEST(CmdEmuParsing, FiveMillionBrackets_AreRefusedWithoutOverflowingTheStack) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_FALSE(ParseToolOutput(std::string(5'000'000, '['), document));
 }
 
 TEST(CmdEmuParsing, BracketsInStrings_DoNotCountAsNesting) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_TRUE(ParseToolOutput(R"({"a":")" + std::string(1000, '{') + R"("})", document));
   // An escaped quotation mark does not end the string.
   EXPECT_TRUE(ParseToolOutput(R"({"a":"\")" + std::string(1000, '[') + R"("})", document));
@@ -235,7 +235,7 @@ TEST(CmdEmuParsing, BracketsInStrings_DoNotCountAsNesting) {
 }
 
 TEST(CmdEmuParsing, MoreThan64MiB_IsRefused) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   std::string text = "{}";
   text.append((std::size_t{64} << 20U) - text.size(), ' ');
   EXPECT_TRUE(ParseToolOutput(text, document));
@@ -251,7 +251,7 @@ TEST(CmdEmuParsing, RootThatIsNoObject_HoldsNothing_AndHarmsNobody) {
       EXPECT_EQ(log.CurrentTemperature, 10) << text;
       EXPECT_EQ(log.PhysicalSize, 0U) << text;
     }
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     ASSERT_TRUE(ParseToolOutput(text, document));
     std::string version;
     ReadVersion(document, version);
@@ -711,7 +711,7 @@ TEST(CmdEmuHealthLog, NegativeWarningWord_KeepsItsBits) {
 }
 
 TEST(CmdEmuHealthLog, BadCounter_Throws_AndWhatWasReadBeforeStays) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   ASSERT_TRUE(ParseToolOutput(
       R"({"NVMeLog2":{"Percentage Used":7,"Data Units Read":"1F4","Data Units Written":"1G","Power On Hours":"5"}})",
       document));
@@ -861,7 +861,7 @@ TEST(CmdEmuCapacity, IsReadFromAnySectionThatIsAnObject) {
 
 TEST(CmdEmuVersion, IsReadFromTheFirstSectionOfThatWholeName) {
   const auto version = [](const std::string& text) {
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     EXPECT_TRUE(ParseToolOutput(text, document));
     std::string result;
     ReadVersion(document, result);
@@ -927,7 +927,7 @@ TEST(CmdEmuLocale, GroupingOfTheHost_ChangesNeitherReadingNorCommandLines) {
 
 TEST(CmdEmuLocale, CapitalsOfSectionNames_AreTheHosts) {
   const auto read = [] {
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     EXPECT_TRUE(ParseToolOutput(R"({"Vers~on Information":{"Version":"3"}})", document));
     std::string version;
     ReadVersion(document, version);
@@ -966,7 +966,7 @@ TEST(CmdEmuReading, MutatedOutput_NeverHarms) {
       }
       if (text.empty()) text = " ";
     }
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     if (!ParseToolOutput(text, document)) {
       EXPECT_TRUE(document.IsNull());
       continue;

@@ -133,7 +133,7 @@ TEST_F(CmdEmuRunning, LogPage_RunsTheCommandOfItsLog) {
   for (const auto& [id, command] : pages) {
     tool.ClearCalls();
     tool.script[command].output = R"({"a":{"b":1}})";
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     EXPECT_EQ(plugin.GetLogPage(3, id, document), 0U);
     EXPECT_EQ(tool.Calls(), Strings{command});
     EXPECT_TRUE(document.IsObject());
@@ -141,14 +141,14 @@ TEST_F(CmdEmuRunning, LogPage_RunsTheCommandOfItsLog) {
 }
 
 TEST_F(CmdEmuRunning, LogPage_OfNegativeIndex_IsFormattedAsItIs) {
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   plugin.GetLogPage(-2, 203, document);
   EXPECT_EQ(tool.Calls(), Strings{"show -all -o json -torvex -2"});
 }
 
 TEST_F(CmdEmuRunning, LogPage_OfAnUnknownLog_Is20006AndRunsNothing) {
   for (const int id : {5, 0, -1, 1, 3, 204, 2147483647}) {
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     vxtest::PluginTrace trace;
     EXPECT_EQ(plugin.GetLogPage(3, id, document), PI::ERR_UNKNOWN_LOG_PAGE) << id;
     EXPECT_TRUE(trace.Lines().empty());
@@ -159,7 +159,7 @@ TEST_F(CmdEmuRunning, LogPage_OfAnUnknownLog_Is20006AndRunsNothing) {
 TEST_F(CmdEmuRunning, LogPage_TracesStartAndResult) {
   tool.script[HEALTH].output = "{}";
   vxtest::PluginTrace trace;
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   plugin.GetLogPage(3, 2, document);
   const Strings expected = {
       "TLXX::CSystem::ExecuteCommand start: LD_PRELOAD=/h/bin/lib.so /h/bin/isdct " +
@@ -182,7 +182,7 @@ TEST_F(CmdEmuRunning, LogPage_ThatFailed_Is20003_AndLeavesANullDocument) {
       {1, R"({"a":{"b":"No device selected!"}})", {}},
       {1, "No device selected", {}}};
   for (const auto& failure : failures) {
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     document.Parse(R"({"NVMeLog2":{"Percentage Used":50}})");
     tool.script[HEALTH] = failure;
     EXPECT_EQ(plugin.GetLogPage(3, 2, document), PI::ERR_TOOL_COMMAND_FAILED) << failure.output;
@@ -192,7 +192,7 @@ TEST_F(CmdEmuRunning, LogPage_ThatFailed_Is20003_AndLeavesANullDocument) {
 
 TEST_F(CmdEmuRunning, LogPage_NoDeviceSelectedInAnotherCase_IsNotTheTest) {
   tool.script[HEALTH].output = R"({"a":{"b":"no device selected"}})";
-  rapidjson::Document document;
+  NAMESPACE_piTorvex::CToolDocument document;
   EXPECT_EQ(plugin.GetLogPage(3, 2, document), 0U);
 }
 
@@ -321,7 +321,7 @@ TEST_F(CmdEmuRunning, EveryCommand_StandsBehindThePrefix_AndIsNotRepeatedWhenItF
     for (const std::string& command : commands) tool.script[command].result = result;
     tool.ClearCalls();
     std::string version;
-    rapidjson::Document document;
+    NAMESPACE_piTorvex::CToolDocument document;
     EXPECT_EQ(plugin.GetAdaptersInfo(), PI::ERR_TOOL_COMMAND_FAILED);
     EXPECT_EQ(plugin.GetVersion(version), PI::ERR_TOOL_COMMAND_FAILED);
     for (const int id : {2, 197, 202, 203})
