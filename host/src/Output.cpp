@@ -3,12 +3,15 @@
 #include "LineWriter.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -66,6 +69,107 @@ std::string GapJson(unsigned long count) {
   return fmt::format("{{\"text\":\"{}\",\"not_shown\":{}}}\n", GapText(count), count);
 }
 
+// A pipe in the place of standard output; the end to read from.
+int TakePrinted() {
+  std::array<int, 2> ends{};
+  if (::pipe2(ends.data(), O_CLOEXEC) != 0 || ::fcntl(ends[0], F_SETFL, O_NONBLOCK) != 0) {
+    throw std::system_error(errno, std::generic_category(), "pipe for what plug-ins print");
+  }
+  std::fflush(stdout);
+  ::dup2(ends[1], STDOUT_FILENO);
+  ::close(ends[1]);
+  // As on a terminal, wherever standard error leads: what was printed is seen at once.
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
+  return ends[0];
+}
+
+// Writes standard error in the background: what the host says, and what plug-ins print to standard
+// output, so that neither ever waits for a reader. [any thread]
+class Errors {
+ public:
+  // From now on standard output leads here.
+  static std::shared_ptr<Errors> Start() {
+    auto errors = std::make_shared<Errors>();
+    // Ends when standard output leads elsewhere again.
+    std::thread([errors] { errors->FollowPrinted(); }).detach();
+    return errors;
+  }
+
+  Errors()
+      : writer_(
+            STDERR_FILENO, [](unsigned long count) { return SaidLine(GapText(count)); },
+            [](int) {}),
+        printed_(TakePrinted()) {}
+  ~Errors() { ::close(printed_); }
+  Errors(const Errors&) = delete;
+  Errors& operator=(const Errors&) = delete;
+
+  // After what was printed before it.
+  void Post(std::string line) {
+    const std::lock_guard lock(mutex_);
+    TakeOver();
+    writer_.Post(std::move(line));
+  }
+
+  [[nodiscard]] bool WaitUntilIdle(std::chrono::milliseconds patience) {
+    {
+      const std::lock_guard lock(mutex_);
+      TakeOver();
+    }
+    return writer_.WaitUntilIdle(patience);
+  }
+
+  // What is printed later is dropped, so that nobody who prints ever waits.
+  void Finish(std::chrono::milliseconds patience) {
+    std::fflush(stdout);
+    {
+      const std::lock_guard lock(mutex_);
+      TakeOver();
+      if (!unfinished_.empty()) writer_.Post(LineOf(std::exchange(unfinished_, {})));
+      finished_ = true;
+    }
+    writer_.Finish(patience);
+  }
+
+  [[nodiscard]] bool HasLost() const { return writer_.HasLost(); }
+
+ private:
+  void FollowPrinted() {
+    pollfd wait{printed_, POLLIN, 0};
+    while (true) {
+      if (::poll(&wait, 1, -1) < 0) continue;
+      const std::lock_guard lock(mutex_);
+      if (!TakeOver()) return;
+    }
+  }
+
+  // Takes all that the pipe holds, which one reading does: the part is as long as a pipe. False
+  // when nobody can print any more. Holds mutex_.
+  bool TakeOver() {
+    const ssize_t got = ::read(printed_, part_.data(), part_.size());
+    if (got < 0) return errno == EAGAIN || errno == EINTR;
+    if (!finished_) Split({part_.data(), static_cast<std::size_t>(got)});
+    return got > 0;
+  }
+
+  void Split(std::string_view text) {
+    for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+      unfinished_ += text.substr(0, end + 1);
+      writer_.Post(std::exchange(unfinished_, {}));
+      text.remove_prefix(end + 1);
+    }
+    unfinished_ += text;
+    if (unfinished_.size() > part_.size()) writer_.Post(LineOf(std::exchange(unfinished_, {})));
+  }
+
+  LineWriter writer_;
+  const int printed_;
+  std::mutex mutex_;                                 // guards the rest
+  std::array<char, std::size_t{64} << 10U> part_{};  // as long as a pipe
+  std::string unfinished_;                           // the line that is being printed
+  bool finished_ = false;
+};
+
 // Who writes standard error in the background, or nobody. Threads of a plug-in that could not be
 // ended may speak until the process has ended.
 class Speaker {
@@ -75,19 +179,19 @@ class Speaker {
     return *speaker;
   }
 
-  void Set(std::shared_ptr<LineWriter> writer) {
+  void Set(std::shared_ptr<Errors> errors) {
     const std::lock_guard lock(mutex_);
-    writer_ = std::move(writer);
+    errors_ = std::move(errors);
   }
 
-  std::shared_ptr<LineWriter> Get() {
+  std::shared_ptr<Errors> Get() {
     const std::lock_guard lock(mutex_);
-    return writer_;
+    return errors_;
   }
 
  private:
   std::mutex mutex_;
-  std::shared_ptr<LineWriter> writer_;
+  std::shared_ptr<Errors> errors_;
 };
 
 }  // namespace
@@ -110,8 +214,7 @@ void Output::MoveToBackground(bool json) {
   };
   writer_ =
       std::make_unique<LineWriter>(descriptor_, gapLine, [this](int error) { NoteError(error); });
-  Speaker::Instance().Set(std::make_shared<LineWriter>(
-      STDERR_FILENO, [](unsigned long count) { return SaidLine(GapText(count)); }, [](int) {}));
+  Speaker::Instance().Set(Errors::Start());
 }
 
 void Output::NoteError(int error) {

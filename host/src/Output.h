@@ -20,9 +20,10 @@ class Output {
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  // For commands that stay: from now on Post and Say never wait for a reader. Lines that nobody
-  // takes wait in memory, up to LineWriter::LIMIT; beyond it the oldest are dropped, and the next
-  // line that gets out says how many. json: it says so as an object. [before other threads start]
+  // For commands that stay: from now on Post and Say, and plug-ins that print, never wait for a
+  // reader. Lines that nobody takes wait in memory, up to LineWriter::LIMIT; beyond it the oldest
+  // are dropped, and the next line that gets out says how many. json: it says so as an object.
+  // [before other threads start]
   void MoveToBackground(bool json);
 
   // Writes the whole text, in one piece as seen from other threads, after what was said before, and

@@ -63,10 +63,12 @@ void SignalWatch::SetCleanUp(std::function<void()> cleanUp) {
 }
 
 void SignalWatch::EndBy(int signal) {
+  // Before the queries end: whoever waits for one and then ends by an earlier signal comes too
+  // late.
+  const std::lock_guard lock(cleanUpMutex_);
   for (const std::string& command : TLXX::CSystem::EndQueries()) {
     SayOrDrop("this goes on, since it changes a drive: " + command);
   }
-  const std::lock_guard lock(cleanUpMutex_);
   if (cleanUp_) cleanUp_();
   std::signal(signal, SIG_DFL);
   sigset_t own{};

@@ -418,7 +418,9 @@ TEST_F(Cli, ErrorsThatNobodyTakes_DoNotHoldUpTheStop) {
                     "#!/bin/sh\nexec '" + vxtest::HostProcess::Program().string() +
                         "' \"$@\" 2> '" + (directory_ / "errors").string() + "'\n",
                     true);
-  vxtest::WriteFile(directory_ / "script", "{\"notify\":1," + FIXTURE_OBJECTS + "}");
+  // What the plug-in prints, from its first command on, leads there as well.
+  vxtest::WriteFile(directory_ / "script",
+                    R"({"print":"from the plug-in","notify":1,)" + FIXTURE_OBJECTS + "}");
   vxtest::HostProcess host({"run", "--db", "none", "--plugin", VXTEST_PLUGIN},
                            {{"VXTEST_PLUGIN_FILE", (directory_ / "script").string()},
                             {"VXTEST_PLUGIN_LOG", (directory_ / "log").string()}},

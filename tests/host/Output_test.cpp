@@ -81,4 +81,16 @@ TEST(OutputTest, WhatNobodyTookAtTheEnd_IsAFailure) {
   EXPECT_TRUE(output.HasFailed());
 }
 
+TEST(OutputTest, WhatIsPrintedInTheBackground_GetsToStandardErrorInItsOrder) {
+  testing::internal::CaptureStderr();
+  {
+    Output output;
+    output.MoveToBackground(false);
+    std::puts("first");
+    vxhost::Say("second");
+    std::printf("third\nunfinished");
+  }
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "first\nvxhost: second\nthird\nunfinished\n");
+}
+
 }  // namespace
