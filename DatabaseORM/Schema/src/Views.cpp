@@ -30,11 +30,13 @@ std::string WordOf(const std::string& number) {
   return "IFNULL((SELECT Word FROM vx_choices WHERE Number = " + number + "), " + number + ")";
 }
 
-// The words of a list of choices. A cell that holds anything but numbers has none.
+// The words of a list of choices. A cell that somebody else has filled with
+// anything but a list of numbers has none: it must not fail the query for all drives.
 std::string WordsOf(const std::string& cell) {
+  const std::string list = "'[' || replace(" + cell + ", '|', ',') || ']'";
   return "(SELECT group_concat(" + WordOf("item.value") + ", ', ') FROM json_each(CASE WHEN " +
-         cell + " GLOB '*[^0-9|]*' OR " + cell + " = '' THEN '[]' ELSE '[' || replace(" + cell +
-         ", '|', ',') || ']' END) AS item)";
+         cell + " GLOB '*[^0-9|]*' OR NOT json_valid(" + list + ") THEN '[]' ELSE " + list +
+         " END) AS item)";
 }
 
 std::string Shown(const std::string& table, const CColumn& column) {

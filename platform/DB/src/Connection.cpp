@@ -180,13 +180,19 @@ bool CConnection::InTransaction() const {
   return sqlite3_get_autocommit(m_Handle.get()) == 0;
 }
 
-bool CConnection::HasMoved() {
+int CConnection::UserVersion() {
+  return std::stoi(Run("PRAGMA user_version").at(0));
+}
+
+bool CConnection::LeadsElsewhere() const {
   int moved = 0;
-  if (sqlite3_file_control(m_Handle.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) == SQLITE_OK &&
-      moved != 0) {
-    return true;
-  }
-  return HasLostLog();
+  return sqlite3_file_control(m_Handle.get(), "main", SQLITE_FCNTL_HAS_MOVED, &moved) ==
+             SQLITE_OK &&
+         moved != 0;
+}
+
+bool CConnection::HasMoved() {
+  return LeadsElsewhere() || HasLostLog();
 }
 
 // SQLite makes both files when it first needs them and keeps them until the last connection closes,

@@ -44,6 +44,12 @@ class CConnection {
 
   bool InTransaction() const;
 
+  // The version that the schema gave the file.
+  int UserVersion();
+
+  // Whether the path leads elsewhere than to the open file.
+  bool LeadsElsewhere() const;
+
   // Whether the path leads elsewhere than to the open file, or the log or its index beside it are
   // no longer the ones that this connection writes: what it writes there nobody else would find.
   bool HasMoved();

@@ -19,8 +19,8 @@ struct CExplanation {
 
 // clang-format off
 constexpr std::array EXPLANATIONS{
-    CExplanation{SQLITE_BUSY,     "is locked by another program",      "it is tried again later"},
-    CExplanation{SQLITE_LOCKED,   "is locked by another statement",    "it is tried again later"},
+    CExplanation{SQLITE_BUSY,     "is locked by another program",      "try again when it is free"},
+    CExplanation{SQLITE_LOCKED,   "is locked by another statement",    "try again when it is free"},
     CExplanation{SQLITE_READONLY, "is read-only",                      "make the file, its -wal and -shm, and its directory writable for this user"},
     CExplanation{SQLITE_FULL,     "finds no room: the disk is full or a limit is reached", "free some space"},
     CExplanation{SQLITE_NOTADB,   "is no database",                    "name another file or move this one away"},

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -130,19 +131,31 @@ std::unique_ptr<CConnection> OpenToRead(const std::string& path,
   }
 }
 
-// Whether a SQLite file lies at the path that bears another application id.
-bool BelongsToAnother(const std::string& path, unsigned applicationId) {
+// What the head of a SQLite file says about whose it is.
+struct COwner {
+  std::uint32_t ApplicationId;
+  std::int32_t UserVersion;
+};
+
+// Of the file at the path, if it is a SQLite file. Closing it gives up all locks that SQLite has in
+// this process on that file: not for the one that is open.
+std::optional<COwner> OwnerOf(const std::string& path) {
   constexpr std::string_view MAGIC("SQLite format 3\0", 16);
+  constexpr std::size_t VERSION_AT = 60;
   constexpr std::size_t ID_AT = 68;
   std::error_code failure;
-  if (applicationId == 0 || !std::filesystem::is_regular_file(path, failure)) return false;
+  if (!std::filesystem::is_regular_file(path, failure)) return std::nullopt;
   char head[ID_AT + 4] = {};
-  if (!std::ifstream(path, std::ios::binary).read(head, sizeof head)) return false;
-  unsigned id = 0;
-  for (std::size_t at = ID_AT; at < sizeof head; ++at) {
-    id = id << 8U | static_cast<unsigned char>(head[at]);
-  }
-  return std::string_view(head, MAGIC.size()) == MAGIC && id != applicationId;
+  if (!std::ifstream(path, std::ios::binary).read(head, sizeof head)) return std::nullopt;
+  if (std::string_view(head, MAGIC.size()) != MAGIC) return std::nullopt;
+  const auto number = [&](std::size_t at) {
+    std::uint32_t value = 0;
+    for (const std::size_t end = at + 4; at < end; ++at) {
+      value = value << 8U | static_cast<unsigned char>(head[at]);
+    }
+    return value;
+  };
+  return COwner{number(ID_AT), static_cast<std::int32_t>(number(VERSION_AT))};
 }
 
 }  // namespace
@@ -155,6 +168,7 @@ struct CSqliteDatabase::Impl {
   std::vector<std::string> Run(std::string_view statement) VX_REQUIRES(m_Mutex);
   bool RestoreIfMoved() VX_REQUIRES(m_Mutex);
   void WriteBack() VX_REQUIRES(m_Mutex);
+  void LeaveAloneWhatIsNotOurs() VX_REQUIRES(m_Mutex);
   void RollBack() noexcept VX_REQUIRES(m_Mutex);
   void RefuseWhilePausing() VX_REQUIRES(m_Mutex);
   std::chrono::steady_clock::time_point Now() const {
@@ -214,6 +228,7 @@ bool CSqliteDatabase::Impl::RestoreIfMoved() {
   if (!KeepsFile() || m_Connection->InTransaction()) return false;
   if (!m_Connection->HasMoved()) {
     m_Lock->Renew();  // who removes the lock file lets nobody else in
+    m_Lock->RenewDatabase();
     return false;
   }
   try {
@@ -226,12 +241,19 @@ bool CSqliteDatabase::Impl::RestoreIfMoved() {
   return true;
 }
 
+void CSqliteDatabase::Impl::LeaveAloneWhatIsNotOurs() {
+  if (m_Options.ApplicationId == 0 || !m_Connection->LeadsElsewhere()) return;
+  const std::optional<COwner> owner = OwnerOf(m_Path);
+  if (!owner) return;
+  const bool isForeign = owner->ApplicationId != m_Options.ApplicationId;
+  if (!isForeign && owner->UserVersion <= m_Connection->UserVersion()) return;
+  throw DatabaseException("\"" + m_Path + "\" is a database of " +
+                          (isForeign ? "another program" : "a newer program") +
+                          " now, which is left alone; move it away.");
+}
+
 void CSqliteDatabase::Impl::WriteBack() {
-  if (BelongsToAnother(m_Path, m_Options.ApplicationId)) {
-    throw DatabaseException("\"" + m_Path +
-                            "\" is a database of another program now, which is left alone; move "
-                            "it away.");
-  }
+  LeaveAloneWhatIsNotOurs();
   const std::string aside = m_Path + RESTORE_SUFFIX;
   Remove(aside);
   CDescriptor lock;

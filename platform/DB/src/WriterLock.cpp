@@ -43,8 +43,21 @@ bool TryToLock(int descriptor) {
   return fcntl(descriptor, F_OFD_SETLK, &lock) == 0;
 }
 
-bool Lock(int descriptor, std::chrono::milliseconds patience) {
-  for (auto waited = std::chrono::milliseconds(0); !TryToLock(descriptor);
+// Whoever may read a file may put a read lock on it, which keeps ours out and means no writer.
+bool OnlyReadersHold(int descriptor) {
+  struct flock lock = WholeLock();
+  return fcntl(descriptor, F_OFD_GETLK, &lock) == 0 && lock.l_type == F_RDLCK;
+}
+
+// False: somebody writes the database.
+bool LockUnlessRead(int descriptor) {
+  return TryToLock(descriptor) || OnlyReadersHold(descriptor) || TryToLock(descriptor);
+}
+
+using CTry = bool (*)(int descriptor);
+
+bool Lock(int descriptor, std::chrono::milliseconds patience, CTry tryToLock) {
+  for (auto waited = std::chrono::milliseconds(0); !tryToLock(descriptor);
        waited += std::chrono::milliseconds(RETRY_INTERVAL)) {
     if (waited >= patience) return false;
     poll(nullptr, 0, RETRY_INTERVAL);
@@ -125,6 +138,11 @@ void CWriterLock::Renew() {
   WriteHolder(m_File.Descriptor.Get());
 }
 
+void CWriterLock::RenewDatabase() {
+  const int descriptor = m_Database.Descriptor.Get();
+  if (descriptor >= 0 && !LockUnlessRead(descriptor)) Refuse(SOMEBODY);
+}
+
 void CWriterLock::Refuse(const std::string& holder) const {
   throw DatabaseException("The database \"" + m_DatabasePath + "\" is written by " + holder +
                           "; it takes one writer: end that one or name another file.");
@@ -148,7 +166,7 @@ CWriterLock::CLocked CWriterLock::LockFile(std::chrono::milliseconds patience) c
                               "\" cannot be locked for writing: \"" + m_Path +
                               "\" is no file of its own; remove it.");
     }
-    if (!Lock(file.Descriptor.Get(), patience)) Refuse(Holder(file.Descriptor.Get()));
+    if (!Lock(file.Descriptor.Get(), patience, TryToLock)) Refuse(Holder(file.Descriptor.Get()));
     // Who made it and was refused elsewhere has removed it before giving up the lock.
     if (!LeadsTo(m_Path, file.Descriptor.Get())) continue;
     [[maybe_unused]] const int unchanged = fchmod(file.Descriptor.Get(), LOCK_MODE);
@@ -159,14 +177,14 @@ CWriterLock::CLocked CWriterLock::LockFile(std::chrono::milliseconds patience) c
 CWriterLock::CLocked CWriterLock::LockDatabase(std::chrono::milliseconds patience) const {
   COpenFile file = OpenOrMake(m_DatabasePath, DATABASE_MODE, 0);
   // A file that cannot be written at all needs no lock, and SQLite has the better words.
-  if (file.Descriptor && !Lock(file.Descriptor.Get(), patience)) Refuse(SOMEBODY);
+  if (file.Descriptor && !Lock(file.Descriptor.Get(), patience, LockUnlessRead)) Refuse(SOMEBODY);
   const bool isOpen = static_cast<bool>(file.Descriptor);
   return {std::move(file.Descriptor), isOpen && file.Made};
 }
 
 CDescriptor CWriterLock::LockSuccessor(const std::string& path) const {
   CDescriptor successor(open(path.c_str(), O_RDWR | O_CLOEXEC));
-  if (!successor || !TryToLock(successor.Get())) {
+  if (!successor || !LockUnlessRead(successor.Get())) {
     throw DatabaseException("\"" + path + "\" cannot be locked: " + std::strerror(errno) + ".");
   }
   return successor;
@@ -179,7 +197,7 @@ void CWriterLock::Succeed(CDescriptor successor) {
 bool HasWriter(const std::string& path) {
   const CDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct flock lock = WholeLock();
-  return file && fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
+  return file && fcntl(file.Get(), F_OFD_GETLK, &lock) == 0 && lock.l_type == F_WRLCK;
 }
 
 }  // namespace DatabaseWrapper

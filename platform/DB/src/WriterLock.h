@@ -27,8 +27,10 @@ class CDescriptor {
 
 // The right to write one database: a lock on the file itself, which holds under every name that the
 // file has, and one on a file beside it, which says who holds it (process number and name) and
-// holds while the database is replaced. Both need the right to write, so that readers cannot take
-// them, and go with the process. Not for several threads at once.
+// holds while the database is replaced. The file beside it is its owner's alone. Whoever may read
+// the database can keep the lock on it from us with a read lock: the other one has to do then, and
+// this one is taken once the reader has gone. Both go with the process. Not for several threads at
+// once.
 class CWriterLock {
  public:
   // databasePath: absolute; the database is made when it is missing. patience: how long to wait for
@@ -49,8 +51,12 @@ class CWriterLock {
   // is kept then.
   void Renew();
 
-  // Locks a file that is about to take the place of the database. The lock holds as long as what is
-  // returned. Throws DatabaseException.
+  // Takes the lock on the database if a reader has kept it from us so far. Throws DatabaseException
+  // when another writer holds it.
+  void RenewDatabase();
+
+  // Locks a file that is about to take the place of the database, unless a reader keeps the lock
+  // from us. The lock holds as long as what is returned. Throws DatabaseException.
   [[nodiscard]] CDescriptor LockSuccessor(const std::string& path) const;
 
   // The successor has taken the place of the database. The lock on the file before is given up: it

@@ -73,8 +73,10 @@ TEST_F(Views, Drives_OfListsWithoutNumbers_ShowNone) {
   InsertAdapter("S1", "PCI:1", 40024, {});
   InsertDrive("S1", "PCI:1&ID=0", 40024);
   EXPECT_EQ(Shown("IFNULL(HealthReasons, 'none')"), "none");
-  RawSqlite(path_).Run("UPDATE Adapter SET HealthReasons = '\"]'");
-  EXPECT_EQ(Shown("IFNULL(HealthReasons, 'none')"), "none");
+  for (const char* written : {"\"]", "1||2", "01", "|", "40459|", "|40459"}) {
+    RawSqlite(path_).Run(std::string("UPDATE Adapter SET HealthReasons = '") + written + "'");
+    EXPECT_EQ(Shown("IFNULL(HealthReasons, 'none')"), "none") << written;
+  }
 }
 
 TEST_F(Views, Drives_HaveEveryColumnThatIsNoIdentity) {

@@ -51,7 +51,7 @@ class SqliteLocked : public testing::Test {
   RawSqlite outside_{path_};
   std::string text_ =
       "The database \"" + path_ +
-      "\" is locked by another program (database is locked); it is tried again later.";
+      "\" is locked by another program (database is locked); try again when it is free.";
 };
 
 TEST_F(SqliteLocked, Options_WaitOneSecondAndPauseForTen) {
@@ -235,6 +235,60 @@ TEST_F(SqliteMoved, DatabaseOfAnotherProgramAtThePath_IsLeftAlone) {
   fs::rename(other, path);
   EXPECT_TRUE(ours.Restore());
   EXPECT_EQ(RawSqlite(path).One("SELECT group_concat(a) FROM t"), "after");
+}
+
+// At opening such a file is refused; what takes the path later is treated alike.
+TEST_F(SqliteMoved, DatabaseOfANewerProgramAtThePath_IsLeftAlone) {
+  CSqliteOptions options;
+  options.ApplicationId = 77;
+  const std::string path = (dir_ / "ours.db").string();
+  CSqliteDatabase ours(path, options);
+  ours.query("PRAGMA application_id = 77");
+  ours.query("PRAGMA user_version = 3");
+  ours.query("CREATE TABLE t(a)");
+  const auto other = dir_ / "other.db";
+  RawSqlite(other).Run(
+      "CREATE TABLE newer(a); PRAGMA application_id = 77; PRAGMA user_version = 4");
+  const std::string content = vxtest::ReadFile(other);
+  fs::rename(other, path);
+  EXPECT_EQ(FailureOf([&] { ours.query("INSERT INTO t VALUES('after')"); }),
+            "The database is gone from its path and was not written back: \"" + path +
+                "\" is a database of a newer program now, which is left alone; move it away.");
+  EXPECT_EQ(vxtest::ReadFile(path), content);
+  fs::rename(path, other);
+  RawSqlite(other).Run("PRAGMA user_version = 3");
+  fs::rename(other, path);
+  EXPECT_TRUE(ours.Restore());
+  EXPECT_EQ(RawSqlite(path).One("SELECT COUNT(*) FROM t"), "0");
+}
+
+// Whoever opens and closes a file gives up all locks that its process has on it.
+TEST_F(SqliteMoved, LostLogThatCannotBeWrittenBack_LeavesTheLocksOfTheFile) {
+  const std::string path = (dir_ / "ours.db").string();
+  CSqliteOptions options;
+  options.ApplicationId = 77;
+  CSqliteDatabase ours(path, options);
+  ours.query("PRAGMA application_id = 77");
+  ours.query("CREATE TABLE t(a)");
+  ours.query("PRAGMA wal_checkpoint");
+  const auto locked = [&] {
+    return vxtest::InChild([&] {
+      const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+      struct flock lock {};
+      lock.l_type = F_WRLCK;
+      lock.l_whence = SEEK_SET;
+      lock.l_start = 0x40000002;  // where SQLite keeps the locks of those who have the file open
+      lock.l_len = 510;
+      fcntl(file, F_GETLK, &lock);
+      return std::string(lock.l_type == F_UNLCK ? "no" : "yes");
+    });
+  };
+  ASSERT_EQ(locked(), "yes");
+  fs::create_directories(path + ".restore/in the way");
+  fs::remove(path + "-wal");
+  EXPECT_THAT(FailureOf([&] { ours.query("INSERT INTO t VALUES('lost')"); }),
+              HasSubstr("was not written back"));
+  EXPECT_EQ(locked(), "yes");
 }
 
 // Moving a damaged file away is the way out; it must not come back.

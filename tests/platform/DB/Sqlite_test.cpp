@@ -276,6 +276,63 @@ TEST(Sqlite, SecondWriter_WhileTheFirstIsIdle_IsRefusedUnderAnyName) {
               testing::HasSubstr("is written by DB_Sqlite_test"));
 }
 
+// A lock on the writer's byte that whoever may read the file can take.
+class CReadLock {
+ public:
+  explicit CReadLock(const std::string& path) : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    struct flock lock {};
+    lock.l_type = F_RDLCK;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = 0x40001000;
+    lock.l_len = 1;
+    held_ = fcntl(file_, F_OFD_SETLK, &lock) == 0;
+  }
+  ~CReadLock() { close(file_); }
+  CReadLock(const CReadLock&) = delete;
+  CReadLock& operator=(const CReadLock&) = delete;
+
+  bool Held() const { return held_; }
+
+ private:
+  int file_;
+  bool held_ = false;
+};
+
+std::string SeesAWriter(const std::string& path) {
+  return vxtest::InChild([&] { return DatabaseWrapper::HasWriter(path) ? "yes" : "no"; });
+}
+
+TEST(Sqlite, ReadLockOfSomebodyElse_KeepsNoWriterOut) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  { CSqliteDatabase(path).query("CREATE TABLE t(a)"); }
+  auto lock = std::make_unique<CReadLock>(path);
+  ASSERT_TRUE(lock->Held());
+  EXPECT_EQ(SeesAWriter(path), "no");
+  CSqliteDatabase first(path);
+  first.query("INSERT INTO t VALUES(1)");
+  EXPECT_THAT(vxtest::InChild([&] { return vxtest::Attempt(path, false, "SELECT 7"); }),
+              testing::HasSubstr("is written by DB_Sqlite_test"));
+  lock.reset();
+  first.query("INSERT INTO t VALUES(2)");
+  EXPECT_EQ(SeesAWriter(path), "yes");
+  EXPECT_FALSE(CReadLock(path).Held());
+  EXPECT_EQ(Count(first), "2");
+}
+
+TEST(Sqlite, WriterUnderAnotherName_WhoCameWhileAReaderHeldTheLock_EndsTheWriting) {
+  const vxtest::TempDir dir;
+  const std::string path = (dir / "vx.db").string();
+  { CSqliteDatabase(path).query("CREATE TABLE t(a)"); }
+  std::filesystem::create_hard_link(path, dir / "other.db");
+  auto lock = std::make_unique<CReadLock>(path);
+  CSqliteDatabase first(path);
+  lock.reset();
+  const CSqliteDatabase second((dir / "other.db").string());
+  EXPECT_THAT(FailureOf([&] { first.query("INSERT INTO t VALUES(1)"); }),
+              testing::HasSubstr("is written by another process; it takes one writer"));
+}
+
 TEST(Sqlite, LockFile_IsItsOwnersAlone) {
   const vxtest::TempDir dir;
   const std::string path = (dir / "vx.db").string();

@@ -33,8 +33,8 @@ struct CSqliteOptions {
   // so that a locked file costs one wait and not one for each row. Real time.
   std::chrono::milliseconds PauseAfterBusy{10000};
 
-  // The application id that the schema gives the file; 0: none. A file with another one that has
-  // taken the path is not overwritten.
+  // The application id that the schema gives the file; 0: none. A file with another one, or with
+  // a higher user version than the open one, that has taken the path is not overwritten.
   unsigned ApplicationId = 0;
 
   // Tells the real time that the pause is measured with; empty: the monotonic clock.
@@ -48,7 +48,7 @@ struct CSqliteOptions {
 //
 // When the path no longer leads to the open file (deleted, renamed, replaced), the next statement
 // outside a transaction first writes the whole database back to the path, unless its pages are
-// damaged or a database of another program has taken the path.
+// damaged or a database of another program, or of a newer one, has taken the path.
 //
 // Every failure is a DBEXCEPTION::DatabaseException (a CStatementRefused where only the statement
 // is at fault) whose text names the file, what is wrong and the way out: no database, damaged,
@@ -110,7 +110,8 @@ class VX_EXPORT CTransaction {
 };
 
 // Whether some process may write the database at the path just now. False for what cannot be looked
-// at. Not while this process has the file open itself. [any thread]
+// at, and while somebody's read lock keeps the writer from its own. Not while this process has the
+// file open itself. [any thread]
 [[nodiscard]] VX_EXPORT bool HasWriter(const std::string& path);
 
 }  // namespace DatabaseWrapper
