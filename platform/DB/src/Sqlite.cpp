@@ -247,9 +247,10 @@ void CSqliteDatabase::Impl::LeaveAloneWhatIsNotOurs() {
   if (!owner) return;
   const bool isForeign = owner->ApplicationId != m_Options.ApplicationId;
   if (!isForeign && owner->UserVersion <= m_Connection->UserVersion()) return;
-  throw DatabaseException("\"" + m_Path + "\" is a database of " +
-                          (isForeign ? "another program" : "a newer program") +
-                          " now, which is left alone; move it away.");
+  const char* const refusal =
+      isForeign ? "is a database of another program now, which is left alone; move it away."
+                : "is a database of a newer program now, which is left alone; move it away.";
+  throw DatabaseException("\"" + m_Path + "\" " + refusal);
 }
 
 void CSqliteDatabase::Impl::WriteBack() {
